@@ -1,0 +1,167 @@
+#include "base/UserDefaults.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <boost/json/object.hpp>
+#include <boost/json/parse.hpp>
+#include <boost/json/serialize.hpp>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <mutex>
+
+#include "base/Log.h"
+
+namespace tessaline {
+namespace {
+
+namespace fs = std::filesystem;
+namespace json = boost::json;
+
+/// Writes `text` to a new file beside `file` and renames it into place. Answers the errno of the
+/// step that failed, or 0.
+int replaceFile(const fs::path& file, std::string_view text) {
+  const std::string temporary = file.string() + ".new";
+  const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  if (fd < 0) return errno;
+  int error = 0;
+  while (!text.empty() && error == 0) {
+    const ssize_t count = ::write(fd, text.data(), text.size());
+    if (count >= 0) {
+      text.remove_prefix(static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      error = errno;
+    }
+  }
+  if (error == 0 && ::fsync(fd) != 0) error = errno;
+  if (::close(fd) != 0 && error == 0) error = errno;
+  if (error == 0 && ::rename(temporary.c_str(), file.c_str()) != 0) error = errno;
+  if (error != 0) ::unlink(temporary.c_str());
+  return error;
+}
+
+}  // namespace
+
+class UserDefaults::Store {
+ public:
+  explicit Store(fs::path file) : file_(std::move(file)) { read(); }
+
+  template <typename Function>
+  auto inspect(std::string_view key, Function function) const
+      -> decltype(function(std::declval<const json::value&>())) {
+    const std::lock_guard lock(mutex_);
+    const auto found = values_.find(key);
+    if (found == values_.end()) return std::nullopt;
+    return function(found->value());
+  }
+
+  void set(std::string_view key, json::value value) {
+    const std::lock_guard lock(mutex_);
+    json::value& slot = values_[key];
+    if (slot == value) return;
+    slot = std::move(value);
+    write();
+  }
+
+  void remove(std::string_view key) {
+    const std::lock_guard lock(mutex_);
+    if (values_.erase(key) > 0) write();
+  }
+
+ private:
+  void read() {
+    std::ifstream stream(file_, std::ios::binary);
+    if (!stream) return;
+    const std::string text{std::istreambuf_iterator<char>(stream), {}};
+    boost::system::error_code error;
+    json::value value = json::parse(text, error);
+    if (!error && value.is_object()) {
+      values_ = std::move(value.get_object());
+      return;
+    }
+    const fs::path broken = file_.string() + ".broken";
+    std::error_code renameError;
+    fs::rename(file_, broken, renameError);
+    log("settings file " + file_.string() + " does not parse; " +
+        (renameError ? "it could not be set aside: " + renameError.message()
+                     : "set aside as " + broken.string()));
+  }
+
+  void write() const {
+    const fs::path folder = file_.parent_path();
+    std::error_code ignored;
+    if (fs::create_directories(folder, ignored)) ::chmod(folder.c_str(), 0700);
+    if (const int error = replaceFile(file_, json::serialize(values_) + "\n"); error != 0) {
+      log("could not save settings in " + file_.string() + ": " + std::strerror(error));
+    }
+  }
+
+  const fs::path file_;
+  mutable std::mutex mutex_;
+  json::object values_;  // guarded by mutex_
+};
+
+UserDefaults::UserDefaults(fs::path file) : store_(std::make_unique<Store>(std::move(file))) {}
+UserDefaults::~UserDefaults() = default;
+
+std::optional<std::string> UserDefaults::string(std::string_view key) const {
+  return store_->inspect(key, [](const json::value& value) -> std::optional<std::string> {
+    if (const auto* text = value.if_string()) return std::string(*text);
+    return std::nullopt;
+  });
+}
+
+std::optional<std::int64_t> UserDefaults::integer(std::string_view key) const {
+  return store_->inspect(key, [](const json::value& value) -> std::optional<std::int64_t> {
+    if (const auto* number = value.if_int64()) return *number;
+    return std::nullopt;
+  });
+}
+
+std::optional<bool> UserDefaults::boolean(std::string_view key) const {
+  return store_->inspect(key, [](const json::value& value) -> std::optional<bool> {
+    if (const auto* flag = value.if_bool()) return *flag;
+    return std::nullopt;
+  });
+}
+
+std::optional<UserDefaults::Dictionary> UserDefaults::dictionary(std::string_view key) const {
+  return store_->inspect(key, [](const json::value& value) -> std::optional<Dictionary> {
+    const auto* object = value.if_object();
+    if (!object) return std::nullopt;
+    Dictionary dictionary;
+    for (const auto& [name, entry] : *object) {
+      const auto* text = entry.if_string();
+      if (!text) return std::nullopt;
+      dictionary.emplace(name, *text);
+    }
+    return dictionary;
+  });
+}
+
+void UserDefaults::set(std::string_view key, std::string_view value) {
+  store_->set(key, json::string(value));
+}
+
+void UserDefaults::set(std::string_view key, std::int64_t value) {
+  store_->set(key, value);
+}
+
+void UserDefaults::set(std::string_view key, bool value) {
+  store_->set(key, value);
+}
+
+void UserDefaults::set(std::string_view key, const Dictionary& value) {
+  json::object object;
+  for (const auto& [name, text] : value) object[name] = text;
+  store_->set(key, std::move(object));
+}
+
+void UserDefaults::remove(std::string_view key) {
+  store_->remove(key);
+}
+
+}  // namespace tessaline

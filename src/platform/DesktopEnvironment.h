@@ -1,0 +1,46 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "base/Queue.h"
+#include "base/Result.h"
+#include "platform/CaptureStream.h"
+#include "platform/Display.h"
+#include "platform/PointerSource.h"
+
+namespace tessaline::platform {
+
+/// Everything of one desktop session that shares state: its displays, their pixels and the pointer.
+/// One exists per process in the main role; it outlives whatever it made. Operations are called on
+/// the main queue.
+class DesktopEnvironment {
+ public:
+  virtual ~DesktopEnvironment() = default;
+
+  /// One word or two for the log: "X11".
+  [[nodiscard]] virtual std::string kind() const = 0;
+
+  /// A display with an identifier that is not shown yet (`VirtualDisplay::apply` does that), or
+  /// nothing when the desktop has no room for one; the reason is in the log.
+  [[nodiscard]] virtual std::unique_ptr<VirtualDisplay> createVirtualDisplay(
+      const VirtualDisplayDescriptor& descriptor) = 0;
+
+  /// The displays that can be captured now. A new one may take a moment to appear.
+  [[nodiscard]] virtual Result<std::vector<DisplayInfo>> shareableDisplays() = 0;
+
+  /// A capture of `display` that delivers on `queue`, not started yet.
+  [[nodiscard]] virtual std::unique_ptr<CaptureStream> createCaptureStream(
+      DisplayID display, const CaptureConfiguration& configuration, std::shared_ptr<Queue> queue,
+      CaptureStream::Callbacks callbacks) = 0;
+
+  /// Shared: it may be asked from a streamer's queue while the session that made it ends.
+  [[nodiscard]] virtual std::shared_ptr<PointerSource> pointer() = 0;
+
+  /// Runs once on the main queue when the desktop itself has gone; nothing works afterwards.
+  std::function<void()> onLost;
+};
+
+}  // namespace tessaline::platform

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "base/Geometry.h"
+
+namespace tessaline::platform {
+
+/// Names one display of the desktop while it exists; never 0.
+using DisplayID = std::uint32_t;
+
+/// A display of the desktop. Bounds are global desktop coordinates in pixels, origin top left.
+struct DisplayInfo {
+  DisplayID id = 0;
+  PixelRect bounds;
+};
+
+struct VirtualDisplayDescriptor {
+  std::string name;  ///< shown to the user as the monitor's name
+  std::uint32_t maxPixelsWide = 0;
+  std::uint32_t maxPixelsHigh = 0;
+  SizeMM sizeInMillimeters;
+  std::uint32_t vendorID = 0;
+  std::uint32_t productID = 0;
+  std::uint32_t serialNumber = 0;  ///< a desktop recognises a display by these three
+};
+
+struct VirtualDisplayMode {
+  std::uint32_t width = 0;  ///< points: half the pixels of a HiDPI display
+  std::uint32_t height = 0;
+  double refreshRate = 0;  ///< Hz
+};
+
+struct VirtualDisplaySettings {
+  bool hiDPI = false;
+  std::vector<VirtualDisplayMode> modes;
+};
+
+/// A real extra display of the desktop. It exists exactly as long as this object.
+/// Lives on the main queue.
+class VirtualDisplay {
+ public:
+  virtual ~VirtualDisplay() = default;
+  [[nodiscard]] virtual DisplayID displayID() const = 0;
+  /// Switches the display on with the first of the modes. False when the desktop refused; the
+  /// display is then not listed and the reason is in the log.
+  virtual bool apply(const VirtualDisplaySettings& settings) = 0;
+};
+
+}  // namespace tessaline::platform

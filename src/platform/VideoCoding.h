@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "base/Bytes.h"
+#include "base/Geometry.h"
+#include "base/Queue.h"
+#include "base/Result.h"
+#include "platform/PixelBuffer.h"
+#include "platform/PointerSource.h"
+
+namespace tessaline::platform {
+
+struct CompressionOptions {
+  PixelSize size;
+  int averageBitRate = 0;  ///< bit/s, kept within a short window
+  int expectedFrameRate = 60;
+  int maxKeyFrameInterval = 600;  ///< frames
+};
+
+/// H.264 parameter sets: NAL header included, no start code.
+struct ParameterSets {
+  Bytes sequence;
+  Bytes picture;
+  bool operator==(const ParameterSets&) const = default;
+};
+
+/// One coded picture.
+struct CodedFrame {
+  bool keyFrame = false;
+  std::optional<ParameterSets> parameterSets;  ///< present on key frames
+  /// The access unit as NAL units, each preceded by its length as 4 big-endian bytes; parameter
+  /// sets are not repeated in it.
+  SharedBytes data;
+  Clock::time_point presentationTime;
+};
+
+/// An H.264 encoder: Constrained High profile, no reordering, one frame in, one frame out. Encoding
+/// runs on a thread of the session's own, where at most one frame waits, the newest: a frame
+/// submitted while another waits replaces it and inherits its demand for a key frame.
+class CompressionSession {
+ public:
+  struct Callbacks {
+    /// On the session's thread, once per encoded frame; nothing when encoding failed. Never after
+    /// the session's destructor has returned; may not destroy the session.
+    std::function<void(std::optional<CodedFrame>)> onOutput;
+  };
+  virtual ~CompressionSession() = default;
+  /// Callable from any thread; returns at once.
+  virtual void encode(std::shared_ptr<const PixelBuffer> frame, Clock::time_point presentationTime,
+                      bool forceKeyFrame) = 0;
+  /// Frames submitted whose output has not been delivered: 0, 1, or 2 with one waiting.
+  [[nodiscard]] virtual int pendingFrames() const = 0;
+};
+
+/// Makes coders and encodes images.
+class VideoCoding {
+ public:
+  virtual ~VideoCoding() = default;
+  /// On failure the error text is a decimal status, as the encoder's log line wants it.
+  [[nodiscard]] virtual Result<std::unique_ptr<CompressionSession>> createCompressionSession(
+      const CompressionOptions& options, CompressionSession::Callbacks callbacks) = 0;
+  /// A PNG file of `image`, empty when it cannot be made.
+  [[nodiscard]] virtual Bytes encodePng(const PointerImage& image) = 0;
+};
+
+}  // namespace tessaline::platform
