@@ -42,6 +42,10 @@ class AnyConnection {
   virtual void start(StateHandler handler) = 0;
   /// Ends the connection at once; what was not sent is lost. The handler reports `cancelled`.
   virtual void cancel() = 0;
+  /// Sends the parts in order, without copying them: as one run of bytes on a stream, as one binary
+  /// message on a WebSocket. `done` runs when the system took all of them, or with false when the
+  /// connection ended first.
+  virtual void send(std::vector<SharedBytes> parts, Done done) = 0;
   /// The peer's numeric address, once known.
   [[nodiscard]] virtual std::optional<Endpoint> remoteEndpoint() const = 0;
   /// The system's privacy rules keep this application off the local network.
@@ -53,10 +57,6 @@ class AnyConnection {
 /// acknowledges nothing for 10 s.
 class Connection : public AnyConnection {
  public:
-  /// Writes the parts in order as one run of bytes, without copying them. `done` runs when the
-  /// system took all of them, or with false when the connection ended first.
-  virtual void send(std::vector<SharedBytes> parts, Done done) = 0;
-
   struct Received {
     Bytes bytes;
     bool complete = false;  ///< the peer closed its side
@@ -80,8 +80,6 @@ class WebSocketConnection : public AnyConnection {
     Opcode opcode = Opcode::binary;
     Bytes bytes;
   };
-  /// Sends the parts as one binary message, without copying them.
-  virtual void send(std::vector<SharedBytes> parts, Done done) = 0;
   /// The next whole message; nothing when the connection ended or the peer broke the protocol.
   virtual void receive(std::function<void(std::optional<Message>)> done) = 0;
   /// Bytes one message may have from now on.

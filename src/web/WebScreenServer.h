@@ -1,0 +1,78 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "base/Observers.h"
+#include "base/UserDefaults.h"
+#include "platform/Network.h"
+#include "streaming/Session.h"
+#include "web/ApprovedDevices.h"
+
+namespace tessaline {
+
+class PageServer;
+class UnprovenLinks;
+
+/// Lets any device with a browser become an extra screen: serves the page on one port and turns
+/// every WebSocket on the other into a link with a session of its own. Owns the link key that makes
+/// the page's address secret and the list of browser sessions. Lives on the main queue; listeners
+/// and page requests live on "tessaline.webserver". Owned by the controller.
+class WebScreenServer {
+ public:
+  static constexpr std::uint16_t pagePort = 7790;
+  static constexpr std::uint16_t socketPort = 7791;
+
+  WebScreenServer(SessionServices services, UserDefaults& defaults, ApprovedDevices& approved);
+  ~WebScreenServer();
+
+  /// Forwarded from any session; on any queue.
+  std::function<void()> onActivity;
+  /// A session started, changed its state or ended. On the main queue.
+  std::function<void()> onChange;
+  /// Bit/s for a 1920 × 1080 picture, handed to each new session.
+  int bitrate = 25'000'000;
+
+  /// Starts both listeners. A port that is in use costs one log line and that listener only.
+  void start();
+  /// Reads the identity again and restarts the listeners with it.
+  void reloadTLS();
+  /// Makes a new link: the old one and its QR code stop working and every session ends.
+  void renewKey();
+  /// Ends every session politely.
+  void stopAll();
+
+  /// The address that the QR code and the link show.
+  [[nodiscard]] std::string url() const;
+  [[nodiscard]] bool encrypted() const { return identity_ != nullptr; }
+  [[nodiscard]] const std::string& key() const { return key_; }
+  /// In order of connection, those that have not introduced themselves yet included.
+  [[nodiscard]] const std::vector<std::shared_ptr<Session>>& sessions() const { return sessions_; }
+
+  /// `sessions`, `key` or the identity have changed.
+  [[nodiscard]] Subscription observe(Observers::Observer observer);
+
+ private:
+  void listen();
+  void accept(const std::shared_ptr<platform::WebSocketConnection>& connection,
+              const std::shared_ptr<Queue>& queue);
+  void ended(const Session& session);
+  void changed();
+
+  const SessionServices services_;
+  UserDefaults& defaults_;
+  ApprovedDevices& approved_;
+  const std::shared_ptr<Queue> queue_;
+  std::string key_;
+  std::shared_ptr<const platform::TransportIdentity> identity_;
+  std::vector<std::shared_ptr<Session>> sessions_;
+  std::unique_ptr<UnprovenLinks> unproven_;
+  std::shared_ptr<PageServer> pages_;
+  std::unique_ptr<platform::Listener> socket_;
+  Observers observers_;
+  const std::shared_ptr<WebScreenServer*> self_;  // what callbacks hold weakly
+};
+
+}  // namespace tessaline
