@@ -35,6 +35,10 @@ class FrameComposer {
 
  private:
   struct Slot;
+
+  /// The free buffer that lacks least; nothing when there is none.
+  Slot* cheapestSlot();
+
   const PixelSize size_;
   std::vector<Slot> slots_;
   int newest_ = -1;  // the slot of the last composed picture
