@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "base/Queue.h"
+#include "painter/Canvas.h"
+#include "painter/Scenery.h"
+
+namespace tessaline::bench {
+
+enum class Load {
+  still,   ///< painted once
+  idle,    ///< only the code changes
+  text,    ///< a page scrolls under a running clock
+  motion,  ///< everything moves
+};
+
+struct PainterOptions {
+  Load load = Load::motion;
+  PixelRect bounds;
+  std::string caption;
+  Duration codeInterval{};  ///< on average; each one is up to a half shorter or longer
+  Duration frameInterval{};
+};
+
+/// Paints a code that counts up, and the load around it. Lives on the calling thread.
+class Painter {
+ public:
+  /// Wall-clock microseconds around one painting of a code: `before` is taken when the server has
+  /// nothing left to do and the request is about to be sent, `after` when the server has answered
+  /// that it is carried out. The pixels change in between, so a latency counted from `before` is
+  /// never flattering.
+  struct Mark {
+    std::uint32_t counter = 0;
+    std::int64_t before = 0;
+    std::int64_t after = 0;
+  };
+
+  Painter(Canvas& canvas, PainterOptions options);
+
+  /// Paints until `ending` says so or the server is gone; reports every code.
+  void run(const std::function<bool()>& ending, const std::function<void(const Mark&)>& onCode);
+
+ private:
+  struct Band {
+    MovingBand band;
+    xcb_pixmap_t picture;
+  };
+
+  void paintEverything();
+  void paintMoving(Clock::time_point now);
+  void paintBand(const Band& band, int shift);
+  void paintClock();
+  [[nodiscard]] bool paintCode(const std::function<void(const Mark&)>& onCode);
+  [[nodiscard]] Duration nextCodeInterval();
+
+  Canvas& canvas_;
+  const PainterOptions options_;
+  const Clock::time_point start_;
+  std::vector<Band> bands_;
+  std::string clockText_;
+  std::uint32_t counter_ = 0;
+  std::minstd_rand dice_;
+};
+
+}  // namespace tessaline::bench
