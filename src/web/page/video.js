@@ -1,0 +1,226 @@
+// H.264 to canvas with as little delay as the browser allows: a frame goes to the decoder in the
+// task that received it and to the canvas in the decoder's output callback.
+
+const frameDuration = 16667;  // µs; the decoder needs rising timestamps, not true ones
+const maxPendingTimes = 120;  // frames; older ones were dropped by the decoder
+const maxKeptFrames = 120;    // frames; two seconds are enough to learn whether a decoder works
+const averageWeight = 0.1;    // share of the newest decode time in the average
+const maxProbeTime = 65535;   // tenths of a millisecond, what 16 bits hold
+const idrSlice = 5;           // NAL unit type that only key frames contain
+
+// The parameter sets of a configuration message, nothing when it is cut short.
+function parseParameterSets(payload) {
+  const view = new DataView(payload.buffer, payload.byteOffset, payload.byteLength);
+  const sets = [];
+  let position = 0;
+  for (let i = 0; i < 2; i++) {
+    if (position + 2 > payload.length) return null;
+    const end = position + 2 + view.getUint16(position);
+    if (end > payload.length) return null;
+    sets.push(payload.subarray(position + 2, end));
+    position = end;
+  }
+  const [sps, pps] = sets;
+  return sps.length >= 4 && pps.length >= 1 ? { sps, pps } : null;
+}
+
+function decoderSettings({ sps, pps }) {
+  const hex = (byte) => byte.toString(16).padStart(2, '0');
+  const length = (set) => [set.length >> 8, set.length & 255];
+  return {
+    codec: 'avc1.' + [...sps.subarray(1, 4)].map(hex).join(''),
+    // The avcC record: version, profile, constraints, level, 4-byte lengths, one set of each kind.
+    description: new Uint8Array(
+      [1, ...sps.subarray(1, 4), 0xff, 0xe1, ...length(sps), ...sps, 1, ...length(pps), ...pps]),
+    optimizeForLatency: true,
+  };
+}
+
+function isKeyFrame(payload) {
+  const view = new DataView(payload.buffer, payload.byteOffset, payload.byteLength);
+  for (let position = 0; position + 5 <= payload.length;) {
+    if ((payload[position + 4] & 31) === idrSlice) return true;
+    position += 4 + view.getUint32(position);
+  }
+  return false;
+}
+
+// What each codec string is decoded with, learnt once: browsers without a hardware decoder refuse
+// 'prefer-hardware', some only when it is too late to ask.
+const accelerations = new Map();
+
+class Video {
+  #canvas;
+  #context;
+  #onPicture;
+  #decoder = null;
+  #settings = null;   // what the decoder is, or is about to be, configured with
+  #config = '';       // the message that #settings came from
+  #acceleration = '';
+  #needKey = true;
+  #timestamp = 0;
+  #firstTimestamp = 0;
+  #kept = null;       // frames since a key frame, until this configuration has shown a picture
+  #sentAt = new Map();
+  #average = 0;       // ms
+
+  // The size of the shown picture in pixels; 0 until there is one.
+  width = 0;
+  height = 0;
+
+  constructor(canvas, onPicture) {
+    this.#canvas = canvas;
+    this.#context = canvas.getContext('2d', { alpha: false, desynchronized: true });
+    this.#onPicture = onPicture;
+  }
+
+  // The browser took the decoder away although a picture is shown, as it may while hidden.
+  get broken() {
+    return this.width !== 0 && !this.#settings;
+  }
+
+  // Forgets the stream. No picture of it appears afterwards.
+  reset() {
+    if (this.#decoder && this.#decoder.state !== 'closed') this.#decoder.close();
+    this.#forget();
+    this.#sentAt.clear();
+    this.width = this.height = 0;
+  }
+
+  configure(payload) {
+    const config = payload.join(',');
+    // Between asking and configuring there is no decoder yet for the same message to restart.
+    if (config === this.#config && (this.#acceleration === '' || this.#configured)) return;
+    const sets = parseParameterSets(payload);
+    if (!sets) return;
+    const settings = this.#settings = decoderSettings(sets);
+    this.#config = config;
+    this.#acceleration = '';
+    this.#needKey = true;
+    this.#firstTimestamp = this.#timestamp + frameDuration;
+    this.#kept = [];
+    const known = accelerations.get(settings.codec);
+    if (known || !VideoDecoder.isConfigSupported) {
+      this.#open(known ?? 'prefer-hardware');
+      return;
+    }
+    VideoDecoder.isConfigSupported({ ...settings, hardwareAcceleration: 'prefer-hardware' })
+      .then(({ supported }) => supported, () => false)
+      .then((supported) => {
+        const acceleration = supported ? 'prefer-hardware' : 'no-preference';
+        accelerations.set(settings.codec, acceleration);
+        if (settings === this.#settings) this.#open(acceleration);
+      });
+  }
+
+  frame(payload) {
+    if (!this.#settings) return;
+    const key = isKeyFrame(payload);
+    if (this.#needKey && !key) return;
+    this.#needKey = false;
+    this.#timestamp += frameDuration;
+    const chunk = { type: key ? 'key' : 'delta', timestamp: this.#timestamp, data: payload };
+    this.#keep(chunk);
+    if (this.#acceleration !== '') this.#decode(chunk);
+  }
+
+  // The average decode time as a probe's answer carries it.
+  get decodeTenths() {
+    return Math.min(maxProbeTime, Math.round(this.#average * 10));
+  }
+
+  get #configured() {
+    return this.#decoder !== null && this.#decoder.state === 'configured';
+  }
+
+  #forget() {
+    this.#decoder = this.#settings = this.#kept = null;
+    this.#config = this.#acceleration = '';
+    this.#needKey = true;
+  }
+
+  #open(acceleration) {
+    if (!this.#decoder || this.#decoder.state === 'closed') this.#decoder = this.#create();
+    const decoder = this.#decoder;
+    this.#acceleration = acceleration;
+    try {
+      decoder.configure({ ...this.#settings, hardwareAcceleration: acceleration });
+    } catch (error) {
+      this.#failed(decoder, error);
+      return;
+    }
+    for (const chunk of this.#kept) {
+      if (decoder !== this.#decoder) return;  // it failed at once and was replaced
+      this.#decode(chunk);
+    }
+  }
+
+  #create() {
+    const decoder = new VideoDecoder({
+      output: (frame) => {
+        if (decoder === this.#decoder) this.#paint(frame);
+        frame.close();
+      },
+      error: (error) => this.#failed(decoder, error),
+    });
+    return decoder;
+  }
+
+  #keep(chunk) {
+    if (!this.#kept) return;
+    if (chunk.type === 'key') this.#kept = [];
+    if (this.#kept.push(chunk) <= maxKeptFrames) return;
+    this.#kept = this.#acceleration === '' ? [] : null;
+    // Nobody has seen what is thrown away here, so that the next frame cannot build on it.
+    if (this.#acceleration === '') this.#needKey = true;
+  }
+
+  #decode(chunk) {
+    const decoder = this.#decoder;
+    if (!this.#configured) return;
+    this.#sentAt.set(chunk.timestamp, performance.now());
+    if (this.#sentAt.size > maxPendingTimes) this.#sentAt.delete(this.#sentAt.keys().next().value);
+    try {
+      decoder.decode(new EncodedVideoChunk(chunk));
+    } catch (error) {
+      this.#failed(decoder, error);
+    }
+  }
+
+  // A hardware decoder that breaks before its first picture is not asked again: the frames kept so
+  // far go to the next best one. Later the stream's next configuration and key frame repair.
+  #failed(decoder, error) {
+    if (decoder !== this.#decoder) return;
+    console.warn('Decoder:', error);
+    if (decoder.state !== 'closed') decoder.close();
+    this.#decoder = null;
+    if (this.#kept && this.#acceleration === 'prefer-hardware') {
+      accelerations.set(this.#settings.codec, 'no-preference');
+      this.#open('no-preference');
+    } else {
+      this.#forget();
+    }
+  }
+
+  #paint(frame) {
+    const { timestamp, displayWidth, displayHeight } = frame;
+    if (this.#canvas.width !== displayWidth || this.#canvas.height !== displayHeight) {
+      this.#canvas.width = displayWidth;
+      this.#canvas.height = displayHeight;
+    }
+    this.#context.drawImage(frame, 0, 0);
+    this.width = displayWidth;
+    this.height = displayHeight;
+    if (timestamp >= this.#firstTimestamp) this.#kept = null;
+    this.#measure(timestamp);
+    this.#onPicture();
+  }
+
+  #measure(timestamp) {
+    const sentAt = this.#sentAt.get(timestamp);
+    if (sentAt === undefined) return;
+    this.#sentAt.delete(timestamp);
+    const time = performance.now() - sentAt;
+    this.#average += this.#average === 0 ? time : averageWeight * (time - this.#average);
+  }
+}
