@@ -20,8 +20,7 @@ class Observers {
   [[nodiscard]] Subscription add(Observer observer) {
     const std::uint64_t id = ++list_->lastID;
     list_->entries.emplace(id, std::move(observer));
-    return {static_cast<void*>(list_.get()),
-            [list = std::weak_ptr(list_), id](void*) {
+    return {static_cast<void*>(list_.get()), [list = std::weak_ptr(list_), id](void*) {
               if (const auto alive = list.lock()) alive->entries.erase(id);
             }};
   }

@@ -22,8 +22,6 @@ class Controller {
   std::function<void()> onSwitchMode;
 
   void launch();
-  /// The setup assistant; opened when the running application is started again.
-  void showOnboarding();
   /// Ends every session politely, then calls `onSwitchMode`.
   void switchRole();
   /// Says goodbye on every link and calls `done` when all sessions have ended, after one second at
@@ -41,6 +39,8 @@ class Controller {
   [[nodiscard]] Subscription observe(Observers::Observer observer);
 
  private:
+  void finishQuitLater(Duration delay);
+
   const std::shared_ptr<Queue> main_;
   UserDefaults& defaults_;
   ApprovedDevices approved_;
@@ -49,7 +49,7 @@ class Controller {
   Subscription approvals_;
   Subscription server_;
   std::function<void()> quitDone_;
-  Timer quitLimit_;
+  Timer quitTimer_;
 };
 
 }  // namespace tessaline

@@ -18,6 +18,7 @@
 
 namespace tessaline {
 
+class CaptureWaker;
 class CursorStreamer;
 class Encoder;
 class VirtualScreen;
@@ -46,11 +47,11 @@ struct SessionServices {
   DeviceInput* input = nullptr;  ///< none: input of the device is ignored
 };
 
-/// One extra screen being served: it waits for the device's hello and the user's approval, makes the
-/// virtual display, captures and encodes it onto the link, keeps the link alive, measures it, and
-/// tears everything down in one place when the link closes. Used once. Lives on the main queue; only
-/// frames arrive elsewhere, on "tessaline.capture". Owned by whoever started it, who keeps it until
-/// `onEnd`.
+/// One extra screen being served: it waits for the device's hello and the user's approval, makes
+/// the virtual display, captures and encodes it onto the link, keeps the link alive, measures it,
+/// and tears everything down in one place when the link closes. Used once. Lives on the main queue;
+/// only frames arrive elsewhere, on "tessaline.capture". Owned by whoever started it, who keeps it
+/// until `onEnd`.
 class Session : public std::enable_shared_from_this<Session> {
  public:
   /// `bitrate` in bit/s is that of a 1920 × 1080 picture.
@@ -90,8 +91,6 @@ class Session : public std::enable_shared_from_this<Session> {
   [[nodiscard]] static int encoderBitrate(int bitrate, PixelSize size);
 
  private:
-  class CaptureWaker;
-
   void receivedHello(const Hello& hello);
   void receivedInput(const ScreenLink::Input& message);
   void receivedProbeAck(std::uint32_t id, double decodeTime);

@@ -15,8 +15,8 @@ namespace tessaline {
 
 /// Remembers which display devices the user has allowed, and asks about those it does not know.
 /// Asking never blocks: each unknown device is one prompt, which whoever can reach the user answers
-/// (a window, a terminal, the control bus; the first answer counts). A prompt outlives the link that
-/// asked. A refusal is not remembered. Lives on the main queue.
+/// (a window, a terminal, the control bus; the first answer counts). A prompt outlives the link
+/// that asked. A refusal is not remembered. Lives on the main queue.
 class ApprovedDevices {
  public:
   using Completion = std::function<void(bool allowed)>;

@@ -13,8 +13,8 @@
 
 namespace tessaline {
 
-class PageServer;
 class UnprovenLinks;
+class WebLink;
 
 /// Lets any device with a browser become an extra screen: serves the page on one port and turns
 /// every WebSocket on the other into a link with a session of its own. Owns the link key that makes
@@ -55,9 +55,9 @@ class WebScreenServer {
   [[nodiscard]] Subscription observe(Observers::Observer observer);
 
  private:
-  void listen();
-  void accept(const std::shared_ptr<platform::WebSocketConnection>& connection,
-              const std::shared_ptr<Queue>& queue);
+  void accept(std::shared_ptr<platform::WebSocketConnection> connection);
+  void approve(const Hello& hello, const std::shared_ptr<WebLink>& link,
+               const std::function<void(bool)>& completion);
   void ended(const Session& session);
   void changed();
 
@@ -69,10 +69,11 @@ class WebScreenServer {
   std::shared_ptr<const platform::TransportIdentity> identity_;
   std::vector<std::shared_ptr<Session>> sessions_;
   std::unique_ptr<UnprovenLinks> unproven_;
-  std::shared_ptr<PageServer> pages_;
-  std::unique_ptr<platform::Listener> socket_;
+  // The listeners, touched on "tessaline.webserver" only.
+  struct Listeners;
+  std::shared_ptr<Listeners> listeners_;
   Observers observers_;
-  const std::shared_ptr<WebScreenServer*> self_;  // what callbacks hold weakly
+  const std::shared_ptr<WebScreenServer*> self_;  // what callbacks hold weakly, main queue only
 };
 
 }  // namespace tessaline

@@ -1,0 +1,71 @@
+#include "control/Controller.h"
+
+#include <algorithm>
+
+namespace tessaline {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::int64_t kDefaultBitrate = 25'000'000;  // bit/s
+constexpr std::int64_t kHighestBitrate = 60'000'000;  // what an encoder is ever given
+constexpr auto kGoodbyeLimit = 1s;
+
+}  // namespace
+
+Controller::Controller(SessionServices services, UserDefaults& defaults)
+    : main_(services.queues.main()),
+      defaults_(defaults),
+      approved_(defaults),
+      web_(std::make_unique<WebScreenServer>(services, defaults, approved_)) {
+  approvals_ = approved_.observe([this] { observers_.notify(); });
+  server_ = web_->observe([this] {
+    observers_.notify();
+    if (quitDone_ && web_->sessions().empty()) finishQuitLater(Duration::zero());
+  });
+}
+
+Controller::~Controller() = default;
+
+void Controller::launch() {
+  web_->bitrate = bitrate();
+  web_->start();
+}
+
+void Controller::switchRole() {
+  quit([this] {
+    if (onSwitchMode) onSwitchMode();
+  });
+}
+
+void Controller::quit(std::function<void()> done) {
+  if (quitDone_) return;
+  quitDone_ = std::move(done);
+  web_->stopAll();
+  // A device that does not read its goodbye must not keep the application from ending.
+  finishQuitLater(web_->sessions().empty() ? Duration::zero() : kGoodbyeLimit);
+}
+
+void Controller::finishQuitLater(Duration delay) {
+  // Never at once: `done` may destroy this object, which whoever reports a change is still using.
+  quitTimer_ = main_->after(delay, [this] {
+    const auto done = std::exchange(quitDone_, nullptr);
+    if (done) done();
+  });
+}
+
+int Controller::bitrate() const {
+  const std::int64_t stored = defaults_.integer("bitrate").value_or(kDefaultBitrate);
+  return static_cast<int>(stored < 1 ? kDefaultBitrate : std::min(stored, kHighestBitrate));
+}
+
+bool Controller::live() const {
+  return std::ranges::any_of(web_->sessions(),
+                             [](const auto& session) { return session->streaming(); });
+}
+
+Subscription Controller::observe(Observers::Observer observer) {
+  return observers_.add(std::move(observer));
+}
+
+}  // namespace tessaline

@@ -1,0 +1,97 @@
+#include "streaming/CursorStreamer.h"
+
+#include "base/Hashes.h"
+#include "base/Log.h"
+#include "protocol/Proto.h"
+
+namespace tessaline {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kTick = 8ms;
+constexpr std::uint64_t kShapeTicks = 6;     // an image is looked at every 48 ms
+constexpr std::uint64_t kRefreshTicks = 30;  // a still pointer is repeated every 240 ms, in case a
+                                             // datagram was lost
+
+}  // namespace
+
+CursorStreamer::CursorStreamer(platform::DisplayID display, std::shared_ptr<ScreenLink> link,
+                               std::shared_ptr<platform::PointerSource> pointer,
+                               platform::VideoCoding& coding, platform::Network& network,
+                               std::shared_ptr<Queue> queue)
+    : display_(display),
+      link_(std::move(link)),
+      pointer_(std::move(pointer)),
+      coding_(coding),
+      network_(network),
+      queue_(std::move(queue)) {}
+
+void CursorStreamer::start() {
+  queue_->async([weak = weak_from_this()] {
+    const auto self = weak.lock();
+    if (!self) return;
+    if (!self->link_->sendsPointerInline()) {
+      const auto host = self->link_->remoteHost();
+      if (!host || host->empty()) {
+        log("cursor: unknown receiver address");
+        return;
+      }
+      self->datagrams_ = self->network_.openDatagram({*host, Proto::cursorPort}, self->queue_);
+    }
+    self->timer_ = self->queue_->every(
+        kTick,
+        [weak] {
+          if (const auto streamer = weak.lock()) streamer->tick();
+        },
+        Duration::zero());
+  });
+}
+
+void CursorStreamer::stop() {
+  queue_->sync([this] {
+    timer_.cancel();
+    datagrams_.reset();
+  });
+}
+
+void CursorStreamer::tick() {
+  ++ticks_;
+  if (ticks_ % kShapeTicks == 0) checkShape();
+
+  const auto bounds = pointer_->bounds(display_);
+  if (!bounds || bounds->empty()) return;  // the display is on its way out
+  const auto location = pointer_->location();
+  const auto position = CursorPosition::on(*bounds, location.x, location.y);
+  if (last_ == position && ticks_ % kRefreshTicks != 0) return;
+  const bool moved = last_ && (last_->x != position.x || last_->y != position.y);
+  if (moved && position.visible && onMove) onMove();
+  last_ = position;
+  sendPosition(position);
+}
+
+void CursorStreamer::sendPosition(const CursorPosition& position) {
+  ++sequence_;
+  const auto datagram = CursorUpdate{sequence_, position}.datagram();
+  if (link_->sendsPointerInline()) {
+    link_->send(Proto::cursorPos, ByteView(datagram).subspan(1));
+  } else if (datagrams_) {
+    datagrams_->send(datagram);
+  }
+}
+
+void CursorStreamer::checkShape() {
+  const auto image = pointer_->image();
+  if (!image || image->serial == shapeSerial_) return;
+  const Bytes png = coding_.encodePng(*image);
+  const std::uint64_t hash = hashValueStable(png);
+  if (hash != shapeHash_ && !png.empty()) {
+    const CursorShape shape{image->hotSpotX, image->hotSpotY, static_cast<double>(image->width),
+                            static_cast<double>(image->height)};
+    if (!link_->send(Proto::cursorShape, shape.encoded(png))) return;  // the next check retries
+    shapeHash_ = hash;
+  }
+  shapeSerial_ = image->serial;
+}
+
+}  // namespace tessaline

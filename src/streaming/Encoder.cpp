@@ -1,0 +1,76 @@
+#include "streaming/Encoder.h"
+
+#include "base/Log.h"
+#include "protocol/ParameterSets.h"
+#include "protocol/Proto.h"
+
+namespace tessaline {
+namespace {
+
+constexpr int kExpectedFrameRate = 60;
+constexpr int kMaxKeyFrameInterval = 600;  // frames: 10 s at full rate
+
+}  // namespace
+
+std::unique_ptr<Encoder> Encoder::create(platform::VideoCoding& coding, PixelSize size, int bitrate,
+                                         std::shared_ptr<ScreenLink> link,
+                                         std::function<void()> onOutput) {
+  std::unique_ptr<Encoder> encoder(new Encoder(std::move(link), std::move(onOutput)));
+  auto coder = coding.createCompressionSession(
+      {.size = size,
+       .averageBitRate = bitrate,
+       .expectedFrameRate = kExpectedFrameRate,
+       .maxKeyFrameInterval = kMaxKeyFrameInterval},
+      {.onOutput = [self = encoder.get()](const std::optional<platform::CodedFrame>& frame) {
+        if (frame) self->output(*frame);
+        if (self->onOutput_) self->onOutput_();
+      }});
+  if (!coder) {
+    log("could not create encoder (" + coder.error() + ")");
+    return nullptr;
+  }
+  encoder->coder_ = std::move(*coder);
+  return encoder;
+}
+
+Encoder::Encoder(std::shared_ptr<ScreenLink> link, std::function<void()> onOutput)
+    : link_(std::move(link)), onOutput_(std::move(onOutput)) {}
+
+Encoder::~Encoder() = default;
+
+void Encoder::encode(std::shared_ptr<const platform::PixelBuffer> picture,
+                     Clock::time_point presentationTime) {
+  bool force = false;
+  {
+    const std::lock_guard lock(mutex_);
+    std::swap(force, forceKey_);
+  }
+  coder_->encode(std::move(picture), presentationTime, force);
+}
+
+bool Encoder::forceKey() const {
+  const std::lock_guard lock(mutex_);
+  return forceKey_;
+}
+
+void Encoder::setForceKey(bool force) {
+  const std::lock_guard lock(mutex_);
+  forceKey_ = force;
+}
+
+void Encoder::output(const platform::CodedFrame& frame) {
+  if (frame.keyFrame) {
+    // Without its parameter sets a key frame is of no use to the decoder.
+    if (!frame.parameterSets) return;
+    const auto& sets = *frame.parameterSets;
+    const Bytes payload = ParameterSetPair::encoded(sets.sequence, sets.picture);
+    if (!link_->send(Proto::params, payload)) {
+      setForceKey(true);
+      return;
+    }
+  }
+  if (!frame.data || frame.data->empty()) return;
+  if (!link_->send(Proto::frame, frame.data)) setForceKey(true);
+}
+
+}  // namespace tessaline

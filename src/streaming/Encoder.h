@@ -1,0 +1,50 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+
+#include "base/Geometry.h"
+#include "base/Queue.h"
+#include "platform/VideoCoding.h"
+#include "streaming/ScreenLink.h"
+
+namespace tessaline {
+
+/// Turns captured pictures into H.264 and hands the result straight to the session's link: the
+/// parameter sets before every key frame, and every access unit. Whatever the link drops makes the
+/// next frame a key frame. `encode` and `forceKey` are callable from any thread; the output runs on
+/// the coder's own thread. Owned by its session.
+class Encoder {
+ public:
+  /// Nothing when the coder cannot be made, with a log line. `onOutput` runs on the coder's thread
+  /// after each frame, whatever became of it: another may be submitted.
+  [[nodiscard]] static std::unique_ptr<Encoder> create(platform::VideoCoding& coding,
+                                                       PixelSize size, int bitrate,
+                                                       std::shared_ptr<ScreenLink> link,
+                                                       std::function<void()> onOutput);
+  ~Encoder();
+
+  /// Submits one picture; returns at once.
+  void encode(std::shared_ptr<const platform::PixelBuffer> picture,
+              Clock::time_point presentationTime);
+
+  /// The next submitted picture is to become a key frame. True from the start.
+  [[nodiscard]] bool forceKey() const;
+  void setForceKey(bool force);
+
+  /// Pictures submitted whose output is still to come.
+  [[nodiscard]] int pendingFrames() const { return coder_->pendingFrames(); }
+
+ private:
+  explicit Encoder(std::shared_ptr<ScreenLink> link, std::function<void()> onOutput);
+  void output(const platform::CodedFrame& frame);
+
+  const std::shared_ptr<ScreenLink> link_;
+  const std::function<void()> onOutput_;
+  mutable std::mutex mutex_;
+  bool forceKey_ = true;                                 // guarded by mutex_
+  std::unique_ptr<platform::CompressionSession> coder_;  // destroyed first: it calls back
+};
+
+}  // namespace tessaline

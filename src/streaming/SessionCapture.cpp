@@ -1,0 +1,194 @@
+// The part of Session that owns the picture: from the virtual display to the encoder, and the one
+// teardown.
+
+#include <algorithm>
+
+#include "base/Log.h"
+#include "streaming/CaptureWaker.h"
+#include "streaming/CursorStreamer.h"
+#include "streaming/Encoder.h"
+#include "streaming/Messages.h"
+#include "streaming/Session.h"
+#include "streaming/VirtualScreen.h"
+
+namespace tessaline {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int kDisplayRetries = 20;
+constexpr auto kDisplayRetryDelay = 250ms;
+constexpr int kDisplayQueries = 50;  // a new display takes a moment to be listed
+constexpr auto kDisplayQueryDelay = 100ms;
+constexpr Duration kFrameInterval = std::chrono::nanoseconds(1'000'000'000 / 60);
+constexpr int kQueueDepth = 5;
+constexpr auto kKeepAlive = 500ms;
+constexpr auto kFocusInterval = 400ms;
+constexpr auto kStillLimit = 300ms;         // without a frame the screen counts as still
+constexpr double kNoticeableChange = 0.01;  // of the picture's area
+
+// One frame of the average bit rate at 60 frames per second: what may be unsent on the link when
+// the next picture is taken. More would be delay, less would leave the network idle.
+std::size_t oneFrame(int bitrate) {
+  return static_cast<std::size_t>(bitrate) / 8 / 60;
+}
+
+bool noticeable(const platform::CapturedFrame& frame) {
+  if (!frame.dirtyRects) return true;
+  std::int64_t changed = 0;
+  for (const auto& rect : *frame.dirtyRects) changed += rect.area();
+  const PixelSize size = frame.pixels->size();
+  const auto whole = static_cast<double>(size.width) * size.height;
+  return static_cast<double>(changed) / whole > kNoticeableChange;
+}
+
+}  // namespace
+
+void Session::createScreen(PixelSize size, SizeMM sizeMM, bool hiDPI, int attempt) {
+  screen_ = VirtualScreen::create(services_.desktop, name_, size, sizeMM, hiDPI);
+  if (screen_) {
+    pictureSize_ = size;
+    findDisplay(1);
+    return;
+  }
+  if (attempt >= kDisplayRetries) {
+    endWith(Messages::noDisplay);
+    return;
+  }
+  services_.queues.main()->asyncAfter(kDisplayRetryDelay, [=, weak = weak_from_this()] {
+    const auto session = weak.lock();
+    if (session && !session->ended_) session->createScreen(size, sizeMM, hiDPI, attempt + 1);
+  });
+}
+
+void Session::findDisplay(int query) {
+  auto displays = services_.desktop.shareableDisplays();
+  const bool listed =
+      displays && std::ranges::any_of(*displays, [this](const platform::DisplayInfo& display) {
+        return display.id == screen_->displayID();
+      });
+  if (listed) {
+    startCapture();
+  } else if (query >= kDisplayQueries) {
+    endWith(Messages::noDisplay);
+  } else {
+    services_.queues.main()->asyncAfter(kDisplayQueryDelay, [=, weak = weak_from_this()] {
+      const auto session = weak.lock();
+      if (session && !session->ended_) session->findDisplay(query + 1);
+    });
+  }
+}
+
+void Session::startCapture() {
+  const int rate = encoderBitrate(bitrate_, pictureSize_);
+  frameAllowance_ = oneFrame(rate);
+  encoder_ = Encoder::create(services_.coding, pictureSize_, rate, link_,
+                             [waker = waker_] { waker->wake(); });
+  if (!encoder_) {
+    endWith(Messages::noEncoder);
+    return;
+  }
+  const platform::CaptureConfiguration configuration{.size = pictureSize_,
+                                                     .minimumFrameInterval = kFrameInterval,
+                                                     .showsCursor = false,
+                                                     .queueDepth = kQueueDepth};
+  captureQueue_ = services_.queues.thread("tessaline.capture");
+  // The stream is stopped before anything that these callbacks use goes.
+  stream_ = services_.desktop.createCaptureStream(
+      screen_->displayID(), configuration, captureQueue_,
+      {.onFrame = [this](platform::CapturedFrame frame) { receivedFrame(std::move(frame)); },
+       .onStopped =
+           [link = link_](const std::string& description) {
+             log("capture stopped: " + description);
+             link->stop();
+           },
+       .mayDeliver = [this] { return mayCapture(); }});
+  if (!stream_) {
+    captureStarted("the display cannot be captured");
+    return;
+  }
+  waker_->set(stream_.get());
+  stream_->start([weak = weak_from_this()](const std::optional<std::string>& error) {
+    const auto session = weak.lock();
+    if (session && !session->ended_) session->captureStarted(error);
+  });
+}
+
+void Session::captureStarted(const std::optional<std::string>& error) {
+  if (error) {
+    log("capture failed: " + *error);
+    endWith(Messages::noCapture);
+    return;
+  }
+  const auto& main = services_.queues.main();
+  const auto weak = weak_from_this();
+  streaming_ = true;
+  if (link_->sendsPointerInline()) {
+    focusTimer_ = main->every(kFocusInterval, [weak] {
+      if (const auto session = weak.lock()) session->focusTick();
+    });
+  }
+  cursor_ = std::make_shared<CursorStreamer>(
+      screen_->displayID(), link_, services_.desktop.pointer(), services_.coding, services_.network,
+      services_.queues.serial("tessaline.cursor"));
+  cursor_->onMove = [weak] {
+    const auto session = weak.lock();
+    if (session && session->onActivity) session->onActivity();
+  };
+  cursor_->start();
+  keepAlive_ = main->every(kKeepAlive, [weak] {
+    if (const auto session = weak.lock()) session->keepAliveTick();
+  });
+  if (onStateChange) onStateChange();
+}
+
+bool Session::mayCapture() const {
+  // A picture taken while another is being encoded would be old before its turn came.
+  return encoder_->pendingFrames() == 0 && link_->unsentBytes() <= frameAllowance_;
+}
+
+void Session::receivedFrame(platform::CapturedFrame frame) {
+  if (frame.status != platform::FrameStatus::complete || !frame.pixels) return;
+  {
+    const std::lock_guard lock(frameMutex_);
+    lastFrame_ = frame.pixels;
+    lastFrameTime_ = captureQueue_->now();
+  }
+  if (onActivity && noticeable(frame)) onActivity();
+  encoder_->encode(std::move(frame.pixels), frame.presentationTime);
+}
+
+void Session::refreshKeyFrame() {
+  // A still screen delivers nothing, so a key frame that is owed comes from the last picture.
+  if (!encoder_ || !encoder_->forceKey()) return;
+  const auto now = services_.queues.main()->now();
+  std::shared_ptr<const platform::PixelBuffer> picture;
+  {
+    const std::lock_guard lock(frameMutex_);
+    if (now - lastFrameTime_ > kStillLimit) picture = lastFrame_;
+  }
+  if (picture) encoder_->encode(std::move(picture), now);
+}
+
+void Session::tearDown() {
+  if (ended_) return;
+  ended_ = true;
+  if (link_->localNetworkDenied()) endReason_ = Messages::localNetwork;
+  keepAlive_.cancel();
+  focusTimer_.cancel();
+  if (cursor_) cursor_->stop();
+  cursor_.reset();
+  if (stream_) stream_->stop();
+  encoder_.reset();  // its output wakes the stream
+  waker_->set(nullptr);
+  stream_.reset();
+  captureQueue_.reset();
+  {
+    const std::lock_guard lock(frameMutex_);
+    lastFrame_.reset();
+  }
+  screen_.reset();
+  streaming_ = false;
+}
+
+}  // namespace tessaline
