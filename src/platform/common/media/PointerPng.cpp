@@ -1,0 +1,38 @@
+#include "platform/common/media/PointerPng.h"
+
+#include <png.h>
+
+namespace tessaline::platform {
+namespace {
+
+constexpr int kMaximumSide = 1024;  // pixels; the largest pointers in use have 256
+
+}  // namespace
+
+Bytes encodePointerPng(const PointerImage& image) {
+  if (image.width <= 0 || image.height <= 0 || image.width > kMaximumSide ||
+      image.height > kMaximumSide) {
+    return {};
+  }
+  const auto pixels =
+      static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height);
+  if (image.rgba.size() != pixels * 4) return {};
+
+  // libpng's simplified interface reports errors by its result: no jump leaves it.
+  png_image png = {};
+  png.version = PNG_IMAGE_VERSION;
+  png.width = static_cast<png_uint_32>(image.width);
+  png.height = static_cast<png_uint_32>(image.height);
+  png.format = PNG_FORMAT_RGBA;
+  png.flags = PNG_IMAGE_FLAG_FAST;  // a pointer is sent over the local network once per shape
+  Bytes file(PNG_IMAGE_PNG_SIZE_MAX(png));
+  png_alloc_size_t size = file.size();
+  if (png_image_write_to_memory(&png, file.data(), &size, 0, image.rgba.data(), 0, nullptr) == 0) {
+    png_image_free(&png);
+    return {};
+  }
+  file.resize(size);
+  return file;
+}
+
+}  // namespace tessaline::platform
