@@ -31,13 +31,14 @@ enum class ConnectionState {
 /// What TCP and WebSocket connections have in common. A connection lives on the queue given when it
 /// was made: its operations are called there (except `cancel`, from anywhere) and its callbacks run
 /// there. Handlers hold their owner weakly; a connection destroys its handlers when it is
-/// cancelled.
+/// cancelled, and is cancelled when its last owner lets go of it.
 class AnyConnection {
  public:
   using Done = std::function<void(bool ok)>;
   using StateHandler = std::function<void(ConnectionState)>;
 
   virtual ~AnyConnection() = default;
+  [[nodiscard]] virtual const std::shared_ptr<Queue>& queue() const = 0;
   /// Reports every state from `preparing` on; `failed` and `cancelled` are final.
   virtual void start(StateHandler handler) = 0;
   /// Ends the connection at once; what was not sent is lost. The handler reports `cancelled`.
@@ -102,7 +103,7 @@ class TransportIdentity {
 };
 
 struct ListenerParameters {
-  std::uint16_t port = 0;
+  std::uint16_t port = 0;  ///< 0: any free port
   /// TLS 1.2 or later with this identity; plain TCP without one.
   std::shared_ptr<const TransportIdentity> identity;
 };
@@ -112,6 +113,7 @@ struct ListenerParameters {
 class Listener {
  public:
   virtual ~Listener() = default;
+  [[nodiscard]] virtual std::uint16_t port() const = 0;
 };
 
 /// Makes connections and listeners.

@@ -1,0 +1,256 @@
+#include "platform/common/net/TcpConnection.h"
+
+#include <algorithm>
+#include <boost/asio/error.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/write.hpp>
+#include <cassert>
+#include <utility>
+
+#include "base/AsioQueue.h"
+#include "platform/common/net/Addresses.h"
+#include "platform/common/net/ConnectionHandle.h"
+
+namespace tessaline::platform {
+
+namespace asio = boost::asio;
+using asio::ip::tcp;
+using boost::system::error_code;
+
+namespace {
+// First buffer of a receive, bytes; it doubles until the maximum as data really arrives.
+constexpr std::size_t kFirstBuffer = 64 * 1024;
+// How much, and how long, a finishing connection reads to let the peer take what was sent: more
+// than any honest page request, less than a nuisance.
+constexpr std::size_t kFinishBytes = 4 * 1024 * 1024;
+constexpr auto kFinishTime = std::chrono::seconds(10);
+constexpr std::size_t kDropBuffer = 16 * 1024;  // bytes
+}  // namespace
+
+std::shared_ptr<Connection> TcpConnection::dial(const Endpoint& endpoint,
+                                                std::shared_ptr<Queue> queue) {
+  const auto executor = AsioQueue::executorOf(*queue);
+  auto connection = std::make_shared<TcpConnection>(tcp::socket(executor));
+  connection->queue_ = std::move(queue);
+  connection->dialer_ = std::make_shared<Dialer>(executor, endpoint);
+  return makeConnectionHandle<Connection>(std::move(connection));
+}
+
+std::shared_ptr<Connection> TcpConnection::accepted(tcp::socket socket,
+                                                    std::shared_ptr<Queue> queue) {
+  auto connection = std::make_shared<TcpConnection>(std::move(socket));
+  connection->queue_ = std::move(queue);
+  return makeConnectionHandle<Connection>(std::move(connection));
+}
+
+void TcpConnection::answerAndFinish(tcp::socket socket, SharedBytes answer) {
+  const auto connection = std::make_shared<TcpConnection>(std::move(socket));
+  connection->ready_ = true;
+  connection->send({std::move(answer)}, {});
+  connection->finish();
+}
+
+TcpConnection::TcpConnection(tcp::socket socket)
+    : executor_(socket.get_executor()),
+      socket_(std::move(socket)),
+      finishLimit_(executor_),
+      remote_(remoteEndpointOf(socket_)) {}
+
+void TcpConnection::start(StateHandler handler) {
+  assertCurrent();
+  reporter_.start(std::move(handler));
+  asio::post(executor_, [self = shared_from_this()] { self->begin(); });
+}
+
+void TcpConnection::begin() {
+  if (!reporter_.begin()) return;
+  if (!dialer_) {
+    becomeReady();
+    return;
+  }
+  dialer_->start([weak = weak_from_this()](std::optional<tcp::socket> socket) {
+    const auto self = weak.lock();
+    if (!self || self->reporter_.ended()) return;
+    if (!socket) {
+      self->reporter_.report(ConnectionState::waiting);
+      return;
+    }
+    self->socket_ = std::move(*socket);
+    self->remote_ = remoteEndpointOf(self->socket_);
+    self->becomeReady();
+  });
+}
+
+void TcpConnection::becomeReady() {
+  ready_ = true;
+  reporter_.report(ConnectionState::ready);
+  writeNext();
+  if (receive_ && !reading_) readMore();
+}
+
+void TcpConnection::cancel() {
+  asio::post(executor_, [self = shared_from_this()] { self->end(ConnectionState::cancelled); });
+}
+
+std::shared_ptr<Queue> TcpConnection::letGo() {
+  asio::post(executor_, [self = shared_from_this()] {
+    if (!self->finishing_) self->end(ConnectionState::cancelled);
+  });
+  return std::exchange(queue_, nullptr);
+}
+
+void TcpConnection::send(std::vector<SharedBytes> parts, Done done) {
+  assertCurrent();
+  if (reporter_.ended() || finishing_) {
+    if (done) asio::post(executor_, [done = std::move(done)] { done(false); });
+    return;
+  }
+  sends_.push(std::move(parts), std::move(done));
+  writeNext();
+}
+
+void TcpConnection::writeNext() {
+  if (!ready_) return;
+  const auto buffers = sends_.next();
+  if (!buffers) return;
+  asio::async_write(socket_, *buffers,
+                    [self = shared_from_this()](const error_code& error, std::size_t) {
+                      if (self->reporter_.ended()) return;
+                      if (error) {
+                        self->end(ConnectionState::failed);
+                        return;
+                      }
+                      self->sends_.written();
+                      self->writeNext();
+                      if (self->finishing_) self->endStreamWhenWritten();
+                    });
+}
+
+void TcpConnection::receive(std::size_t minimum, std::size_t maximum,
+                            std::function<void(Received)> done) {
+  assertCurrent();
+  assert(maximum > 0 && minimum <= maximum);
+  if (reporter_.ended() || finishing_) {
+    asio::post(executor_, [done = std::move(done)] {
+      done({.bytes = {}, .complete = false, .failed = true});
+    });
+    return;
+  }
+  assert(!receive_ && "one receive at a time");
+  receive_ = Receive{std::max<std::size_t>(minimum, 1), maximum, std::move(done), {}, 0};
+  if (ready_) readMore();
+}
+
+void TcpConnection::readMore() {
+  auto& bytes = receive_->bytes;
+  const std::size_t filled = receive_->filled;
+  if (filled == bytes.size()) {
+    bytes.resize(std::min(receive_->maximum, std::max(kFirstBuffer, 2 * filled)));
+  }
+  reading_ = true;
+  socket_.async_read_some(asio::buffer(bytes) + filled,
+                          [self = shared_from_this()](const error_code& error, std::size_t count) {
+                            self->reading_ = false;
+                            if (self->reporter_.ended()) {
+                              self->receive_.reset();
+                            } else {
+                              self->onRead(error, count);
+                            }
+                          });
+}
+
+void TcpConnection::onRead(const error_code& error, std::size_t count) {
+  if (finishing_) {
+    onDrained(error, count);
+    return;
+  }
+  receive_->filled += count;
+  if (error == asio::error::eof) {
+    deliver(true);
+  } else if (error) {
+    end(ConnectionState::failed);
+  } else if (receive_->filled < receive_->minimum) {
+    readMore();
+  } else {
+    deliver(false);
+  }
+}
+
+void TcpConnection::deliver(bool complete) {
+  auto receive = std::move(*receive_);
+  receive_.reset();
+  receive.bytes.resize(receive.filled);
+  receive.done({.bytes = std::move(receive.bytes), .complete = complete, .failed = false});
+}
+
+void TcpConnection::finish() {
+  assertCurrent();
+  if (reporter_.ended() || finishing_) return;
+  if (!ready_) {
+    cancel();
+    return;
+  }
+  finishing_ = true;
+  if (receive_) {
+    asio::post(executor_, [done = std::exchange(receive_->done, nullptr)] {
+      done({.bytes = {}, .complete = false, .failed = true});
+    });
+  }
+  finishLimit_.expires_after(kFinishTime);
+  finishLimit_.async_wait([self = shared_from_this()](const error_code& cancelled) {
+    if (!cancelled) self->end(ConnectionState::cancelled);
+  });
+  // A peer that first wants to be rid of its own bytes reads nothing until somebody takes them.
+  if (!reading_) drain();
+  endStreamWhenWritten();
+}
+
+void TcpConnection::drain() {
+  dropped_.resize(kDropBuffer);
+  reading_ = true;
+  socket_.async_read_some(asio::buffer(dropped_),
+                          [self = shared_from_this()](const error_code& error, std::size_t count) {
+                            self->reading_ = false;
+                            if (!self->reporter_.ended()) self->onDrained(error, count);
+                          });
+}
+
+void TcpConnection::onDrained(const error_code& error, std::size_t count) {
+  droppedBytes_ += count;
+  if (error == asio::error::eof) {
+    peerEnded_ = true;
+    if (endSent_) end(ConnectionState::cancelled);
+  } else if (error || droppedBytes_ > kFinishBytes) {
+    end(ConnectionState::cancelled);
+  } else {
+    drain();
+  }
+}
+
+void TcpConnection::endStreamWhenWritten() {
+  if (!sends_.empty() || endSent_) return;
+  error_code ignored;
+  socket_.shutdown(tcp::socket::shutdown_send, ignored);
+  endSent_ = true;
+  if (peerEnded_) end(ConnectionState::cancelled);
+}
+
+void TcpConnection::end(ConnectionState final) {
+  if (!reporter_.end(final)) return;
+  error_code ignored;
+  socket_.close(ignored);
+  finishLimit_.cancel();
+  if (dialer_) dialer_->cancel();
+  dialer_.reset();
+  sends_.failAll();
+  const auto received = receive_ ? std::exchange(receive_->done, nullptr) : nullptr;
+  if (!reading_) receive_.reset();
+  if (received) received({.bytes = {}, .complete = false, .failed = true});
+  reporter_.tellEnd();
+}
+
+void TcpConnection::assertCurrent() const {
+  if (queue_) queue_->assertCurrent();
+}
+
+}  // namespace tessaline::platform

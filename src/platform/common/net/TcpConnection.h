@@ -1,0 +1,81 @@
+#pragma once
+
+#include <boost/asio/any_io_executor.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "platform/Network.h"
+#include "platform/common/net/Dialer.h"
+#include "platform/common/net/SendQueue.h"
+#include "platform/common/net/StateReporter.h"
+
+namespace tessaline::platform {
+
+/// A TCP stream over an Asio socket, dialled or accepted. Lives on the queue given when it was
+/// made; operations under way keep it alive, and when its last owner lets go of it, it ends.
+class TcpConnection final : public Connection, public std::enable_shared_from_this<TcpConnection> {
+ public:
+  static std::shared_ptr<Connection> dial(const Endpoint& endpoint, std::shared_ptr<Queue> queue);
+  /// `socket` lives on the executor of `queue`.
+  static std::shared_ptr<Connection> accepted(boost::asio::ip::tcp::socket socket,
+                                              std::shared_ptr<Queue> queue);
+  /// Writes `answer` (or nothing) to a connected socket and ends the stream as `finish` does.
+  static void answerAndFinish(boost::asio::ip::tcp::socket socket, SharedBytes answer);
+
+  explicit TcpConnection(boost::asio::ip::tcp::socket socket);
+
+  [[nodiscard]] const std::shared_ptr<Queue>& queue() const override { return queue_; }
+  void start(StateHandler handler) override;
+  void cancel() override;
+  [[nodiscard]] std::optional<Endpoint> remoteEndpoint() const override { return remote_; }
+  void send(std::vector<SharedBytes> parts, Done done) override;
+  void receive(std::size_t minimum, std::size_t maximum,
+               std::function<void(Received)> done) override;
+  void finish() override;
+
+  /// The last owner has gone: ends the connection unless it is finishing. From any thread.
+  [[nodiscard]] std::shared_ptr<Queue> letGo();
+
+ private:
+  struct Receive {
+    std::size_t minimum;
+    std::size_t maximum;
+    std::function<void(Received)> done;
+    Bytes bytes;  // grows as they arrive: an announced length costs nothing by itself
+    std::size_t filled = 0;
+  };
+
+  void begin();
+  void becomeReady();
+  void writeNext();
+  void readMore();
+  void onRead(const boost::system::error_code& error, std::size_t count);
+  void deliver(bool complete);
+  void drain();
+  void onDrained(const boost::system::error_code& error, std::size_t count);
+  void endStreamWhenWritten();
+  void end(ConnectionState final);
+  void assertCurrent() const;
+
+  const boost::asio::any_io_executor executor_;
+  boost::asio::ip::tcp::socket socket_;
+  boost::asio::steady_timer finishLimit_;
+  std::shared_ptr<Queue> queue_;  // none once nobody owns this
+  std::shared_ptr<Dialer> dialer_;
+  std::optional<Endpoint> remote_;
+  StateReporter reporter_;
+  SendQueue sends_;
+  std::optional<Receive> receive_;
+  Bytes dropped_;  // what the peer still sends while finishing
+  std::size_t droppedBytes_ = 0;
+  bool ready_ = false;
+  bool reading_ = false;  // a read of the socket is under way
+  bool finishing_ = false;
+  bool peerEnded_ = false;
+  bool endSent_ = false;
+};
+
+}  // namespace tessaline::platform
