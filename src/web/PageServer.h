@@ -20,6 +20,8 @@ class PageServer : public std::enable_shared_from_this<PageServer> {
 
   /// False when the port is not to be had, with a log line. Called on the queue.
   bool listen(const platform::ListenerParameters& parameters);
+  /// The port it listens on, 0 when it does not.
+  [[nodiscard]] std::uint16_t port() const { return listener_ ? listener_->port() : 0; }
 
  private:
   using Connection = platform::Connection;

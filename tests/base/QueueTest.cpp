@@ -1,0 +1,105 @@
+#include "base/Queue.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <future>
+#include <vector>
+
+#include "base/AsioQueue.h"
+#include "support/VirtualQueues.h"
+
+namespace tessaline {
+namespace {
+
+using namespace std::chrono_literals;
+
+class RealQueues : public testing::TestWithParam<bool> {
+ protected:
+  AsioQueues queues_;
+  std::shared_ptr<Queue> queue_ =
+      GetParam() ? queues_.thread("tessaline.test") : queues_.serial("tessaline.test");
+};
+
+INSTANTIATE_TEST_SUITE_P(StrandsAndThreads, RealQueues, testing::Bool());
+
+TEST_P(RealQueues, RunWorkInOrderOneAtATime) {
+  std::vector<int> order;
+  std::atomic<int> running = 0;
+  for (int i = 0; i < 500; ++i) {
+    queue_->async([&, i] {
+      EXPECT_EQ(++running, 1);
+      EXPECT_TRUE(queue_->isCurrent());
+      order.push_back(i);
+      --running;
+    });
+  }
+  queue_->sync([&] { EXPECT_EQ(order.size(), 500U); });
+  EXPECT_FALSE(queue_->isCurrent());
+  EXPECT_TRUE(std::ranges::is_sorted(order));
+}
+
+TEST_P(RealQueues, CancelledTimersNeverFire) {
+  std::atomic<int> fired = 0;
+  queue_->sync([&] {
+    // Both are due before the queue is free again: only cancelling keeps them from firing.
+    Timer once = queue_->after(0ms, [&] { ++fired; });
+    Timer repeating = queue_->every(1ms, [&] { ++fired; });
+    const auto until = Clock::now() + 5ms;
+    while (Clock::now() < until) {
+    }
+    once.cancel();
+    repeating = {};
+  });
+  std::promise<void> later;
+  queue_->asyncAfter(5ms, [&] { later.set_value(); });
+  later.get_future().wait();
+  EXPECT_EQ(fired, 0);
+}
+
+TEST_P(RealQueues, ALateTimerFiresOnceForAllItMissed) {
+  int fired = 0;
+  std::promise<int> counted;
+  Timer timer = queue_->every(10ms, [&] {
+    if (++fired > 1) return;
+    const auto until = Clock::now() + 100ms;  // the queue is busy for ten intervals
+    while (Clock::now() < until) {
+    }
+    queue_->asyncAfter(1ms, [&] { counted.set_value(fired); });
+  });
+  EXPECT_LE(counted.get_future().get(), 2);
+  queue_->sync([&] { timer.cancel(); });
+}
+
+TEST_P(RealQueues, MayBeDroppedByTheirOwnWork) {
+  std::promise<void> done;
+  std::weak_ptr<Queue> weak = queue_;
+  queue_->async([last = std::move(queue_), &done]() mutable {
+    last.reset();
+    done.set_value();
+  });
+  done.get_future().wait();
+}
+
+TEST(VirtualQueues, ShareOneClockAndRunInTheOrderOfDeadlines) {
+  test::VirtualQueues queues;
+  const auto other = queues.serial("other");
+  std::string order;
+  const auto start = queues.main()->now();
+  queues.main()->asyncAfter(2s, [&] { order += "c"; });
+  other->asyncAfter(1s, [&] { order += "b"; });
+  queues.main()->async([&] { order += "a"; });
+  Timer ticks = other->every(1500ms, [&] { order += "t"; });
+  queues.run();
+  EXPECT_EQ(order, "a");
+  queues.advance(3s);
+  EXPECT_EQ(order, "abtct");
+  EXPECT_EQ(queues.main()->now() - start, 3s);
+  ticks.cancel();
+  queues.advance(10s);
+  EXPECT_EQ(order, "abtct");
+}
+
+}  // namespace
+}  // namespace tessaline

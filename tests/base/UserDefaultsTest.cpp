@@ -1,0 +1,95 @@
+#include "base/UserDefaults.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "support/TemporaryFolder.h"
+
+namespace tessaline {
+namespace {
+
+namespace fs = std::filesystem;
+
+class UserDefaultsTest : public testing::Test {
+ protected:
+  void write(std::string_view text) {
+    fs::create_directories(file_.parent_path());
+    std::ofstream(file_) << text;
+  }
+  static std::string read(const fs::path& file) {
+    std::ifstream stream(file);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+  test::TemporaryFolder folder_;
+  const fs::path file_ = folder_.path() / "tessaline" / "defaults.json";
+};
+
+TEST_F(UserDefaultsTest, KeepsValuesOfEveryTypeAcrossRunsAndPrivately) {
+  {
+    UserDefaults defaults(file_);
+    EXPECT_FALSE(defaults.string("mode"));
+    EXPECT_FALSE(fs::exists(file_));
+    defaults.set("mode", "main");
+    defaults.set("bitrate", std::int64_t{8'000'000'000});
+    defaults.set("onboarded", true);
+    defaults.set("approvedDevices", UserDefaults::Dictionary{{"id “1”", "Anna's iPad"}});
+    defaults.set("gone", true);
+    defaults.remove("gone");
+  }
+  const UserDefaults defaults(file_);
+  EXPECT_EQ(defaults.string("mode"), "main");
+  EXPECT_EQ(defaults.integer("bitrate"), 8'000'000'000);
+  EXPECT_EQ(defaults.boolean("onboarded"), true);
+  EXPECT_EQ(defaults.dictionary("approvedDevices")->at("id “1”"), "Anna's iPad");
+  EXPECT_FALSE(defaults.boolean("gone"));
+  struct stat status {};
+  ASSERT_EQ(::stat(file_.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600U);
+  ASSERT_EQ(::stat(file_.parent_path().c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0700U);
+}
+
+TEST_F(UserDefaultsTest, AValueOfAnotherTypeReadsAsAbsentAndUnknownKeysStay) {
+  write(R"({"mode": 1, "bitrate": "fast", "onboarded": "yes", "ratio": 1.5,
+            "approvedDevices": {"a": "A", "b": 2}, "future": {"deep": [1, null]}})");
+  UserDefaults defaults(file_);
+  EXPECT_FALSE(defaults.string("mode"));
+  EXPECT_FALSE(defaults.integer("bitrate"));
+  EXPECT_FALSE(defaults.integer("ratio"));
+  EXPECT_FALSE(defaults.boolean("onboarded"));
+  EXPECT_FALSE(defaults.dictionary("approvedDevices"));
+  defaults.set("mode", "main");
+  EXPECT_NE(read(file_).find(R"("future":{"deep":[1,null]})"), std::string::npos);
+}
+
+TEST_F(UserDefaultsTest, AFileThatDoesNotParseIsSetAside) {
+  for (const std::string_view junk : {"{\"mode\": \"ma", "[1]", "", "\xFF\xFE"}) {
+    write(junk);
+    UserDefaults defaults(file_);
+    EXPECT_FALSE(defaults.string("mode"));
+    EXPECT_EQ(read(file_.string() + ".broken"), junk);
+    EXPECT_FALSE(fs::exists(file_));
+    defaults.set("mode", "screen");
+    EXPECT_EQ(UserDefaults(file_).string("mode"), "screen");
+  }
+}
+
+TEST_F(UserDefaultsTest, AWriteThatFailsLosesNeitherTheFileNorTheValue) {
+  UserDefaults defaults(file_);
+  defaults.set("mode", "main");
+  // The temporary file cannot be made where a folder already has its name.
+  fs::create_directory(file_.string() + ".new");
+  defaults.set("mode", "screen");
+  EXPECT_EQ(defaults.string("mode"), "screen");
+  EXPECT_EQ(UserDefaults(file_).string("mode"), "main");
+  fs::remove(file_.string() + ".new");
+  defaults.set("onboarded", true);
+  EXPECT_EQ(UserDefaults(file_).string("mode"), "screen");
+}
+
+}  // namespace
+}  // namespace tessaline

@@ -1,0 +1,109 @@
+#include "streaming/CursorStreamer.h"
+
+#include <gtest/gtest.h>
+
+#include "protocol/Proto.h"
+#include "support/FakeLink.h"
+#include "support/FakePlatform.h"
+#include "support/VirtualQueues.h"
+
+namespace tessaline {
+namespace {
+
+using namespace std::chrono_literals;
+
+class CursorStreamerTest : public testing::Test {
+ protected:
+  void start() {
+    streamer_ = std::make_shared<CursorStreamer>(42, link_, pointer_, coding_, network_,
+                                                 queues_.serial("tessaline.cursor"));
+    streamer_->onMove = [this] { ++moves_; };
+    streamer_->start();
+    queues_.run();
+  }
+  void show(std::uint64_t serial, Bytes pixels) {
+    auto image = std::make_shared<platform::PointerImage>();
+    *image = {serial, 24, 16, 1.5, 2, std::move(pixels)};
+    pointer_->picture = image;
+  }
+
+  test::VirtualQueues queues_;
+  test::FakeCoding coding_;
+  test::FakeNetwork network_;
+  std::shared_ptr<test::FakePointer> pointer_ = std::make_shared<test::FakePointer>();
+  std::shared_ptr<test::FakeLink> link_ = std::make_shared<test::FakeLink>();
+  std::shared_ptr<CursorStreamer> streamer_;
+  int moves_ = 0;
+};
+
+TEST_F(CursorStreamerTest, SendsMovesAtOnceAndRepeatsAStillPointerNowAndThen) {
+  pointer_->where = {1400, 300};
+  start();
+  EXPECT_EQ(link_->payloads(Proto::cursorPos), (std::vector<Bytes>{{0, 1, 0x80, 0, 0x80, 0, 1}}));
+  queues_.advance(2400ms);
+  EXPECT_EQ(link_->count(Proto::cursorPos), 1U + 10U);
+  EXPECT_EQ(moves_, 0);
+
+  link_->sent.clear();
+  pointer_->where = {1401, 300};
+  queues_.advance(8ms);
+  pointer_->where = {10, 300};  // off the display: hidden, and no move
+  queues_.advance(8ms);
+  ASSERT_EQ(link_->count(Proto::cursorPos), 2U);
+  EXPECT_EQ(link_->payloads(Proto::cursorPos)[1].back(), 0);
+  EXPECT_EQ(moves_, 1);
+
+  streamer_->stop();
+  link_->sent.clear();
+  pointer_->where = {1500, 300};
+  queues_.advance(1s);
+  EXPECT_TRUE(link_->sent.empty());
+}
+
+TEST_F(CursorStreamerTest, AComputersPointerTravelsInDatagrams) {
+  link_->inlinePointer = false;
+  pointer_->where = {1000, 0};
+  start();
+  EXPECT_EQ(network_.datagramPeer.host, "192.0.2.7");
+  EXPECT_EQ(network_.datagramPeer.port, 7778);
+  EXPECT_EQ(network_.datagrams, (std::vector<Bytes>{{6, 0, 1, 0, 0, 0, 0, 1}}));
+  EXPECT_EQ(link_->count(Proto::cursorPos), 0U);
+
+  // The counter wraps.
+  for (int i = 0; i < 65'535; ++i) {
+    pointer_->where.x = 1001 - i % 2;
+    queues_.advance(8ms);
+  }
+  EXPECT_EQ(network_.datagrams.back()[1], 0);
+  EXPECT_EQ(network_.datagrams.back()[2], 0);
+}
+
+TEST_F(CursorStreamerTest, WithoutAnAddressNothingIsSent) {
+  link_->inlinePointer = false;
+  link_->host.reset();
+  show(1, {1});
+  start();
+  queues_.advance(1s);
+  EXPECT_TRUE(network_.datagrams.empty());
+  EXPECT_TRUE(link_->sent.empty());
+}
+
+TEST_F(CursorStreamerTest, SendsAnImageOnceAndAgainUntilTheLinkTakesIt) {
+  show(1, {0x89, 1});
+  link_->accepting = false;
+  start();
+  queues_.advance(480ms);
+  link_->accepting = true;
+  queues_.advance(480ms);
+  EXPECT_EQ(link_->payloads(Proto::cursorShape),
+            (std::vector<Bytes>{{0, 24, 0, 32, 1, 128, 1, 0, 0x89, 1}}));
+  show(2, {0x89, 1});  // another image with the same pixels
+  queues_.advance(480ms);
+  EXPECT_EQ(link_->count(Proto::cursorShape), 1U);
+  show(3, {0x89, 2});
+  queues_.advance(48ms);
+  EXPECT_EQ(link_->count(Proto::cursorShape), 2U);
+}
+
+}  // namespace
+}  // namespace tessaline

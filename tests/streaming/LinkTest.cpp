@@ -1,0 +1,164 @@
+#include "streaming/Link.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/read.hpp>
+#include <boost/asio/write.hpp>
+#include <future>
+
+#include "base/AsioQueue.h"
+#include "platform/common/net/AsioNetwork.h"
+#include "protocol/Framing.h"
+#include "protocol/Proto.h"
+#include "support/FakeConnection.h"
+#include "support/VirtualQueues.h"
+
+namespace tessaline {
+namespace {
+
+using namespace std::chrono_literals;
+using platform::ConnectionState;
+
+// Timers and the byte budget, in virtual time over a connection that the test drives.
+class LinkTiming : public testing::Test {
+ protected:
+  void SetUp() override {
+    link_->onClose = [this] { ++closes_; };
+    link_->onDrain = [this] { ++drains_; };
+    link_->start();
+    queues_.run();
+  }
+  test::VirtualQueues queues_;
+  std::shared_ptr<test::FakeConnection> connection_ =
+      std::make_shared<test::FakeConnection>(queues_.serial("tessaline.link"));
+  std::shared_ptr<Link> link_ = std::make_shared<Link>(connection_, queues_.main());
+  int closes_ = 0;
+  int drains_ = 0;
+};
+
+TEST_F(LinkTiming, AScreenThatNeverAnswersIsGivenUpAfterFiveSeconds) {
+  connection_->report(ConnectionState::preparing);
+  queues_.advance(4999ms);
+  EXPECT_FALSE(connection_->cancelled);
+  queues_.advance(1ms);
+  EXPECT_TRUE(connection_->cancelled);
+  EXPECT_EQ(closes_, 1);
+  EXPECT_FALSE(link_->localNetworkDenied());
+  EXPECT_FALSE(link_->send(Proto::ping));
+}
+
+TEST_F(LinkTiming, AConnectionThatWaitsIsGivenUpAtOnce) {
+  connection_->denied = true;
+  connection_->report(ConnectionState::waiting);
+  queues_.run();
+  EXPECT_TRUE(link_->localNetworkDenied());
+  EXPECT_EQ(closes_, 1);
+}
+
+TEST_F(LinkTiming, ClosesOnceWhateverIsReported) {
+  connection_->report(ConnectionState::ready);
+  queues_.advance(10s);
+  EXPECT_EQ(closes_, 0);
+  connection_->report(ConnectionState::failed);
+  connection_->report(ConnectionState::cancelled);
+  link_->stop();
+  queues_.run();
+  EXPECT_EQ(closes_, 1);
+}
+
+TEST_F(LinkTiming, DropsMessagesBeyondItsBudget) {
+  connection_->report(ConnectionState::ready);
+  connection_->taking = false;
+  const Bytes payload(1'500'000 - 5);
+  EXPECT_TRUE(link_->send(Proto::frame, payload));
+  EXPECT_TRUE(link_->send(Proto::frame, payload));
+  EXPECT_EQ(link_->unsentBytes(), 3'000'000U);
+  EXPECT_TRUE(link_->send(Proto::ping));  // exactly at the limit one more is accepted
+  EXPECT_FALSE(link_->send(Proto::ping));
+  queues_.run();
+  connection_->queue()->sync([&] { connection_->untaken.at(2)(true); });
+  EXPECT_EQ(drains_, 1);
+  EXPECT_EQ(link_->unsentBytes(), 3'000'000U);
+  EXPECT_TRUE(link_->send(Proto::ping));
+}
+
+TEST_F(LinkTiming, AGoodbyeIsSaidPastTheBudgetAndEndsTheLink) {
+  connection_->report(ConnectionState::ready);
+  connection_->taking = false;
+  link_->send(Proto::frame, Bytes(4'000'000));
+  link_->sayGoodbye();
+  queues_.advance(999ms);
+  EXPECT_EQ(connection_->sent.back(), (Bytes{0, 0, 0, 1, 4}));
+  EXPECT_FALSE(connection_->cancelled);
+  queues_.advance(1ms);
+  EXPECT_EQ(closes_, 1);
+}
+
+// Bytes, over a real connection to a screen that the test plays.
+class LinkBytes : public testing::Test {
+ protected:
+  void SetUp() override {
+    const auto port = acceptor_.local_endpoint().port();
+    link_ = Link::make(*network_, queues_, {"127.0.0.1", port});
+    link_->screenName = "Anna's iMac";
+    link_->onHello = [this](const Hello& hello) { hello_.set_value(hello); };
+    link_->onProbeAck = [this](std::uint32_t id, double time) { ack_.set_value({id, time}); };
+    link_->onClose = [this] { closed_.set_value(); };
+    link_->start();
+    screen_ = acceptor_.accept();
+  }
+  void write(const Bytes& bytes) { boost::asio::write(screen_, boost::asio::buffer(bytes)); }
+  Bytes read(std::size_t count) {
+    Bytes bytes(count);
+    boost::asio::read(screen_, boost::asio::buffer(bytes));
+    return bytes;
+  }
+  static bool soon(std::future<void> future) {
+    return future.wait_for(20s) == std::future_status::ready;
+  }
+
+  boost::asio::io_context context_;
+  boost::asio::ip::tcp::acceptor acceptor_{context_, {boost::asio::ip::address_v4::loopback(), 0}};
+  boost::asio::ip::tcp::socket screen_{context_};
+  AsioQueues queues_;
+  std::unique_ptr<platform::Network> network_ = platform::createNetwork();
+  std::shared_ptr<Link> link_;
+  std::promise<Hello> hello_;
+  std::promise<std::pair<std::uint32_t, double>> ack_;
+  std::promise<void> closed_;
+};
+
+TEST_F(LinkBytes, ReadsTheScreenAndWritesFrames) {
+  write(framing::message(Proto::cursorPos, Bytes(70'000)));  // not a screen's to send: ignored
+  write(framing::message(Proto::hello, Bytes(7)));           // too short: ignored
+  write(framing::message(Proto::hello, Hello{1440, 900, {}, 2, "4F1C", "", {}}.encoded()));
+  write(framing::message(Proto::probeAck, Bytes{0, 0, 1, 2}));
+  const Hello hello = hello_.get_future().get();
+  EXPECT_EQ(hello.width, 1440);
+  EXPECT_EQ(hello.deviceName, "Anna's iMac");
+  EXPECT_EQ(ack_.get_future().get(), std::pair(0x102U, 0.0));
+  EXPECT_EQ(link_->remoteHost(), "127.0.0.1");
+  EXPECT_TRUE(link_->send(Proto::frame, Bytes{7, 8, 9}));
+  EXPECT_TRUE(link_->send(Proto::ping));
+  EXPECT_EQ(read(13), (Bytes{0, 0, 0, 4, 2, 7, 8, 9, 0, 0, 0, 1, 5}));
+  link_->sayGoodbye();
+  EXPECT_EQ(read(5), (Bytes{0, 0, 0, 1, 4}));
+  EXPECT_TRUE(soon(closed_.get_future()));
+}
+
+TEST_F(LinkBytes, EndsWithThePeerAndWithALengthItCannotHold) {
+  write({0, 0x10, 0, 0});
+  EXPECT_TRUE(soon(closed_.get_future()));
+  EXPECT_FALSE(link_->send(Proto::ping));
+}
+
+TEST_F(LinkBytes, EndsWhenTheScreenGoesInTheMiddleOfAMessage) {
+  write({0, 0, 0, 9, 3, 1});
+  screen_.close();
+  EXPECT_TRUE(soon(closed_.get_future()));
+}
+
+}  // namespace
+}  // namespace tessaline

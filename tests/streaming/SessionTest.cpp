@@ -1,0 +1,329 @@
+#include "streaming/Session.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/json/object.hpp>
+#include <boost/json/parse.hpp>
+
+#include "protocol/Proto.h"
+#include "support/FakeLink.h"
+#include "support/FakePlatform.h"
+#include "support/VirtualQueues.h"
+
+namespace tessaline {
+namespace {
+
+using namespace std::chrono_literals;
+
+struct FakeInput final : DeviceInput {
+  bool on = true;
+  std::vector<std::string> handled;
+  std::optional<UnitRect> field;
+  bool enabled() const override { return on; }
+  void handle(const ScreenLink::Input& message, platform::DisplayID display) override {
+    handled.push_back(std::string(message.at("t").as_string()) + std::to_string(display));
+  }
+  std::optional<UnitRect> focusedTextField(platform::DisplayID) override { return field; }
+};
+
+class SessionTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    session_->onEnd = [this](std::optional<std::string> reason) {
+      ++ends_;
+      reason_ = std::move(reason);
+    };
+    session_->onActivity = [this] { ++activity_; };
+  }
+  void startSession() {
+    session_->start();
+    queues_.run();
+  }
+  void stream() {
+    startSession();
+    link_->onHello(hello_);
+    queues_.run();
+    ASSERT_TRUE(desktop_.stream);
+    desktop_.stream->started(std::nullopt);
+    queues_.run();
+    ASSERT_TRUE(session_->streaming());
+  }
+  void deliverFrame(std::optional<std::vector<PixelRect>> dirty = {}) {
+    platform::CapturedFrame frame;
+    frame.pixels = std::make_shared<platform::PixelBuffer>(PixelSize{100, 100});
+    frame.dirtyRects = std::move(dirty);
+    desktop_.stream->callbacks.onFrame(frame);
+  }
+
+  test::VirtualQueues queues_;
+  test::FakeDesktop desktop_;
+  test::FakeCoding coding_;
+  test::FakeNetwork network_;
+  FakeInput input_;
+  Hello hello_{1280, 800, {}, 1, "id", "iPad", {}};
+  std::shared_ptr<test::FakeLink> link_ = std::make_shared<test::FakeLink>();
+  std::shared_ptr<Session> session_ = std::make_shared<Session>(
+      SessionServices{queues_, desktop_, coding_, network_, &input_}, "Browser", link_, 8'000'000);
+  int ends_ = 0;
+  int activity_ = 0;
+  std::optional<std::string> reason_;
+};
+
+TEST_F(SessionTest, SizesTheDisplayByWhatTheDeviceIs) {
+  const struct {
+    int width, height, scale;
+    std::optional<PixelSize> expected;
+  } cases[] = {
+      {5120, 2880, 2, PixelSize{3840, 2160}},
+      {2732, 2048, 2, PixelSize{2732, 2048}},
+      {1170, 2532, 3, PixelSize{1168, 2532}},
+      {3000, 2000, 1, PixelSize{2560, 1706}},
+      {1367, 769, 1, PixelSize{1366, 768}},
+      {16384, 16384, 1, PixelSize{2560, 2560}},
+      {1, 1, 1, PixelSize{0, 0}},  // a device, but no display: creation refuses it
+      {0, 800, 1, std::nullopt},
+      {1280, -1, 1, std::nullopt},
+      {16385, 800, 1, std::nullopt},
+      {800, 2147483647, 2, std::nullopt},
+  };
+  for (const auto& [width, height, scale, expected] : cases) {
+    EXPECT_EQ(Session::displaySize({width, height, {}, scale, "", "", {}}), expected);
+  }
+  EXPECT_EQ(Session::encoderBitrate(8'000'000, {3840, 2160}), 32'000'000);
+  EXPECT_EQ(Session::encoderBitrate(8'000'000, {1280, 720}), 8'000'000);
+  EXPECT_EQ(Session::encoderBitrate(25'000'000, {3840, 2160}), 60'000'000);
+}
+
+TEST_F(SessionTest, MakesTheDisplayThatTheDeviceAsksFor) {
+  hello_ = {2732, 2048, {}, 2, "id", "iPad (Anna)", {}};
+  stream();
+  EXPECT_EQ(session_->name(), "iPad (Anna)");
+  EXPECT_EQ(desktop_.descriptor.name, "iPad (Anna)");
+  EXPECT_EQ(desktop_.descriptor.maxPixelsWide, 2732U);
+  EXPECT_EQ(desktop_.descriptor.sizeInMillimeters, (SizeMM{476, 268}));
+  EXPECT_EQ(desktop_.descriptor.vendorID, 0xEB15U);
+  EXPECT_TRUE(desktop_.settings.hiDPI);
+  EXPECT_EQ(desktop_.settings.modes.at(0).width, 1366U);
+  EXPECT_EQ(desktop_.settings.modes.at(0).refreshRate, 60.0);
+  EXPECT_EQ(desktop_.configuration.size, (PixelSize{2732, 2048}));
+  EXPECT_EQ(coding_.options.averageBitRate, 8'000'000LL * 2732 * 2048 / 2'073'600);
+  session_->stop();
+  EXPECT_TRUE(link_->goodbye);
+  EXPECT_FALSE(session_->streaming());
+  EXPECT_TRUE(desktop_.displays.empty());
+  EXPECT_EQ(desktop_.stream, nullptr);
+  EXPECT_EQ(coding_.coder, nullptr);
+  EXPECT_EQ(ends_, 1);
+  EXPECT_FALSE(reason_);
+}
+
+TEST_F(SessionTest, OnlyTheFirstHelloCounts) {
+  stream();
+  link_->onHello({800, 600, {}, 1, "other", "Other", {}});
+  queues_.advance(1s);
+  EXPECT_EQ(desktop_.attempts, 1);
+  EXPECT_EQ(session_->name(), "iPad");
+}
+
+TEST_F(SessionTest, WaitsForAPersonWithoutFallingSilent) {
+  std::function<void(bool)> answer;
+  session_->approve = [&](const Hello&, std::function<void(bool)> done) { answer = done; };
+  startSession();
+  link_->onHello(hello_);
+  queues_.advance(10s);
+  EXPECT_EQ(link_->count(Proto::ping), 10U);
+  EXPECT_EQ(desktop_.attempts, 0);
+  answer(true);
+  EXPECT_EQ(desktop_.attempts, 1);
+}
+
+TEST_F(SessionTest, ARefusedDeviceHearsOfItBeforeTheEnd) {
+  session_->approve = [](const Hello&, const std::function<void(bool)>& done) { done(false); };
+  startSession();
+  link_->onHello(hello_);
+  queues_.advance(299ms);
+  EXPECT_EQ(link_->count(Proto::denied), 1U);
+  EXPECT_EQ(ends_, 0);
+  queues_.advance(1ms);
+  EXPECT_EQ(reason_, "This screen was not allowed.");
+}
+
+TEST_F(SessionTest, AnAnswerAfterTheEndMakesNoDisplay) {
+  std::function<void(bool)> answer;
+  session_->approve = [&](const Hello&, std::function<void(bool)> done) { answer = done; };
+  startSession();
+  link_->onHello(hello_);
+  link_->stop();
+  answer(true);
+  queues_.advance(10s);
+  EXPECT_EQ(desktop_.attempts, 0);
+  EXPECT_EQ(ends_, 1);
+}
+
+TEST_F(SessionTest, EndsWithTheReasonOfWhateverFailed) {
+  enum class Fault { size, display, listing, encoder, capture, localNetwork };
+  const struct {
+    Fault fault;
+    std::string reason;
+    Duration after;
+  } cases[] = {
+      {Fault::size, "Could not create the virtual display.", 0s},
+      {Fault::display, "Could not create the virtual display.", 5s},
+      {Fault::listing, "Could not create the virtual display.", 4900ms},
+      {Fault::encoder, "Video encoder unavailable.", 0s},
+      {Fault::capture,
+       "Cannot capture the screen: allow Tessaline in System Settings > Privacy & Security > "
+       "Screen Recording.",
+       0s},
+      {Fault::localNetwork,
+       "macOS is blocking the connection. Turn on Tessaline in System Settings > Privacy & "
+       "Security > Local Network.",
+       0s},
+  };
+  for (const auto& [fault, reason, after] : cases) {
+    auto link = std::make_shared<test::FakeLink>();
+    auto session = std::make_shared<Session>(
+        SessionServices{queues_, desktop_, coding_, network_, &input_}, "S", link, 1);
+    std::vector<std::optional<std::string>> ends;
+    session->onEnd = [&](std::optional<std::string> text) { ends.push_back(std::move(text)); };
+    desktop_.refusals = fault == Fault::display ? 21 : 0;
+    desktop_.queriesUntilListed = fault == Fault::listing ? 50 : 0;
+    coding_.failing = fault == Fault::encoder;
+    link->denied = fault == Fault::localNetwork;
+    Hello hello = hello_;
+    if (fault == Fault::size) hello.width = 20'000;
+    session->start();
+    if (fault == Fault::localNetwork) {
+      link->stop();
+    } else {
+      link->onHello(hello);
+    }
+    if (after > 0s) {
+      queues_.advance(after - 1ms);
+      EXPECT_TRUE(ends.empty()) << reason;
+    }
+    queues_.advance(1ms);
+    if (fault == Fault::capture) desktop_.stream->started("no permission");
+    ASSERT_EQ(ends.size(), 1U) << reason;
+    EXPECT_EQ(ends[0], reason);
+    EXPECT_TRUE(desktop_.displays.empty());
+  }
+}
+
+TEST_F(SessionTest, RetriesUntilTheDisplayIsThere) {
+  desktop_.refusals = 20;
+  desktop_.queriesUntilListed = 49;
+  startSession();
+  link_->onHello(hello_);
+  queues_.advance(5s + 4900ms);
+  EXPECT_EQ(desktop_.attempts, 21);
+  ASSERT_TRUE(desktop_.stream);
+  desktop_.stream->started(std::nullopt);
+  EXPECT_TRUE(session_->streaming());
+}
+
+TEST_F(SessionTest, ACaptureThatTheSystemStopsEndsTheSession) {
+  stream();
+  desktop_.stream->callbacks.onStopped("the display was disabled");
+  EXPECT_EQ(ends_, 1);
+  EXPECT_TRUE(desktop_.displays.empty());
+}
+
+TEST_F(SessionTest, TakesAPictureOnlyWhenItCanTravelAtOnce) {
+  stream();
+  const auto& mayDeliver = desktop_.stream->callbacks.mayDeliver;
+  EXPECT_TRUE(mayDeliver());
+  link_->unsent = 8'000'000 / 8 / 60;
+  EXPECT_TRUE(mayDeliver());
+  link_->unsent += 1;
+  EXPECT_FALSE(mayDeliver());
+  link_->unsent = 0;
+  link_->onDrain();
+  EXPECT_EQ(desktop_.stream->wakes, 1);
+  deliverFrame();
+  EXPECT_FALSE(mayDeliver());
+  coding_.output(true);
+  EXPECT_TRUE(mayDeliver());
+  EXPECT_EQ(desktop_.stream->wakes, 2);
+}
+
+TEST_F(SessionTest, PingsAndProbesInTurnAndMeasures) {
+  stream();
+  link_->sent.clear();
+  queues_.advance(3s);
+  EXPECT_EQ(link_->count(Proto::ping), 3U);
+  EXPECT_EQ(link_->payloads(Proto::probe),
+            (std::vector<Bytes>{{0, 0, 0, 1}, {0, 0, 0, 2}, {0, 0, 0, 3}}));
+  link_->onProbeAck(3, 4.5);
+  link_->onProbeAck(3, 4.5);   // answered twice
+  link_->onProbeAck(99, 4.5);  // never asked
+  link_->onProbeAck(1, 0);
+  queues_.run();
+  EXPECT_EQ(session_->latency(), (std::vector<double>{500, 2500}));
+  EXPECT_EQ(session_->decodeTimes(), (std::vector<double>{4.5}));
+  for (std::uint32_t id = 4; id < 320; ++id) {
+    queues_.advance(1s);
+    link_->onProbeAck(id, 0);
+  }
+  queues_.run();
+  EXPECT_EQ(session_->latency().size(), 300U);
+}
+
+TEST_F(SessionTest, AnOwedKeyFrameOnAStillScreenComesFromTheLastPicture) {
+  stream();
+  deliverFrame();
+  link_->accepting = false;
+  coding_.output(true);
+  link_->accepting = true;
+  queues_.advance(500ms);
+  EXPECT_EQ(coding_.submitted, (std::vector<bool>{true, true}));
+  coding_.output(true);
+  queues_.advance(2s);
+  EXPECT_EQ(coding_.submitted.size(), 2U);
+  EXPECT_EQ(link_->count(Proto::frame), 1U);
+}
+
+TEST_F(SessionTest, ReportsChangesOfMoreThanAHundredthOfThePicture) {
+  stream();
+  deliverFrame(std::vector<PixelRect>{{0, 0, 10, 10}});
+  EXPECT_EQ(activity_, 0);
+  deliverFrame(std::vector<PixelRect>{{0, 0, 10, 10}, {50, 50, 1, 1}});
+  EXPECT_EQ(activity_, 1);
+  deliverFrame();
+  EXPECT_EQ(activity_, 2);
+}
+
+TEST_F(SessionTest, HandsInputOnAndBoundsWhatWaits) {
+  stream();
+  const auto tap = boost::json::parse(R"({"t":"tap"})").as_object();
+  for (int i = 0; i < 1000; ++i) link_->onInput(tap);
+  queues_.run();
+  EXPECT_EQ(input_.handled.size(), 256U);
+  EXPECT_EQ(input_.handled[0], "tap42");
+  link_->onInput(tap);
+  queues_.run();
+  EXPECT_EQ(input_.handled.size(), 257U);
+}
+
+TEST_F(SessionTest, TellsTheDeviceOnceWhereATextFieldHasTheFocus) {
+  stream();
+  const auto texts = [this] {
+    std::string all;
+    for (const auto& payload : link_->payloads(Proto::textFocus)) all += viewText(payload);
+    return all;
+  };
+  queues_.advance(2s);
+  EXPECT_EQ(texts(), R"({"on":false})");
+  link_->sent.clear();
+  input_.field = UnitRect{0.5, 0.25, 0.125, 0.0625};
+  queues_.advance(2s);
+  EXPECT_EQ(texts(), R"({"on":true,"x":5E-1,"y":2.5E-1,"w":1.25E-1,"h":6.25E-2})");
+  link_->sent.clear();
+  input_.on = false;
+  input_.field.reset();
+  queues_.advance(2s);
+  EXPECT_EQ(texts(), "");
+}
+
+}  // namespace
+}  // namespace tessaline

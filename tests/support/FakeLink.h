@@ -1,0 +1,57 @@
+#pragma once
+
+#include <utility>
+#include <vector>
+
+#include "streaming/ScreenLink.h"
+
+namespace tessaline::test {
+
+/// A link whose device is the test: it records what is sent and closes when told.
+class FakeLink final : public ScreenLink {
+ public:
+  struct Message {
+    std::uint8_t type;
+    Bytes payload;
+  };
+
+  bool inlinePointer = true;
+  bool denied = false;
+  bool accepting = true;  // false: every send is dropped
+  std::size_t unsent = 0;
+  std::optional<std::string> host = "192.0.2.7";
+  bool started = false;
+  bool goodbye = false;
+  bool closed = false;
+  std::vector<Message> sent;
+
+  bool localNetworkDenied() const override { return denied; }
+  std::optional<std::string> remoteHost() const override { return host; }
+  bool sendsPointerInline() const override { return inlinePointer; }
+  void start() override { started = true; }
+  void stop() override {
+    if (!std::exchange(closed, true) && onClose) onClose();
+  }
+  void sayGoodbye() override {
+    goodbye = true;
+    stop();
+  }
+  using ScreenLink::send;
+  bool send(std::uint8_t type, SharedBytes payload) override {
+    if (closed || !accepting) return false;
+    sent.push_back({type, *payload});
+    return true;
+  }
+  std::size_t unsentBytes() const override { return unsent; }
+
+  [[nodiscard]] std::vector<Bytes> payloads(std::uint8_t type) const {
+    std::vector<Bytes> found;
+    for (const auto& message : sent) {
+      if (message.type == type) found.push_back(message.payload);
+    }
+    return found;
+  }
+  [[nodiscard]] std::size_t count(std::uint8_t type) const { return payloads(type).size(); }
+};
+
+}  // namespace tessaline::test

@@ -1,0 +1,189 @@
+#pragma once
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/DesktopEnvironment.h"
+#include "platform/Network.h"
+#include "platform/VideoCoding.h"
+
+namespace tessaline::test {
+
+/// A pointer that stands where the test puts it.
+class FakePointer final : public platform::PointerSource {
+ public:
+  platform::PointerLocation where;
+  std::shared_ptr<const platform::PointerImage> picture;
+  PixelRect display{1000, 0, 800, 600};
+
+  platform::PointerLocation location() const override { return where; }
+  std::shared_ptr<const platform::PointerImage> image() const override { return picture; }
+  std::optional<PixelRect> bounds(platform::DisplayID) const override { return display; }
+  void warp(platform::PointerLocation location) override { where = location; }
+};
+
+/// A desktop whose displays and captures do what the test says.
+class FakeDesktop final : public platform::DesktopEnvironment {
+ public:
+  struct Stream final : platform::CaptureStream {
+    Callbacks callbacks;
+    std::function<void(std::optional<std::string>)> started;
+    bool stopped = false;
+    int wakes = 0;
+    FakeDesktop* desktop = nullptr;
+
+    ~Stream() override { desktop->stream = nullptr; }
+    void start(std::function<void(std::optional<std::string>)> done) override {
+      started = std::move(done);
+    }
+    void stop() override { stopped = true; }
+    void wake() override { ++wakes; }
+  };
+  struct Display final : platform::VirtualDisplay {
+    FakeDesktop* desktop = nullptr;
+    platform::DisplayID id = 0;
+    ~Display() override { std::erase(desktop->displays, id); }
+    platform::DisplayID displayID() const override { return id; }
+    bool apply(const platform::VirtualDisplaySettings& applied) override {
+      desktop->settings = applied;
+      desktop->displays.push_back(id);
+      return true;
+    }
+  };
+
+  int refusals = 0;  // how many displays are refused before one is made
+  int queriesUntilListed = 0;
+  int attempts = 0;
+  platform::DisplayID nextID = 41;
+  platform::VirtualDisplayDescriptor descriptor;
+  platform::VirtualDisplaySettings settings;
+  platform::CaptureConfiguration configuration;
+  std::vector<platform::DisplayID> displays;  // those that exist
+  Stream* stream = nullptr;
+  std::shared_ptr<FakePointer> fakePointer = std::make_shared<FakePointer>();
+
+  std::string kind() const override { return "fake"; }
+  std::unique_ptr<platform::VirtualDisplay> createVirtualDisplay(
+      const platform::VirtualDisplayDescriptor& wanted) override {
+    ++attempts;
+    if (refusals > 0) {
+      --refusals;
+      return nullptr;
+    }
+    descriptor = wanted;
+    auto display = std::make_unique<Display>();
+    display->desktop = this;
+    display->id = ++nextID;
+    return display;
+  }
+  Result<std::vector<platform::DisplayInfo>> shareableDisplays() override {
+    if (queriesUntilListed-- > 0) return Failure{"not yet"};
+    std::vector<platform::DisplayInfo> listed;
+    for (const auto id : displays) listed.push_back({id, fakePointer->display});
+    return listed;
+  }
+  std::unique_ptr<platform::CaptureStream> createCaptureStream(
+      platform::DisplayID, const platform::CaptureConfiguration& wanted, std::shared_ptr<Queue>,
+      platform::CaptureStream::Callbacks callbacks) override {
+    configuration = wanted;
+    auto made = std::make_unique<Stream>();
+    made->callbacks = std::move(callbacks);
+    made->desktop = this;
+    stream = made.get();
+    return made;
+  }
+  std::shared_ptr<platform::PointerSource> pointer() override { return fakePointer; }
+};
+
+/// A coder that "encodes" a picture into a few bytes when the test asks for the output.
+class FakeCoding final : public platform::VideoCoding {
+ public:
+  struct Coder final : platform::CompressionSession {
+    Callbacks callbacks;
+    FakeCoding* coding = nullptr;
+    ~Coder() override { coding->coder = nullptr; }
+    void encode(std::shared_ptr<const platform::PixelBuffer>, Clock::time_point,
+                bool forceKeyFrame) override {
+      coding->submitted.push_back(forceKeyFrame);
+      ++coding->pending;
+    }
+    int pendingFrames() const override { return coding->pending; }
+  };
+
+  bool failing = false;
+  int pending = 0;
+  std::vector<bool> submitted;  // whether each picture was to be a key frame
+  platform::CompressionOptions options;
+  Coder* coder = nullptr;
+
+  Result<std::unique_ptr<platform::CompressionSession>> createCompressionSession(
+      const platform::CompressionOptions& wanted,
+      platform::CompressionSession::Callbacks callbacks) override {
+    if (failing) return Failure{"-12903"};
+    options = wanted;
+    auto made = std::make_unique<Coder>();
+    made->callbacks = std::move(callbacks);
+    made->coding = this;
+    coder = made.get();
+    return std::unique_ptr<platform::CompressionSession>(std::move(made));
+  }
+  Bytes encodePng(const platform::PointerImage& image) override { return image.rgba; }
+
+  /// Delivers the output of the oldest submitted picture.
+  void output(bool keyFrame, Bytes data = {0, 0, 0, 1, 0x65}) {
+    --pending;
+    platform::CodedFrame frame;
+    frame.keyFrame = keyFrame;
+    if (keyFrame) frame.parameterSets = {{0x67, 100, 12, 40}, {0x68, 1}};
+    frame.data = std::make_shared<const Bytes>(std::move(data));
+    coder->callbacks.onOutput(frame);
+  }
+};
+
+/// A network without wires: it hands out what the test prepared.
+class FakeNetwork : public platform::Network {
+ public:
+  struct Datagrams final : platform::DatagramConnection {
+    FakeNetwork* network = nullptr;
+    void send(ByteView bytes) override {
+      network->datagrams.emplace_back(bytes.begin(), bytes.end());
+    }
+  };
+
+  std::optional<std::string> address = "192.0.2.1";
+  std::vector<Bytes> datagrams;
+  platform::Endpoint datagramPeer;
+  std::shared_ptr<platform::Connection> nextConnection;
+
+  std::shared_ptr<platform::Connection> connect(const platform::Endpoint&,
+                                                std::shared_ptr<Queue>) override {
+    return nextConnection;
+  }
+  Result<std::unique_ptr<platform::Listener>> listen(const platform::ListenerParameters&,
+                                                     std::shared_ptr<Queue>,
+                                                     Accept<platform::Connection>) override {
+    return Failure{"no wires"};
+  }
+  Result<std::unique_ptr<platform::Listener>> listenWebSocket(
+      const platform::ListenerParameters&, std::shared_ptr<Queue>, QueueMaker,
+      Accept<platform::WebSocketConnection>) override {
+    return Failure{"no wires"};
+  }
+  std::unique_ptr<platform::DatagramConnection> openDatagram(const platform::Endpoint& endpoint,
+                                                             std::shared_ptr<Queue>) override {
+    datagramPeer = endpoint;
+    auto made = std::make_unique<Datagrams>();
+    made->network = this;
+    return made;
+  }
+  std::optional<std::string> localIPv4Address() override { return address; }
+  void reverseName(const std::string&, Duration, std::shared_ptr<Queue>,
+                   std::function<void(std::optional<std::string>)> done) override {
+    done(std::nullopt);
+  }
+};
+
+}  // namespace tessaline::test

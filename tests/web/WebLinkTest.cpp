@@ -1,0 +1,151 @@
+#include "web/WebLink.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/json/object.hpp>
+
+#include "protocol/Proto.h"
+#include "support/FakeConnection.h"
+#include "support/FakePlatform.h"
+#include "support/VirtualQueues.h"
+
+namespace tessaline {
+namespace {
+
+using namespace std::chrono_literals;
+
+class WebLinkTest : public testing::Test {
+ protected:
+  void SetUp() override { open(); }
+  void open() {
+    socket_ = std::make_shared<test::FakeWebSocket>(queues_.serial("tessaline.web"));
+    link_ = std::make_shared<WebLink>(socket_, network_, queues_.main());
+    hellos_.clear();
+    link_->onHello = [this](const Hello& hello) { hellos_.push_back(hello); };
+    link_->onInput = [this](const ScreenLink::Input& message) {
+      inputs_.push_back(std::string(message.at("t").as_string()));
+    };
+    link_->onProbeAck = [this](std::uint32_t id, double time) { acks_.emplace_back(id, time); };
+    link_->onClose = [this] { ++closes_; };
+    link_->start();
+    queues_.run();
+    socket_->report(platform::ConnectionState::ready);
+  }
+  Hello helloFrom(std::string_view json) {
+    open();
+    socket_->say(json);
+    queues_.run();
+    return hellos_.empty() ? Hello{-1, -1, {}, 0, "", "", {}} : hellos_[0];
+  }
+
+  test::VirtualQueues queues_;
+  test::FakeNetwork network_;
+  std::shared_ptr<test::FakeWebSocket> socket_;
+  std::shared_ptr<WebLink> link_;
+  std::vector<Hello> hellos_;
+  std::vector<std::string> inputs_;
+  std::vector<std::pair<std::uint32_t, double>> acks_;
+  int closes_ = 0;
+};
+
+TEST_F(WebLinkTest, ReadsWhatABrowserSaysOfItself) {
+  const Hello phone =
+      helloFrom(R"({"w":1170,"h":2532,"key":"abc","id":"1-2-3-4","name":"iPhone"})");
+  EXPECT_EQ(phone.width, 1170);
+  EXPECT_EQ(phone.height, 2532);
+  EXPECT_EQ(phone.scale, 1);
+  EXPECT_EQ(phone.key, "abc");
+  EXPECT_EQ(phone.deviceID, "1-2-3-4");
+  EXPECT_EQ(phone.deviceName, "iPhone");
+  EXPECT_EQ(phone.sizeMM, SizeMM());
+  EXPECT_EQ(helloFrom(R"({"w":1,"h":2,"scale":2,"key":7,"id":8,"name":9})").scale, 2);
+  EXPECT_FALSE(hellos_[0].key);
+  EXPECT_EQ(hellos_[0].deviceID, "");
+  EXPECT_EQ(hellos_[0].deviceName, "Browser");
+  const std::string id(100, 'x');
+  EXPECT_EQ(helloFrom(R"({"w":1,"h":2,"id":")" + id + "\"}").deviceID, id.substr(0, 64));
+}
+
+TEST_F(WebLinkTest, IgnoresWhatIsNotAHello) {
+  for (const std::string_view text :
+       {"", "junk", "[1,2]", "7", "null", "{}", R"({"w":1})", R"({"w":"1","h":2})",
+        R"({"w":1.5,"h":2})", R"({"w":1e99,"h":2})", R"({"w":99999999999,"h":2})",
+        R"({"w":1,"h":null})", "{\"w\":1,\"h\":2,\"name\":\"\xFF\"}", "[[[[[[[[[["}) {
+    helloFrom(text);
+    EXPECT_TRUE(hellos_.empty()) << text;
+    socket_->say(R"({"w":1,"h":2})");
+    queues_.run();
+    EXPECT_EQ(hellos_.size(), 1U) << "still listening after " << text;
+  }
+  socket_->say(R"({"w":3,"h":4})");
+  queues_.run();
+  EXPECT_EQ(hellos_.size(), 1U) << "only the first counts";
+}
+
+TEST_F(WebLinkTest, CleansNamesBeforeAPersonReadsThem) {
+  const struct {
+    std::string name;
+    std::string clean;
+  } cases[] = {
+      {"iPad", "iPad"},
+      {"", "Browser"},
+      {" \t\r\n\x01  \u2028", "Browser"},
+      {"  Anna's\u00A0iPad \u3000", "Anna's\u00A0iPad"},
+      {"a\nb\u202Ec\u200Bd", "abcd"},
+      {std::string(60, 'x'), std::string(40, 'x')},
+      {"日本🙂", "日本🙂"},
+  };
+  for (const auto& [name, clean] : cases) EXPECT_EQ(WebLink::cleanName(name), clean);
+  EXPECT_EQ(WebLink::networkName("Annas-iPhone.local"), "Annas-iPhone");
+  EXPECT_FALSE(WebLink::networkName("4f1c2d3e-1111-2222-3333-444455556666.local"));
+  EXPECT_FALSE(WebLink::networkName(".local"));
+  EXPECT_EQ(WebLink::networkName("abcdef.fritz.box"), "abcdef");
+}
+
+TEST_F(WebLinkTest, SortsProbeAnswersAndInputByTheirForm) {
+  using Opcode = platform::WebSocketConnection::Opcode;
+  socket_->say(R"({"t":"tap","x":0.5,"y":0.5})");  // before any hello
+  socket_->say({Opcode::binary, {10, 0, 0, 1, 2, 0, 123}});
+  socket_->say({Opcode::binary, {10, 0, 0, 1, 2, 0}});       // too short
+  socket_->say({Opcode::binary, {11, 0, 0, 1, 2, 0, 123}});  // another type
+  socket_->say({Opcode::binary, {}});
+  EXPECT_EQ(inputs_, (std::vector<std::string>{"tap"}));
+  EXPECT_EQ(acks_, (std::vector<std::pair<std::uint32_t, double>>{{0x102, 12.3}}));
+  EXPECT_EQ(closes_, 0);
+}
+
+TEST_F(WebLinkTest, TakesLittleFromStrangers) {
+  EXPECT_LE(socket_->maximum, 65'536U);
+  const std::string junk(10'000, 'x');
+  for (int i = 0; i < 6; ++i) socket_->say(junk);
+  queues_.run();
+  EXPECT_EQ(closes_, 0);
+  socket_->say(junk);
+  queues_.run();
+  EXPECT_EQ(closes_, 1);
+
+  closes_ = 0;
+  open();
+  link_->prove();
+  queues_.run();
+  EXPECT_EQ(socket_->maximum, 16'777'216U);
+  for (int i = 0; i < 20; ++i) socket_->say(junk);
+  queues_.run();
+  EXPECT_EQ(closes_, 0);
+}
+
+TEST_F(WebLinkTest, SendsTypeAndPayloadAsOneMessageAndSaysGoodbye) {
+  EXPECT_TRUE(link_->send(Proto::frame, Bytes{7, 8}));
+  EXPECT_TRUE(link_->send(Proto::ping));
+  queues_.run();
+  EXPECT_EQ(socket_->sent, (std::vector<Bytes>{{2, 7, 8}, {5}}));
+  link_->sayGoodbye();
+  queues_.advance(499ms);
+  EXPECT_EQ(socket_->sent.back(), (Bytes{4}));
+  EXPECT_EQ(closes_, 0);
+  queues_.advance(1ms);
+  EXPECT_EQ(closes_, 1);
+}
+
+}  // namespace
+}  // namespace tessaline

@@ -1,0 +1,164 @@
+#include "web/WebScreenServer.h"
+
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+#include "protocol/Proto.h"
+#include "support/FakeConnection.h"
+#include "support/FakePlatform.h"
+#include "support/TemporaryFolder.h"
+#include "support/VirtualQueues.h"
+
+namespace tessaline {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// A network whose browsers are the test's.
+class BrowserNetwork final : public test::FakeNetwork {
+ public:
+  struct Port final : platform::Listener {
+    std::uint16_t port() const override { return 7791; }
+  };
+  Accept<platform::WebSocketConnection> accept;
+  QueueMaker queues;
+  std::shared_ptr<Queue> listenerQueue;
+
+  Result<std::unique_ptr<platform::Listener>> listenWebSocket(
+      const platform::ListenerParameters&, std::shared_ptr<Queue> queue, QueueMaker maker,
+      Accept<platform::WebSocketConnection> deliver) override {
+    accept = std::move(deliver);
+    queues = std::move(maker);
+    listenerQueue = std::move(queue);
+    return std::unique_ptr<platform::Listener>(std::make_unique<Port>());
+  }
+};
+
+class WebScreenServerTest : public testing::Test {
+ protected:
+  WebScreenServerTest() {
+    server_->start();
+    queues_.run();
+  }
+  std::shared_ptr<test::FakeWebSocket> browse() {
+    auto socket = std::make_shared<test::FakeWebSocket>(network_.queues());
+    network_.listenerQueue->sync([&] { network_.accept(socket); });
+    queues_.run();
+    socket->report(platform::ConnectionState::ready);
+    return socket;
+  }
+  void hello(test::FakeWebSocket& socket, const std::string& key, const std::string& id = "i") {
+    socket.say(R"({"w":800,"h":600,"name":"iPad","key":")" + key + R"(","id":")" + id + "\"}");
+    queues_.run();
+  }
+  static bool refused(const test::FakeWebSocket& socket) {
+    return std::ranges::find(socket.sent, Bytes{Proto::denied}) != socket.sent.end();
+  }
+
+  test::VirtualQueues queues_;
+  test::FakeDesktop desktop_;
+  test::FakeCoding coding_;
+  BrowserNetwork network_;
+  test::TemporaryFolder folder_;
+  UserDefaults defaults_{folder_.path() / "defaults.json"};
+  ApprovedDevices approved_{defaults_};
+  std::unique_ptr<WebScreenServer> server_ = std::make_unique<WebScreenServer>(
+      SessionServices{queues_, desktop_, coding_, network_}, defaults_, approved_);
+};
+
+TEST_F(WebScreenServerTest, TheLinkCarriesAKeyThatSurvivesRestarts) {
+  const std::string key = server_->key();
+  EXPECT_EQ(key.size(), 20U);
+  EXPECT_EQ(key.find_first_not_of("abcdefghjkmnpqrstuvwxyz23456789"), std::string::npos);
+  EXPECT_EQ(server_->url(), "http://192.0.2.1:7790/#k=" + key);
+  network_.address.reset();
+  EXPECT_EQ(server_->url(), "http://localhost:7790/#k=" + key);
+  const WebScreenServer next({queues_, desktop_, coding_, network_}, defaults_, approved_);
+  EXPECT_EQ(next.key(), key);
+}
+
+TEST_F(WebScreenServerTest, AWrongKeyIsRefusedWithoutAskingAnybody) {
+  for (const std::string& key :
+       {std::string(), std::string("abc"), server_->key() + "x", std::string(20, 'a')}) {
+    const auto socket = browse();
+    hello(*socket, key);
+    EXPECT_TRUE(refused(*socket));
+    queues_.advance(300ms);
+    EXPECT_TRUE(socket->cancelled);
+  }
+  EXPECT_TRUE(approved_.pending().empty());
+  EXPECT_TRUE(server_->sessions().empty());
+}
+
+TEST_F(WebScreenServerTest, ADeviceIsAskedAboutOnceAndThenStreams) {
+  const auto first = browse();
+  hello(*first, server_->key());
+  ASSERT_EQ(approved_.pending().size(), 1U);
+  EXPECT_EQ(server_->sessions()[0]->name(), "Browser 192.0.2.7");
+  queues_.advance(60s);  // a person takes a while
+  EXPECT_FALSE(first->cancelled);
+  approved_.answer(approved_.pending()[0].id, true);
+  queues_.run();
+  EXPECT_EQ(desktop_.displays.size(), 1U);
+  EXPECT_EQ(server_->sessions()[0]->name(), "iPad");
+
+  const auto second = browse();
+  hello(*second, server_->key());
+  EXPECT_EQ(desktop_.displays.size(), 2U);
+  EXPECT_TRUE(approved_.pending().empty());
+
+  // Nothing of one session is felt by another.
+  first->report(platform::ConnectionState::failed);
+  queues_.run();
+  ASSERT_EQ(server_->sessions().size(), 1U);
+  EXPECT_FALSE(second->cancelled);
+  EXPECT_EQ(desktop_.displays.size(), 1U);
+}
+
+TEST_F(WebScreenServerTest, ANewLinkEndsEverySession) {
+  int changes = 0;
+  server_->onChange = [&] { ++changes; };
+  const std::string old = server_->key();
+  const auto socket = browse();
+  approved_.add("i", "iPad");
+  hello(*socket, old);
+  server_->renewKey();
+  queues_.advance(500ms);
+  EXPECT_EQ(socket->sent.back(), (Bytes{Proto::bye}));
+  EXPECT_TRUE(server_->sessions().empty());
+  EXPECT_GT(changes, 0);
+  const auto again = browse();
+  hello(*again, old);
+  EXPECT_TRUE(refused(*again));
+}
+
+TEST_F(WebScreenServerTest, StrangersAreFewAndYoungAndTheNewestIsHeard) {
+  approved_.add("i", "iPad");
+  const auto known = browse();
+  hello(*known, server_->key());
+  std::vector<std::shared_ptr<test::FakeWebSocket>> silent;
+  for (int i = 0; i < 300; ++i) silent.push_back(browse());
+  queues_.run();
+  EXPECT_LE(server_->sessions().size(), 100U);
+  EXPECT_TRUE(silent.front()->cancelled);
+  EXPECT_FALSE(silent.back()->cancelled);
+  const auto newest = browse();
+  hello(*newest, server_->key());
+  EXPECT_EQ(desktop_.displays.size(), 2U);
+  queues_.advance(10s);
+  EXPECT_EQ(server_->sessions().size(), 2U);
+  EXPECT_FALSE(known->cancelled);
+}
+
+TEST_F(WebScreenServerTest, MayGoWhileBrowsersAreArriving) {
+  const auto socket = browse();
+  const auto late = std::make_shared<test::FakeWebSocket>(network_.queues());
+  network_.listenerQueue->sync([&] { network_.accept(late); });
+  server_.reset();
+  queues_.advance(10s);
+  EXPECT_TRUE(desktop_.displays.empty());
+}
+
+}  // namespace
+}  // namespace tessaline
