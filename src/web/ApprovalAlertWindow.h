@@ -30,8 +30,8 @@ class ApprovalAlertWindow {
 
   ApprovedDevices& devices_;
   const QIcon icon_;
-  std::uint64_t promptID_ = 0;   // of the open question, 0 without one
-  QMessageBox* box_ = nullptr;   // deletes itself once closed
+  std::uint64_t promptID_ = 0;  // of the open question, 0 without one
+  QMessageBox* box_ = nullptr;  // deletes itself once closed
   Subscription subscription_;
 };
 

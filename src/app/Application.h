@@ -1,0 +1,68 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/AppDelegate.h"
+#include "app/ControlBus.h"
+#include "app/MainRole.h"
+#include "base/Observers.h"
+#include "base/Queue.h"
+#include "base/UserDefaults.h"
+#include "platform/Workspace.h"
+#include "web/ApprovalAlertWindow.h"
+
+namespace tessaline {
+
+/// The running application: puts the delegate, the roles, the windows and the control bus together
+/// with the real system. Lives on the main queue; owned by the process entry, outlived by its
+/// queues, user defaults and workspace.
+class Application final : private AppDelegate::Outside, private ControlBus::Application {
+ public:
+  struct Environment {
+    Queues& queues;
+    UserDefaults& defaults;
+    platform::Workspace& workspace;
+    std::string busName;
+    std::vector<std::string> arguments;  ///< the command line without the program's name
+  };
+
+  explicit Application(Environment environment);
+  ~Application() override;
+
+  void launch();
+  /// Ends in order; the event loop then returns `exitCode`.
+  void terminate(int exitCode);
+
+ private:
+  void setActivationPolicy(ActivationPolicy policy) override;
+  [[nodiscard]] bool mainModeSupported() override { return mainModeSupported_; }
+  [[nodiscard]] std::unique_ptr<AppDelegate::Role> createRole(AppMode mode) override;
+  [[nodiscard]] std::unique_ptr<AppDelegate::Chooser> createChooser() override;
+  void requestScreenPermission() override {}  // this system asks for none
+  bool relaunch() override { return environment_.workspace.relaunch(); }
+  void exit(int code) override;
+
+  [[nodiscard]] std::string_view role() const override;
+  [[nodiscard]] std::optional<ControlBus::Service> service() const override;
+  [[nodiscard]] ApprovedDevices* approvedDevices() override;
+  void activate() override { delegate_.reopen(); }
+  void switchMode() override { delegate_.switchMode(); }
+  void quit() override { delegate_.terminate(0); }
+
+  [[nodiscard]] std::unique_ptr<AppDelegate::Role> createMainRole();
+  void changed();
+
+  const Environment environment_;
+  bool mainModeSupported_ = true;  // until opening the desktop has shown otherwise
+  bool changeAnnounced_ = false;
+  AppDelegate delegate_;
+  MainRole* mainRole_ = nullptr;  // the delegate's, once there is one, until the end
+  std::unique_ptr<ApprovalAlertWindow> alert_;
+  Subscription changes_;
+  ControlBus controlBus_;
+  std::unique_ptr<platform::ControlEndpoint> endpoint_;
+};
+
+}  // namespace tessaline

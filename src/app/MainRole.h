@@ -1,0 +1,45 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "app/AppDelegate.h"
+#include "app/ControlBus.h"
+#include "base/Observers.h"
+#include "base/Queue.h"
+#include "base/UserDefaults.h"
+#include "control/Controller.h"
+#include "platform/DesktopEnvironment.h"
+#include "platform/Network.h"
+#include "platform/VideoCoding.h"
+
+namespace tessaline {
+
+/// The main role as the delegate runs it: the controller, and the parts of the system that it works
+/// with, which it outlives. Lives on the main queue; owned by the delegate.
+class MainRole final : public AppDelegate::Role {
+ public:
+  struct System {
+    std::unique_ptr<platform::DesktopEnvironment> desktop;
+    std::unique_ptr<platform::VideoCoding> coding;
+    std::unique_ptr<platform::Network> network;
+  };
+
+  MainRole(Queues& queues, UserDefaults& defaults, System system);
+
+  /// The user started the application once more.
+  std::function<void()> onReopen;
+
+  void start() override;
+  void reopen() override;
+  void quit(std::function<void()> done) override;
+
+  [[nodiscard]] ControlBus::Service service() const;
+  [[nodiscard]] Controller& controller() { return controller_; }
+
+ private:
+  const System system_;
+  mutable Controller controller_;  // its accessors are not const
+};
+
+}  // namespace tessaline

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tessaline::ctl {
+
+/// The application's answer to "Status", with every text made safe to print: devices choose their
+/// names, and a terminal obeys control characters.
+struct Status {
+  struct Screen {
+    std::string name;
+    bool streaming = false;
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    /// One line about it.
+    [[nodiscard]] std::string line() const;
+  };
+  struct Prompt {
+    std::int64_t id = 0;
+    std::string device;
+    std::string name;
+    std::string question;
+    std::string explanation;
+  };
+
+  std::string role;
+  std::string link;
+  std::string localLink;  ///< the link for browsers on this computer, when it is another one
+  bool encrypted = false;
+  std::vector<Screen> screens;
+  std::vector<Prompt> pending;
+
+  /// Nothing when `json` is not such an answer.
+  [[nodiscard]] static std::optional<Status> parse(std::string_view json);
+};
+
+/// `text` with control characters, also those that change the direction of writing, replaced by
+/// "?".
+[[nodiscard]] std::string printable(std::string_view text);
+
+}  // namespace tessaline::ctl

@@ -1,0 +1,82 @@
+#include <QApplication>
+#include <cstdio>
+
+#include "app/Application.h"
+#include "app/ApplicationIcon.h"
+#include "app/DesktopLoss.h"
+#include "app/QtMainQueue.h"
+#include "base/AsioQueue.h"
+#include "base/Log.h"
+#include "platform/linux/desktop/ApplicationFolders.h"
+#include "platform/linux/desktop/DBusControl.h"
+#include "platform/linux/desktop/InstanceLock.h"
+#include "platform/linux/desktop/LinuxWorkspace.h"
+#include "platform/linux/desktop/TerminationSignals.h"
+#include "shell/Brand.h"
+
+namespace tessaline {
+namespace {
+
+using namespace std::chrono_literals;
+using platform::InstanceLock;
+
+// An instance that ends takes one second for its goodbyes; past this one it hangs.
+constexpr auto kPredecessorLimit = 10s;
+
+/// Warnings of the toolkit belong into the log; what it calls fatal (no display, say) ends the
+/// process without the crash report that Qt would have the system make.
+void logToolkit(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text) {
+  if (type == QtDebugMsg || type == QtInfoMsg) return;
+  log("window system: " + text.toStdString());
+  if (type == QtFatalMsg) std::_Exit(EXIT_FAILURE);
+}
+
+/// Another instance has this configuration folder: has it come to the front. Answers the exit code.
+int activateOther(const std::string& busName) {
+  const auto reply = platform::DBusControl::client(busName)->request("Activate", std::nullopt);
+  if (!reply.problem) return EXIT_SUCCESS;
+  log("already running, but the other instance cannot be brought to the front: " + reply.text);
+  return EXIT_FAILURE;
+}
+
+int run(const Application::Environment& environment) {
+  Application application(environment);
+  const platform::TerminationSignals signals(environment.queues, [&](const char* name) {
+    log(std::string(name) + ": ending");
+    application.terminate(EXIT_SUCCESS);
+  });
+  environment.queues.main()->async([&] { application.launch(); });
+  const DesktopLoss loss;
+  return QCoreApplication::exec();
+}
+
+int start(int argc, char** argv) {
+  platform::LinuxWorkspace workspace;
+  const bool successor = platform::LinuxWorkspace::takeSuccession();
+  const auto folders = platform::ApplicationFolders::fromEnvironment();
+  InstanceLock lock(folders.configuration / "lock");
+  if (lock.acquire(successor ? kPredecessorLimit : 0s) == InstanceLock::Outcome::taken) {
+    return activateOther(folders.busName);
+  }
+
+  qInstallMessageHandler(logToolkit);
+  int qtArgumentCount = 1;  // the toolkit's own arguments are none of this application's
+  QApplication qt(qtArgumentCount, argv);
+  QApplication::setApplicationName(QString::fromUtf8(Brand::kName.data()));
+  QApplication::setDesktopFileName("app.tessaline");
+  QApplication::setWindowIcon(ApplicationIcon::icon());
+  QApplication::setQuitOnLastWindowClosed(false);
+  QCoreApplication::setQuitLockEnabled(false);
+
+  AsioQueues queues(std::make_shared<QtMainQueue>());
+  UserDefaults defaults(folders.configuration / "defaults.json");
+  return run({queues, defaults, workspace, folders.busName,
+              std::vector<std::string>(argv + 1, argv + argc)});
+}
+
+}  // namespace
+}  // namespace tessaline
+
+int main(int argc, char** argv) {
+  return tessaline::start(argc, argv);
+}
