@@ -17,6 +17,7 @@ constexpr int kCellHeight = 14;
 constexpr int kLineHeight = 19;
 constexpr int kGlyphs = 64;
 constexpr int kScrollStep = 13;  // pixels a frame: a brisk wheel
+constexpr double kFrameRate = 60;
 constexpr std::uint32_t kPaper = 0xFFFFFF;
 constexpr std::uint32_t kInk = 0x202020;
 constexpr std::uint32_t kDesktop = 0x2E5077;
@@ -143,8 +144,11 @@ Canvas page(PixelSize size, unsigned seed) {
 std::vector<DesktopContent> makeDesktopContents(PixelSize size, int frames) {
   const PixelRect window = inset(size, 12);
   const auto sequence = [&](std::string name, const std::function<Picture(int)>& draw) {
-    DesktopContent content{std::move(name), {}};
-    for (int i = 0; i < frames; ++i) content.pictures.push_back(draw(i));
+    DesktopContent content{std::move(name), {}, {}};
+    for (int i = 0; i < frames; ++i) {
+      content.pictures.push_back(draw(i));
+      content.seconds.push_back(i / kFrameRate);
+    }
     return content;
   };
   Canvas canvas = page(size, 1);
@@ -168,6 +172,14 @@ std::vector<DesktopContent> makeDesktopContents(PixelSize size, int frames) {
     if (i % 10 == 0) current = page(size, 2 + static_cast<unsigned>(i)).picture();
     return current;
   }));
+  contents.push_back(sequence("clicks", [&](int i) {
+    if (i % 2 == 0) current = page(size, 3 + static_cast<unsigned>(i) / 2 % 5).picture();
+    return current;
+  }));
+  for (int i = 0; i < frames; ++i) {
+    contents.back().seconds[static_cast<std::size_t>(i)] = i / 2 + i % 2 / kFrameRate;
+  }
+  canvas = page(size, 1);
   contents.push_back(sequence("caret", [&](int i) {
     const PixelRect caret{window.x + 400, window.y + 300, 2, 16};
     canvas.fill(caret, i / 2 % 2 == 0 ? kInk : kPaper);

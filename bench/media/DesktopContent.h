@@ -15,6 +15,7 @@ using Picture = std::shared_ptr<const platform::PixelBuffer>;
 struct DesktopContent {
   std::string name;
   std::vector<Picture> pictures;
+  std::vector<double> seconds;  ///< when each appears
 };
 
 /// Text that scrolls, a moving picture in a window and on the whole screen, pages that change at

@@ -4,8 +4,10 @@
 
 namespace tessaline::platform {
 
+/// The set-ups that this system uses, chosen by measurement (bench_encoder). `processors` is how
+/// many of the machine's may be had.
 [[nodiscard]] EncoderRecipe nvencRecipe();
 [[nodiscard]] EncoderRecipe vaapiRecipe();
-[[nodiscard]] EncoderRecipe x264Recipe();
+[[nodiscard]] EncoderRecipe x264Recipe(unsigned processors);
 
 }  // namespace tessaline::platform

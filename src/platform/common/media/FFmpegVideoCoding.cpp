@@ -7,6 +7,7 @@ extern "C" {
 #include <filesystem>
 #include <string>
 #include <system_error>
+#include <thread>
 
 #include "base/Log.h"
 #include "platform/common/media/EncoderRecipes.h"
@@ -27,7 +28,7 @@ struct HardwareEncoder {
 
 constexpr std::array<HardwareEncoder, 2> kHardwareEncoders = {{
     {"NVENC", "/dev/nvidiactl", "no NVIDIA device", nvencRecipe},
-    {"VA-API", "/dev/dri/renderD128", "no render node", vaapiRecipe},
+    {"VA-API", "/dev/dri", "no render node", vaapiRecipe},
 }};
 
 std::string describe(int status) {
@@ -48,7 +49,7 @@ class FFmpegVideoCoding final : public VideoCoding {
     std::string refusals;
     auto opened = openHardware(options, refusals);
     if (!opened.encoder) {
-      const EncoderRecipe recipe = x264Recipe();
+      const EncoderRecipe recipe = x264Recipe(std::thread::hardware_concurrency());
       opened = H264Encoder::open(recipe, options);
       if (!opened.encoder) return Failure{std::to_string(opened.status)};
       log("encoder: " + recipe.codec + " (no hardware encoder: " + refusals + ")");

@@ -10,6 +10,7 @@ extern "C" {
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 
 namespace tessaline::platform {
 namespace {
@@ -29,6 +30,10 @@ using BufferRef = std::unique_ptr<AVBufferRef, Freed<av_buffer_unref>>;
 // Pictures that may be on their way through a VA-API encoder: the one being coded, its reference
 // and what the driver keeps.
 constexpr int kSurfaces = 8;
+
+// Of the window, what one frame's time may refill at most: with all of it the encoder would take
+// the window for that of a single frame and plan more carefully than it has to.
+constexpr double kMaximumRefill = 0.9;
 
 /// A frame that shares `pixels`. The encoder only reads it.
 Frame wrap(std::shared_ptr<const PixelBuffer> pixels, PixelSize size) {
@@ -84,10 +89,12 @@ void describePicture(AVCodecContext& context, const CompressionOptions& options,
   context.sample_aspect_ratio = {1, 1};
   context.time_base = {1, options.expectedFrameRate};
   context.framerate = {options.expectedFrameRate, 1};
+  // A desktop's sRGB, converted as BT.601 says. Other primaries or another transfer would make a
+  // decoder that manages colours shift them.
   context.color_range = AVCOL_RANGE_MPEG;
   context.colorspace = AVCOL_SPC_SMPTE170M;
-  context.color_primaries = AVCOL_PRI_SMPTE170M;
-  context.color_trc = AVCOL_TRC_SMPTE170M;
+  context.color_primaries = AVCOL_PRI_BT709;
+  context.color_trc = AVCOL_TRC_IEC61966_2_1;
   context.chroma_sample_location = AVCHROMA_LOC_LEFT;
 }
 
@@ -100,32 +107,33 @@ void describeStream(AVCodecContext& context, const CompressionOptions& options,
   context.flags |= AV_CODEC_FLAG_CLOSED_GOP | AV_CODEC_FLAG_LOW_DELAY;
   context.thread_count = recipe.threads;
   context.thread_type = FF_THREAD_SLICE;
-  context.bit_rate = options.averageBitRate;
+  if (recipe.constantRate) context.bit_rate = options.averageBitRate;
   context.rc_max_rate = options.averageBitRate;
   context.rc_buffer_size =
-      static_cast<int>(options.averageBitRate * recipe.bufferFrames / options.expectedFrameRate);
+      static_cast<int>(options.averageBitRate * recipe.windowFrames / options.expectedFrameRate);
   context.rc_initial_buffer_occupancy = context.rc_buffer_size;
 }
 
 }  // namespace
 
 struct H264Encoder::Codec {
-  PixelSize frameSize;  // of the pictures that come in
-  PixelSize codedSize;  // the same in whole chroma samples
-  NalFraming framing = NalFraming::startCodes;
-  BufferRef surfaces;  // only where pictures are uploaded
+  CompressionOptions options;
+  EncoderRecipe recipe;
+  PixelSize codedSize;  // in whole chroma samples
+  BufferRef surfaces;   // only where pictures are uploaded
   Context context;
   Packet packet;
   std::int64_t frameNumber = 0;
+  std::optional<Clock::time_point> lastTime;
+  double unusedFrames = 0;  // frames' worth of bits that time brought and no frame was granted
 
-  int open(const EncoderRecipe& recipe, const CompressionOptions& options);
+  int open();
   [[nodiscard]] Frame prepare(std::shared_ptr<const PixelBuffer> pixels) const;
+  void refill(Clock::time_point time);
 };
 
-int H264Encoder::Codec::open(const EncoderRecipe& recipe, const CompressionOptions& options) {
-  frameSize = options.size;
+int H264Encoder::Codec::open() {
   codedSize = {options.size.width & ~1, options.size.height & ~1};
-  framing = recipe.framing;
   if (codedSize.width <= 0 || codedSize.height <= 0 || options.averageBitRate <= 0 ||
       options.expectedFrameRate <= 0) {
     return AVERROR(EINVAL);
@@ -164,13 +172,32 @@ Frame H264Encoder::Codec::prepare(std::shared_ptr<const PixelBuffer> pixels) con
   return surface;
 }
 
+/// An encoder counts frames, not time: without this, a page that changes once a second would get a
+/// sixtieth of a second's bits. What passed before this frame is granted at its end, so that the
+/// frame after it finds the room; the window bounds what may gather.
+void H264Encoder::Codec::refill(Clock::time_point time) {
+  if (recipe.constantRate) return;
+  if (lastTime) {
+    const double seconds = std::chrono::duration<double>(time - *lastTime).count();
+    unusedFrames += seconds * options.expectedFrameRate;
+  }
+  lastTime = time;
+  const double granted =
+      std::clamp(std::floor(unusedFrames), 1.0, std::floor(recipe.windowFrames * kMaximumRefill));
+  unusedFrames = std::clamp(unusedFrames - granted, -recipe.windowFrames, 1.0);
+  context->rc_max_rate =
+      static_cast<std::int64_t>(granted * static_cast<double>(options.averageBitRate));
+}
+
 H264Encoder::H264Encoder(std::unique_ptr<Codec> codec) : codec_(std::move(codec)) {}
 H264Encoder::~H264Encoder() = default;
 
 H264Encoder::Opened H264Encoder::open(const EncoderRecipe& recipe,
                                       const CompressionOptions& options) {
   auto codec = std::make_unique<Codec>();
-  const int status = codec->open(recipe, options);
+  codec->options = options;
+  codec->recipe = recipe;
+  const int status = codec->open();
   if (status < 0) return {nullptr, status};
   return {std::unique_ptr<H264Encoder>(new H264Encoder(std::move(codec))), 0};
 }
@@ -178,9 +205,10 @@ H264Encoder::Opened H264Encoder::open(const EncoderRecipe& recipe,
 std::optional<CodedFrame> H264Encoder::encode(std::shared_ptr<const PixelBuffer> frame,
                                               Clock::time_point presentationTime,
                                               bool forceKeyFrame) {
-  if (!frame || frame->size() != codec_->frameSize) return std::nullopt;
+  if (!frame || frame->size() != codec_->options.size) return std::nullopt;
   const Frame picture = codec_->prepare(std::move(frame));
   if (!picture) return std::nullopt;
+  codec_->refill(presentationTime);
   picture->pts = codec_->frameNumber++;
   picture->pict_type = forceKeyFrame ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
   AVPacket* const packet = codec_->packet.get();
@@ -188,8 +216,8 @@ std::optional<CodedFrame> H264Encoder::encode(std::shared_ptr<const PixelBuffer>
       avcodec_receive_packet(codec_->context.get(), packet) < 0) {
     return std::nullopt;
   }
-  auto unit =
-      splitAccessUnit({packet->data, static_cast<std::size_t>(packet->size)}, codec_->framing);
+  auto unit = splitAccessUnit({packet->data, static_cast<std::size_t>(packet->size)},
+                              codec_->recipe.framing);
   const bool key = (packet->flags & AV_PKT_FLAG_KEY) != 0;
   av_packet_unref(packet);
   if (!unit || (key && !unit->parameterSets)) return std::nullopt;

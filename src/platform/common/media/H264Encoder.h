@@ -16,9 +16,11 @@ struct EncoderRecipe {
   std::string codec;                                         ///< libavcodec's name
   std::vector<std::pair<std::string, std::string>> options;  ///< the codec's own options
   NalFraming framing = NalFraming::startCodes;
-  bool uploads = false;     ///< frames go to a VA-API surface first
-  int threads = 1;          ///< slices coded at the same time
-  double bufferFrames = 1;  ///< the rate window, in frames' worth of the average bit rate
+  bool uploads = false;      ///< frames go to a VA-API surface first
+  bool constantRate = true;  ///< false: constant quality, the bit rate is its upper limit
+  int threads = 1;           ///< slices coded at the same time
+  /// What one frame may take after a quiet time, in frames' worth of the average bit rate.
+  double windowFrames = 1;
 };
 
 /// One open libavcodec encoder: a picture in, its access unit out, at once. Lives on the thread of

@@ -1,22 +1,239 @@
 #include "platform/common/media/SequenceParameterSet.h"
 
+#include <algorithm>
+#include <array>
+#include <optional>
+
 namespace tessaline::platform {
 namespace {
 
-constexpr std::uint8_t kHighProfile = 100;
-// constraint_set4 (progressive frames only) and constraint_set5 (no B slices): with them the High
-// profile is Constrained High, and a decoder need not hold pictures back.
-constexpr std::uint8_t kConstrainedHigh = 0x08 | 0x04;
-// Bytes of a sequence parameter set: NAL header, profile, constraint flags, level, …
+// Bytes of a sequence parameter set: NAL header, profile, constraint flags, level, then the bits
+// that `Outline` walks (ITU-T H.264, 7.3.2.1.1 and E.1.1).
 constexpr std::size_t kProfile = 1;
 constexpr std::size_t kConstraints = 2;
 constexpr std::size_t kFixedBytes = 4;
+constexpr std::uint8_t kHighProfile = 100;
+// constraint_set4 (progressive frames only) and constraint_set5 (no B slices).
+constexpr std::uint8_t kConstrainedHigh = 0x08 | 0x04;
+// These profiles, and no other that an encoder of 8-bit video writes, describe their chroma format.
+constexpr std::array<std::uint8_t, 4> kProfilesWithChroma = {100, 110, 122, 244};
+
+constexpr int kLongestExpGolomb = 31;           // leading zero bits; more is not a parameter
+constexpr std::uint32_t kExtendedAspect = 255;  // aspect_ratio_idc with a ratio of its own
+constexpr std::uint32_t kMaximumCpbCount = 32;
+constexpr std::uint32_t kMaximumPocCycle = 255;
+// Motion vectors of up to 2^16 quarter samples, that is: no limit beyond the level's.
+constexpr std::uint32_t kLog2MaximumVector = 16;
+
+/// Reads bits and remembers whether it ran past the end; then everything reads as 0.
+class BitReader {
+ public:
+  explicit BitReader(ByteView bytes) : bytes_(bytes) {}
+
+  std::uint32_t bits(int count) {
+    std::uint32_t value = 0;
+    for (int i = 0; i < count; ++i) {
+      const std::size_t byte = position_ / 8;
+      if (byte >= bytes_.size()) {
+        failed_ = true;
+        return 0;
+      }
+      value = value << 1 | ((bytes_[byte] >> (7 - position_ % 8)) & 1U);
+      ++position_;
+    }
+    return value;
+  }
+  bool flag() { return bits(1) != 0; }
+  /// ue(v); as many bits hold a se(v).
+  std::uint32_t expGolomb() {
+    int zeros = 0;
+    while (!failed_ && zeros <= kLongestExpGolomb && !flag()) ++zeros;
+    if (zeros > kLongestExpGolomb) failed_ = true;
+    return failed_ ? 0 : (1U << zeros) - 1 + bits(zeros);
+  }
+  void skip(int count) {
+    for (int i = 0; i < count; ++i) bits(1);
+  }
+  void skipExpGolombs(std::uint32_t count) {
+    for (std::uint32_t i = 0; i < count && !failed_; ++i) expGolomb();
+  }
+
+  [[nodiscard]] bool failed() const { return failed_; }
+  [[nodiscard]] std::size_t position() const { return position_; }
+
+ private:
+  ByteView bytes_;
+  std::size_t position_ = 0;
+  bool failed_ = false;
+};
+
+class BitWriter {
+ public:
+  void bits(std::uint32_t value, int count) {
+    for (int i = count - 1; i >= 0; --i) {
+      if (used_ == 0) bytes_.push_back(0);
+      bytes_.back() = static_cast<std::uint8_t>(bytes_.back() | ((value >> i) & 1U) << (7 - used_));
+      used_ = (used_ + 1) % 8;
+    }
+  }
+  void expGolomb(std::uint32_t value) {
+    int length = 0;
+    while ((value + 1) >> length > 1) ++length;
+    bits(0, length);
+    bits(value + 1, length + 1);
+  }
+  /// The stop bit and zeros to the byte's end.
+  Bytes finish() {
+    bits(1, 1);
+    return std::move(bytes_);
+  }
+
+ private:
+  Bytes bytes_;
+  int used_ = 0;  // bits of the last byte
+};
+
+/// The bytes without those that keep start codes from appearing in them.
+Bytes unescape(ByteView bytes) {
+  Bytes result;
+  int zeros = 0;
+  for (const std::uint8_t byte : bytes) {
+    if (zeros >= 2 && byte == 3) {
+      zeros = 0;
+      continue;
+    }
+    zeros = byte == 0 ? zeros + 1 : 0;
+    result.push_back(byte);
+  }
+  return result;
+}
+
+Bytes escape(ByteView bytes) {
+  Bytes result;
+  int zeros = 0;
+  for (const std::uint8_t byte : bytes) {
+    if (zeros >= 2 && byte <= 3) {
+      result.push_back(3);
+      zeros = 0;
+    }
+    zeros = byte == 0 ? zeros + 1 : 0;
+    result.push_back(byte);
+  }
+  return result;
+}
+
+void skipHrd(BitReader& reader) {
+  const std::uint32_t count = reader.expGolomb() + 1;
+  reader.skip(8);
+  for (std::uint32_t i = 0; i < std::min(count, kMaximumCpbCount) && !reader.failed(); ++i) {
+    reader.skipExpGolombs(2);
+    reader.skip(1);
+  }
+  reader.skip(20);
+}
+
+/// What matters of a sequence parameter set, and where the end of it starts.
+struct Outline {
+  std::uint32_t referenceFrames = 0;
+  std::size_t usabilityFlag = 0;  // bit position of vui_parameters_present_flag
+  bool usability = false;
+  std::size_t restrictionFlag = 0;  // bit position of bitstream_restriction_flag, with `usability`
+  bool restricted = false;          // it is set, and rules out reordering and spare pictures
+};
+
+void readUsability(BitReader& reader, Outline& outline) {
+  if (reader.flag() && reader.bits(8) == kExtendedAspect) reader.skip(32);
+  if (reader.flag()) reader.skip(1);  // overscan
+  if (reader.flag()) {                // video signal type
+    reader.skip(4);
+    if (reader.flag()) reader.skip(24);
+  }
+  if (reader.flag()) reader.skipExpGolombs(2);  // chroma location
+  if (reader.flag()) reader.skip(65);           // timing
+  const bool nalHrd = reader.flag();
+  if (nalHrd) skipHrd(reader);
+  const bool vclHrd = reader.flag();
+  if (vclHrd) skipHrd(reader);
+  if (nalHrd || vclHrd) reader.skip(1);
+  reader.skip(1);  // picture structure
+  outline.restrictionFlag = reader.position();
+  if (!reader.flag()) return;
+  reader.skip(1);
+  reader.skipExpGolombs(4);
+  const std::uint32_t reordered = reader.expGolomb();
+  const std::uint32_t buffered = reader.expGolomb();
+  outline.restricted = reordered == 0 && buffered <= outline.referenceFrames;
+}
+
+/// Nothing for what this reader does not know: interlaced pictures, scaling matrices.
+std::optional<Outline> readOutline(ByteView payload, std::uint8_t profile) {
+  BitReader reader(payload);
+  Outline outline;
+  reader.expGolomb();  // identifier
+  if (std::ranges::find(kProfilesWithChroma, profile) != kProfilesWithChroma.end()) {
+    if (reader.expGolomb() != 1) return std::nullopt;  // not 4:2:0
+    reader.skipExpGolombs(2);                          // bit depths
+    reader.skip(1);
+    if (reader.flag()) return std::nullopt;  // scaling matrices
+  }
+  reader.expGolomb();  // frame number bits
+  const std::uint32_t orderType = reader.expGolomb();
+  if (orderType == 0) {
+    reader.expGolomb();
+  } else if (orderType == 1) {
+    reader.skip(1);
+    reader.skipExpGolombs(2);
+    reader.skipExpGolombs(std::min(reader.expGolomb(), kMaximumPocCycle));
+  }
+  outline.referenceFrames = reader.expGolomb();
+  reader.skip(1);
+  reader.skipExpGolombs(2);                 // size
+  if (!reader.flag()) return std::nullopt;  // fields
+  reader.skip(1);
+  if (reader.flag()) reader.skipExpGolombs(4);  // cropping
+  outline.usabilityFlag = reader.position();
+  outline.usability = reader.flag();
+  if (outline.usability) readUsability(reader, outline);
+  if (reader.failed()) return std::nullopt;
+  return outline;
+}
+
+Bytes restrict(ByteView payload, const Outline& outline) {
+  BitReader reader(payload);
+  BitWriter writer;
+  const std::size_t kept = outline.usability ? outline.restrictionFlag : outline.usabilityFlag;
+  while (reader.position() < kept) writer.bits(reader.bits(1), 1);
+  if (!outline.usability) {
+    writer.bits(1, 1);
+    writer.bits(0, 8);  // no aspect, overscan, signal, location, timing, HRDs, picture structure
+  }
+  writer.bits(1, 1);
+  writer.bits(1, 1);  // vectors may point outside the picture
+  writer.expGolomb(0);
+  writer.expGolomb(0);  // no limit on a picture's or a macroblock's size
+  writer.expGolomb(kLog2MaximumVector);
+  writer.expGolomb(kLog2MaximumVector);
+  writer.expGolomb(0);  // reordered
+  writer.expGolomb(outline.referenceFrames);
+  return writer.finish();
+}
 
 }  // namespace
 
 void completeSequenceParameterSet(Bytes& unit) {
-  if (unit.size() < kFixedBytes || unit[kProfile] != kHighProfile) return;
-  unit[kConstraints] |= kConstrainedHigh;
+  if (unit.size() <= kFixedBytes) return;
+  if (unit[kProfile] == kHighProfile) unit[kConstraints] |= kConstrainedHigh;
+  const Bytes raw = unescape(ByteView(unit).subspan(1));
+  if (raw.size() < kFixedBytes) return;
+  const auto fixed = ByteView(raw).first(kFixedBytes - 1);
+  const auto payload = ByteView(raw).subspan(kFixedBytes - 1);
+  const auto outline = readOutline(payload, unit[kProfile]);
+  if (!outline || outline->restricted) return;
+  ByteWriter whole;
+  whole.append(fixed).append(restrict(payload, *outline));
+  const Bytes escaped = escape(whole.take());
+  unit.resize(1);
+  unit.insert(unit.end(), escaped.begin(), escaped.end());
 }
 
 }  // namespace tessaline::platform
