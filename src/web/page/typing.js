@@ -27,6 +27,7 @@ class Typing {
     // its result is sent when it is final.
     field.addEventListener('compositionend', (event) => {
       if (event.data) send({ t: 'text', s: event.data });
+      field.value = '';
     });
     field.addEventListener('input', (event) => {
       if (!event.isComposing) field.value = '';

@@ -59,7 +59,7 @@ class Inbox {
   }
 
   // The next item. What does not come within `limit` ms fails the test with `what`.
-  async next(what, limit = 5000) {
+  async next(what, limit = 20000) {
     if (this.#items.length > 0) return this.#items.shift();
     return new Promise((resolve, reject) => {
       const taker = (item) => {

@@ -1,0 +1,286 @@
+// The pointer on top of the picture, and touches and typing on their way back.
+import assert from 'node:assert/strict';
+import { test } from 'node:test';
+
+import { clip, cursorAt, cursorShape, type } from './fakeComputer.mjs';
+import { missing, show, start, useBrowser, withPage } from './harness.mjs';
+
+const tools = useBrowser('127.0.0.73');
+const { computer } = tools;
+const options = { skip: missing, timeout: 60000 };
+const picture = clip('landscape');
+
+// 640 × 400 in 800 × 600: one and a quarter CSS pixels for each of the picture's, 50 above.
+const k = 1.25;
+const top = 50;
+
+// A PNG of one colour, drawn by the browser.
+async function png(page, width, height) {
+  const base64 = await page.evaluate(async ([w, h]) => {
+    const canvas = new OffscreenCanvas(w, h);
+    canvas.getContext('2d').fillRect(0, 0, w, h);
+    const bytes = new Uint8Array(await (await canvas.convertToBlob()).arrayBuffer());
+    return btoa(String.fromCharCode(...bytes));
+  }, [width, height]);
+  return Buffer.from(base64, 'base64');
+}
+
+async function pointerBox(page, connection) {
+  await connection.drain();
+  return page.evaluate(() => {
+    const { x, y, width, height } = document.getElementById('p').getBoundingClientRect();
+    return width === 0 ? null : { x, y, width, height };
+  });
+}
+
+async function pointerLoaded(page, width) {
+  await page.waitForFunction((wanted) => document.getElementById('p').naturalWidth === wanted,
+    width, { polling: 20 });
+}
+
+function assertBox(actual, expected) {
+  assert.ok(actual, 'the pointer is shown');
+  for (const [name, value] of Object.entries(expected)) {
+    assert.ok(Math.abs(actual[name] - value) < 0.1, `${name}: ${actual[name]}, not ${value}`);
+  }
+}
+
+test('draws the pointer where the computer has it', options, async () => {
+  await withPage(tools, {}, async (page) => {
+    const connection = await start(page, computer);
+    const shape = cursorShape({ hotX: 4, hotY: 2, width: 16, height: 24, png: await png(page, 32, 48) });
+    connection.send(type.cursorShape, shape);
+    await pointerLoaded(page, 32);
+    connection.send(type.cursorPos, cursorAt(0.5, 0.5));
+    assert.equal(await pointerBox(page, connection), null, 'nothing to point at yet');
+    await show(page, connection, picture);
+    assert.equal(await pointerBox(page, connection), null, 'that position is not remembered');
+
+    connection.send(type.cursorPos, cursorAt(0.5, 0.25));
+    const size = { width: 16 * k, height: 24 * k };
+    assertBox(await pointerBox(page, connection),
+      { x: 400 - 4 * k, y: top + 100 * k - 2 * k, ...size });
+    connection.send(type.cursorPos, cursorAt(1, 1));
+    assertBox(await pointerBox(page, connection),
+      { x: 800 - 4 * k, y: 600 - top - 2 * k, ...size });
+    connection.send(type.cursorPos, cursorAt(0.5, 0.5, false));
+    assert.equal(await pointerBox(page, connection), null);
+
+    // Another image, in 16ths of a pixel, and a picture with bars at the sides.
+    connection.send(type.cursorPos, cursorAt(0.5, 0.5));
+    const other = { hotX: 3.5, hotY: 0.25, width: 8.5, height: 9, png: await png(page, 17, 18) };
+    connection.send(type.cursorShape, cursorShape(other));
+    await pointerLoaded(page, 17);
+    await show(page, connection, clip('portrait'));
+    connection.send(type.cursorPos, cursorAt(0, 1));
+    const scale = 600 / 640;
+    assertBox(await pointerBox(page, connection), {
+      x: (800 - 400 * scale) / 2 - 3.5 * scale, y: 600 - 0.25 * scale,
+      width: 8.5 * scale, height: 9 * scale,
+    });
+    await page.setViewportSize({ width: 400, height: 320 });
+    await page.waitForFunction(() => document.getElementById('p').clientWidth < 5, null,
+      { polling: 20 });
+    assertBox(await pointerBox(page, connection), { x: 100 - 1.75, y: 320 - 0.125, width: 4.25 });
+
+    connection.send(type.cursorShape, cursorShape({ ...other, png: Buffer.from('no image') }));
+    await page.waitForFunction(() => document.getElementById('p').style.display === 'none', null,
+      { polling: 20 });
+  });
+});
+
+test('keeps one address of a pointer image at a time', options, async () => {
+  const setup = () => {
+    globalThis.addresses = new Set();
+    const { createObjectURL, revokeObjectURL } = URL;
+    URL.createObjectURL = (blob) => {
+      const url = createObjectURL(blob);
+      globalThis.addresses.add(url);
+      return url;
+    };
+    URL.revokeObjectURL = (url) => {
+      globalThis.addresses.delete(url);
+      revokeObjectURL(url);
+    };
+  };
+  await withPage(tools, { setup }, async (page) => {
+    const connection = await start(page, computer);
+    const shape = { hotX: 0, hotY: 0, width: 9, height: 9, png: await png(page, 9, 9) };
+    for (let i = 0; i < 50; i++) connection.send(type.cursorShape, cursorShape(shape));
+    await connection.drain();
+    await pointerLoaded(page, 9);
+    assert.equal(await page.evaluate(() => globalThis.addresses.size), 1);
+  });
+});
+
+// Real touches, through the browser's own input path.
+async function touchScreen(page, context) {
+  const devtools = await context.newCDPSession(page);
+  const send = (kind, points) => devtools.send('Input.dispatchTouchEvent', {
+    type: kind, touchPoints: points.map(([x, y], id) => ({ x, y, id })),
+  });
+  return {
+    down: (...points) => send('touchStart', points),
+    move: (...points) => send('touchMove', points),
+    up: (...left) => send('touchEnd', left),
+    cancel: () => send('touchCancel', []),
+    async tap(point) {
+      await this.down(point);
+      await this.up();
+    },
+  };
+}
+
+const rounded = (messages) => messages.map((message) => Object.fromEntries(
+  Object.entries(message).map(([name, value]) =>
+    [name, typeof value === 'number' ? Math.round(value * 1000) / 1000 : value])));
+
+test('turns touches into input', options, async () => {
+  await withPage(tools, { hasTouch: true }, async (page, context) => {
+    const connection = await start(page, computer);
+    await show(page, connection, picture);
+    const touch = await touchScreen(page, context);
+    const sent = async () => rounded(await connection.drain());
+    const pause = () => page.clock.runFor(1000);
+
+    // Taps, in the picture and beside it; 8 px of wandering are nothing.
+    await touch.tap([200, 175]);
+    assert.deepEqual(await sent(), [{ t: 'tap', x: 0.25, y: 0.25 }]);
+    await pause();
+    await touch.tap([799, 10]);
+    assert.deepEqual(await sent(), [{ t: 'tap', x: 0.999, y: 0 }]);
+    await pause();
+    await touch.down([400, 300]);
+    await touch.move([405, 306]);
+    await touch.up();
+    assert.deepEqual(await sent(), [{ t: 'tap', x: 0.5, y: 0.5 }]);
+    await pause();
+
+    // The second of two quick taps is a double tap, a third one plain again; 300 ms are too slow.
+    for (const wait of [299, 100, 300, 0]) {
+      await touch.tap([400, 300]);
+      await page.clock.runFor(wait);
+    }
+    assert.deepEqual((await sent()).map(({ t }) => t), ['tap', 'double', 'tap', 'tap']);
+    await pause();
+
+    // A long press is a right click, and its lift is nothing.
+    await touch.down([400, 300]);
+    await page.clock.runFor(549);
+    assert.deepEqual(await sent(), []);
+    await page.clock.runFor(1);
+    assert.deepEqual(await sent(), [{ t: 'right', x: 0.5, y: 0.5 }]);
+    await touch.up();
+    assert.deepEqual(await sent(), []);
+    await pause();
+
+    // A drag scrolls by picture pixels; its movements add up to the finger's.
+    await touch.down([400, 300]);
+    await page.clock.runFor(500);
+    await touch.move([400, 305]);
+    await touch.move([400, 310]);
+    await touch.move([410, 360]);
+    await touch.move([400, 310]);
+    await page.clock.runFor(600);
+    await touch.up();
+    const scrolls = await sent();
+    assert.deepEqual([...new Set(scrolls.map(({ t }) => t))], ['scroll']);
+    const { t: _, ...last } = scrolls.at(-1);
+    assert.deepEqual(last, { x: 0.5, y: 0.52, dx: -8, dy: -40 });
+    const sum = (name) => scrolls.reduce((total, scroll) => total + scroll[name], 0);
+    assert.ok(sum('dx') === 0 && Math.abs(sum('dy') - 8) <= 4, 'follows the finger');
+    await pause();
+
+    // Two fingers zoom around their first middle, again after each step, until the last one lifts.
+    await touch.down([350, 300], [450, 300]);
+    await touch.move([340, 300], [462, 300]);
+    assert.deepEqual(await sent(), []);
+    await touch.move([337, 300], [463, 300]);
+    await touch.move([330, 300], [480, 300]);
+    await touch.move([310, 300], [470, 300]);
+    await touch.move([330, 300], [451, 300]);
+    await page.clock.runFor(600);
+    await touch.up([330, 300]);
+    await touch.move([300, 200]);
+    await touch.up();
+    assert.deepEqual(await sent(), ['in', 'in', 'out'].map((dir) =>
+      ({ t: 'zoom', dir, x: 0.5, y: 0.5 })));
+    await pause();
+
+    // What the system takes over is no gesture.
+    await touch.down([400, 300]);
+    await touch.cancel();
+    await page.clock.runFor(600);
+    assert.deepEqual(await sent(), []);
+  });
+});
+
+test('sends no input before a picture is shown', options, async () => {
+  await withPage(tools, { hasTouch: true }, async (page, context) => {
+    const connection = await start(page, computer);
+    const touch = await touchScreen(page, context);
+    await page.evaluate(() => { document.getElementById('msg').hidden = true; });
+    await touch.tap([400, 300]);
+    await page.locator('#ti').focus();
+    await page.keyboard.press('Enter');
+    assert.deepEqual(await connection.drain(), []);
+  });
+});
+
+test('offers the keyboard and sends what is typed', options, async () => {
+  await withPage(tools, { hasTouch: true }, async (page, context) => {
+    const connection = await start(page, computer);
+    await show(page, connection, picture);
+    const button = page.locator('#kb');
+    const focus = (on) => connection.send(type.textFocus, Buffer.from(JSON.stringify({ on, x: 0 })));
+    const focused = () => page.evaluate(() => document.activeElement.id);
+    assert.equal(await button.isVisible(), false);
+    focus(true);
+    await button.waitFor();
+    assert.deepEqual(await button.boundingBox(), { x: 728, y: 528, width: 56, height: 56 });
+    assert.equal(await button.getAttribute('aria-label'), 'Keyboard');
+    await button.tap();
+    assert.equal(await focused(), 'ti');
+
+    await page.keyboard.type('aé');
+    for (const name of ['Enter', 'Backspace', 'Tab', 'Escape', 'ArrowLeft', 'ArrowRight', 'ArrowUp',
+      'ArrowDown', 'F1', 'Shift']) {
+      await page.keyboard.press(name);
+    }
+    assert.deepEqual(await connection.drain(), [
+      { t: 'text', s: 'a' }, { t: 'text', s: 'é' },
+      ...['Enter', 'Backspace', 'Tab', 'Escape', 'ArrowLeft', 'ArrowRight', 'ArrowUp', 'ArrowDown']
+        .map((name) => ({ t: 'key', k: name })),
+    ]);
+    assert.equal(await focused(), 'ti', 'Tab stays in the field');
+
+    // Pasted, replaced and, as input methods do it, composed text.
+    await page.evaluate(() => {
+      const insert = (inputType, data) => document.getElementById('ti').dispatchEvent(
+        new InputEvent('beforeinput', { inputType, data, cancelable: true, bubbles: true }));
+      insert('insertFromPaste', 'two words');
+      insert('insertReplacementText', 'right');
+      insert('insertText', null);
+      insert('deleteContentBackward', null);
+    });
+    const devtools = await context.newCDPSession(page);
+    for (const text of ['k', 'か', '漢']) {
+      await devtools.send('Input.imeSetComposition',
+        { text, selectionStart: text.length, selectionEnd: text.length });
+    }
+    await devtools.send('Input.insertText', { text: '漢字' });
+    assert.deepEqual(await connection.drain(),
+      ['two words', 'right', '', '漢字'].map((s) => ({ t: 'text', s })));
+    assert.equal(await page.locator('#ti').inputValue(), '');
+
+    focus(false);
+    await button.waitFor({ state: 'hidden' });
+    assert.notEqual(await focused(), 'ti');
+    focus(true);
+    await button.waitFor();
+    await button.click();
+    assert.equal(await focused(), 'ti');
+    connection.send(type.bye);
+    await button.waitFor({ state: 'hidden' });
+  });
+});
