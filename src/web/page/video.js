@@ -57,6 +57,7 @@ class Video {
   #settings = null;   // what the decoder is, or is about to be, configured with
   #config = '';       // the message that #settings came from
   #acceleration = '';
+  #fresh = false;     // the decoder has worked for no earlier configuration
   #needKey = true;
   #timestamp = 0;
   #firstTimestamp = 0;
@@ -140,7 +141,8 @@ class Video {
   }
 
   #open(acceleration) {
-    if (!this.#decoder || this.#decoder.state === 'closed') this.#decoder = this.#create();
+    this.#fresh = !this.#decoder || this.#decoder.state === 'closed';
+    if (this.#fresh) this.#decoder = this.#create();
     const decoder = this.#decoder;
     this.#acceleration = acceleration;
     try {
@@ -187,14 +189,18 @@ class Video {
     }
   }
 
-  // A hardware decoder that breaks before its first picture is not asked again: the frames kept so
-  // far go to the next best one. Later the stream's next configuration and key frame repair.
+  // Until a configuration has shown a picture its frames are there to be decoded again: by a new
+  // decoder when the error may belong to an earlier configuration, without hardware when hardware
+  // fails. Later the stream's next configuration and key frame repair.
   #failed(decoder, error) {
     if (decoder !== this.#decoder) return;
     console.warn('Decoder:', error);
     if (decoder.state !== 'closed') decoder.close();
     this.#decoder = null;
-    if (this.#kept && this.#acceleration === 'prefer-hardware') {
+    if (this.#kept && this.#acceleration === '') return;  // the answer will open a new one
+    if (this.#kept && !this.#fresh) {
+      this.#open(this.#acceleration);
+    } else if (this.#kept && this.#acceleration === 'prefer-hardware') {
       accelerations.set(this.#settings.codec, 'no-preference');
       this.#open('no-preference');
     } else {
