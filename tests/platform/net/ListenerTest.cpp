@@ -1,0 +1,127 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+
+#include <list>
+
+#include "Loopback.h"
+
+namespace tessaline::platform::test {
+namespace {
+
+using ::testing::HasSubstr;
+
+class ListenerTest : public Loopback {
+ protected:
+  Result<std::unique_ptr<Listener>> listenOn(std::uint16_t port) {
+    return network_->listen({.port = port, .identity = nullptr}, queues_.serial("listener"),
+                            streams_.accept());
+  }
+};
+
+TEST_F(ListenerTest, APortInUseIsNamedAndFreeAgainAtOnce) {
+  auto listener = listen();
+  const auto port = listener->port();
+  const auto text = "port " + std::to_string(port) + ": address already in use";
+  auto second = listenOn(port);
+  ASSERT_FALSE(second);
+  EXPECT_EQ(second.error(), text);
+
+  // Connections of the old listener, alive and just closed, do not hold the port.
+  auto peer = client(*listener);
+  auto closing = client(*listener);
+  ASSERT_TRUE(streams_.waitFor(2));
+  streams_.next();
+  listener.reset();
+  error_code error;
+  tcp::socket late(context_);
+  late.connect({asio::ip::address_v4::loopback(), port}, error);
+  EXPECT_EQ(error, asio::error::connection_refused);
+  auto again = listenOn(port);
+  EXPECT_TRUE(again) << again.error();
+
+  tcp::acceptor foreign(context_, {tcp::v4(), 0});
+  EXPECT_FALSE(listenOn(foreign.local_endpoint().port()));
+}
+
+TEST_F(ListenerTest, PeersOfBothFamiliesAreReportedAsPeopleWriteThem) {
+  const auto listener = listen();
+  for (const auto* address : {"127.0.0.1", "::1"}) {
+    error_code error;
+    tcp::socket peer(context_);
+    peer.connect({asio::ip::make_address(address), listener->port()}, error);
+    if (error && std::string_view(address) == "::1") GTEST_SKIP() << "no IPv6 on this machine";
+    const auto server = streams_.next();
+    const auto remote = server->connection->remoteEndpoint();
+    ASSERT_TRUE(remote);
+    EXPECT_EQ(remote->host, address);
+    EXPECT_EQ(remote->port, peer.local_endpoint().port());
+  }
+}
+
+TEST_F(ListenerTest, HundredsOfSilentConnectionsDisturbNobody) {
+  const auto listener = listenWebSocket();
+  std::list<tcp::socket> silent;
+  std::list<std::shared_ptr<Owner<WebSocketConnection>>> owners;
+  for (int i = 0; i < 400; ++i) {
+    silent.push_back(client(*listener));
+    owners.push_back(webSockets_.next());
+    owners.back()->start();
+    if (i % 2 == 0) asio::write(silent.back(), asio::buffer(std::string("GET / HT")));
+  }
+  auto peer = client(*listener);
+  asio::write(peer, asio::buffer(std::string("GET / HTTP/1.1\r\n\r\n")));
+  const auto served = webSockets_.next();
+  served->start();
+  error_code error;
+  EXPECT_FALSE(readToEnd(peer, error).empty());
+  for (auto& owner : owners) owner->connection->cancel();
+  for (auto& owner : owners) EXPECT_TRUE(owner->reached(ConnectionState::cancelled));
+}
+
+TEST_F(ListenerTest, RunningOutOfDescriptorsIsSurvivedAndLoggedOnce) {
+  const auto listener = listen();
+  tcp::socket peer(context_, tcp::v4());
+  ::testing::internal::CaptureStderr();
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  const int lowestFree = ::fcntl(peer.native_handle(), F_DUPFD, 0);
+  ::close(lowestFree);
+  rlimit tight = before;
+  tight.rlim_cur = static_cast<rlim_t>(lowestFree);
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &tight), 0);
+  // The kernel completes the connection; accepting it needs a descriptor that there is not.
+  peer.connect({asio::ip::address_v4::loopback(), listener->port()});
+  std::unique_lock lock(streams_.mutex);
+  EXPECT_FALSE(
+      streams_.changed.wait_for(lock, 2 * kMoment, [&] { return !streams_.waiting.empty(); }));
+  lock.unlock();
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_TRUE(streams_.waitFor(1));
+  const std::string said = ::testing::internal::GetCapturedStderr();
+  EXPECT_THAT(said, HasSubstr("Port " + std::to_string(listener->port()) + " cannot accept now"));
+  EXPECT_EQ(said.find("cannot accept"), said.rfind("cannot accept"));
+}
+
+TEST_F(ListenerTest, ADestroyedListenerDeliversNothingMore) {
+  for (int i = 0; i < 50; ++i) {
+    const auto queue = queues_.serial("listener");
+    std::unique_ptr<Listener> listener;
+    bool destroyed = false;
+    queue->sync([&] {
+      auto made = network_->listen(
+          {}, queue, [&](const std::shared_ptr<Connection>&) { EXPECT_FALSE(destroyed); });
+      ASSERT_TRUE(made);
+      listener = std::move(*made);
+    });
+    auto peer = client(*listener);
+    queue->sync([&] {
+      listener.reset();
+      destroyed = true;
+    });
+    queue->sync([] {});
+  }
+}
+
+}  // namespace
+}  // namespace tessaline::platform::test

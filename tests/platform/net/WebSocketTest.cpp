@@ -1,0 +1,260 @@
+#include <gmock/gmock.h>
+
+#include <boost/beast/core/buffers_to_string.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/websocket.hpp>
+
+#include "Loopback.h"
+
+namespace tessaline::platform::test {
+namespace {
+
+namespace beast = boost::beast;
+namespace websocket = beast::websocket;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::Pair;
+using ::testing::StartsWith;
+using State = ConnectionState;
+using Browser = websocket::stream<tcp::socket>;
+using Server = Owner<WebSocketConnection>;
+using Message = WebSocketConnection::Message;
+using Opcode = WebSocketConnection::Opcode;
+
+class WebSocketTest : public Loopback {
+ protected:
+  WebSocketTest() : listener_(listenWebSocket()) {}
+
+  /// A connected browser; `server_` is the other end, ready.
+  Browser browser() {
+    Browser made(client(*listener_));
+    server_ = webSockets_.next();
+    server_->start();
+    made.handshake("localhost", "/");
+    made.binary(true);
+    EXPECT_TRUE(server_->reached(State::ready));
+    return made;
+  }
+  /// Arms one receive; `received` waits for its result.
+  void arm() {
+    result_.reset();
+    server_->connection->queue()->sync([&] {
+      server_->connection->receive([this, server = server_](std::optional<Message> message) {
+        server->update([&] { result_ = std::move(message); });
+      });
+    });
+  }
+  std::optional<Message> received() {
+    EXPECT_TRUE(server_->wait([&] { return result_.has_value(); }));
+    return result_.value_or(std::nullopt);
+  }
+  static std::string text(const Message& message) {
+    return {message.bytes.begin(), message.bytes.end()};
+  }
+  /// What `request` on a fresh connection is answered before the server closes.
+  std::string answerTo(const std::string& request) {
+    auto peer = client(*listener_);
+    server_ = webSockets_.next();
+    server_->start();
+    asio::write(peer, asio::buffer(request));
+    error_code error;
+    const auto answer = readToEnd(peer, error);
+    EXPECT_EQ(error, asio::error::eof);
+    EXPECT_TRUE(server_->reached(State::failed));
+    EXPECT_THAT(server_->states, ElementsAre(State::preparing, State::failed));
+    return {answer.begin(), answer.end()};
+  }
+
+  std::unique_ptr<Listener> listener_;
+  std::shared_ptr<Server> server_;
+  std::optional<std::optional<Message>> result_;
+};
+
+TEST_F(WebSocketTest, CarriesMessagesBothWaysAndAnswersPings) {
+  auto peer = browser();
+  arm();
+  std::string pong;
+  peer.control_callback([&](websocket::frame_type type, beast::string_view payload) {
+    if (type == websocket::frame_type::pong) pong = payload;
+  });
+  // A ping between the fragments of a message.
+  peer.text(true);
+  peer.write_some(false, asio::buffer(std::string("{\"w\":")));
+  peer.ping("are you there");
+  peer.write_some(false, asio::buffer(std::string("1170")));
+  peer.write_some(true, asio::buffer(std::string("}")));
+  const auto hello = received();
+  ASSERT_TRUE(hello);
+  EXPECT_EQ(hello->opcode, Opcode::text);
+  EXPECT_EQ(text(*hello), "{\"w\":1170}");
+
+  arm();
+  peer.binary(true);
+  peer.write(
+      asio::buffer(std::string("\x0A"
+                               "123456")));
+  const auto probe = received();
+  ASSERT_TRUE(probe);
+  EXPECT_EQ(probe->opcode, Opcode::binary);
+  EXPECT_EQ(probe->bytes.size(), 7U);
+
+  Bytes expected;
+  std::vector<std::vector<SharedBytes>> messages;
+  for (unsigned i = 0; i < 60; ++i) {
+    server_->send({pattern(1, i), pattern(0), pattern(i * 5000, i)});
+    beast::flat_buffer buffer;
+    peer.read(buffer);
+    EXPECT_TRUE(peer.got_binary());
+    Bytes whole = *pattern(1, i);
+    const auto rest = pattern(i * 5000, i);
+    whole.insert(whole.end(), rest->begin(), rest->end());
+    EXPECT_TRUE(beast::buffers_to_string(buffer.data()) == std::string(whole.begin(), whole.end()));
+  }
+  EXPECT_EQ(pong, "are you there");
+  EXPECT_TRUE(server_->answeredInOrder());
+}
+
+TEST_F(WebSocketTest, RequestsThatAreNoUpgradeGetAnHttpAnswer) {
+  const std::string upgrade =
+      "GET / HTTP/1.1\r\nHost: x\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n";
+  EXPECT_THAT(answerTo("GET / HTTP/1.1\r\nHost: x\r\n\r\n"), StartsWith("HTTP/1.1 426 "));
+  EXPECT_THAT(answerTo("POST / HTTP/1.1\r\nContent-Length: 9000\r\n\r\n" + std::string(9000, 'x')),
+              StartsWith("HTTP/1.1 426 "));
+  EXPECT_THAT(answerTo(std::string(1'000'000, '\x16')), StartsWith("HTTP/1.1 400 "));
+  EXPECT_THAT(answerTo("\r\n\r\n\x01\xFF junk \r\n\r\n"), StartsWith("HTTP/1.1 400 "));
+  EXPECT_THAT(answerTo(upgrade + "Cookie: " + std::string(20'000, 'c') + "\r\n\r\n"),
+              StartsWith("HTTP/1.1 400 "));
+  EXPECT_THAT(answerTo(upgrade + "Sec-WebSocket-Version: 13\r\n\r\n"), StartsWith("HTTP/1.1 4"));
+  EXPECT_THAT(answerTo(upgrade + "Sec-WebSocket-Version: 8\r\nSec-WebSocket-Key: "
+                                 "dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n"),
+              StartsWith("HTTP/1.1 4"));
+}
+
+TEST_F(WebSocketTest, OversizedMessagesCloseWithTheirOwnCode) {
+  {
+    auto peer = browser();
+    arm();
+    peer.write(asio::buffer(*pattern(64 * 1024)));
+    EXPECT_TRUE(received());
+    server_->connection->queue()->sync(
+        [&] { server_->connection->setMaximumMessageSize(1'000'000); });
+    arm();
+    peer.write(asio::buffer(*pattern(1'000'000)));
+    const auto large = received();
+    EXPECT_TRUE(large && large->bytes == *pattern(1'000'000));
+  }
+  // Whole and in fragments, of which the peer never sends the last.
+  for (const bool whole : {true, false}) {
+    auto peer = browser();
+    arm();
+    const auto fragment = pattern(whole ? 64 * 1024 + 1 : 1000);
+    for (int i = 0; i < (whole ? 1 : 66); ++i) peer.write_some(whole, asio::buffer(*fragment));
+    error_code error;
+    beast::flat_buffer buffer;
+    peer.read(buffer, error);
+    EXPECT_EQ(error, websocket::error::closed);
+    EXPECT_EQ(peer.reason().code, websocket::close_code::too_big);
+    EXPECT_FALSE(received());
+    EXPECT_TRUE(server_->reached(State::failed));
+  }
+}
+
+TEST_F(WebSocketTest, BacklogOfASlowBrowserStaysInTheProcessAndIsReleasedByCancel) {
+  auto peer = browser();
+  auto payload = pattern(100'000);
+  const std::weak_ptr payloadLives = payload;
+  for (int i = 0; i < 200; ++i) server_->send({pattern(1), payload});
+  payload.reset();
+  EXPECT_FALSE(server_->wait([&] { return server_->taken > kSwallowed; }, kMoment));
+  for (int i = 0; i < 80; ++i) {
+    beast::flat_buffer buffer;
+    EXPECT_EQ(peer.read(buffer), 100'001U);
+  }
+  EXPECT_TRUE(server_->wait([&] { return server_->answers.size() >= 79; }));
+  server_->connection->cancel();
+  EXPECT_TRUE(server_->answeredInOrder());
+  EXPECT_THAT(server_->answers.back(), Pair(199, false));
+  EXPECT_TRUE(server_->reached(State::cancelled));
+  for (int i = 0; i < 1000 && !payloadLives.expired(); ++i) {
+    server_->connection->queue()->sync([] {});
+  }
+  EXPECT_TRUE(payloadLives.expired());
+}
+
+TEST_F(WebSocketTest, PeersThatLeaveAtOddTimesEndTheirConnectionOnce) {
+  using Leave = std::function<void(Browser&)>;
+  const std::vector<std::pair<const char*, Leave>> ways = {
+      {"orderly", [](Browser& peer) { peer.close(websocket::close_code::normal); }},
+      {"no close frame", [](Browser& peer) { peer.next_layer().close(); }},
+      {"reset",
+       [](Browser& peer) {
+         peer.next_layer().set_option(asio::socket_base::linger(true, 0));
+         peer.next_layer().close();
+       }},
+      {"inside a frame's header",
+       [](Browser& peer) {
+         asio::write(peer.next_layer(), asio::buffer(std::string("\x82\xFE\x10", 3)));
+         peer.next_layer().close();
+       }},
+      {"inside a message",
+       [](Browser& peer) {
+         peer.write_some(false, asio::buffer(std::string("half")));
+         peer.next_layer().close();
+       }},
+      {"unmasked frame",
+       [](Browser& peer) {
+         asio::write(peer.next_layer(), asio::buffer(std::string("\x82\x01x")));
+         error_code ignored;
+         beast::flat_buffer buffer;
+         peer.read(buffer, ignored);
+         EXPECT_EQ(peer.reason().code, websocket::close_code::protocol_error);
+       }},
+      {"text that is no UTF-8",
+       [](Browser& peer) {
+         peer.text(true);
+         peer.write(asio::buffer(std::string("\xC0\xFF")));
+         error_code ignored;
+         beast::flat_buffer buffer;
+         peer.read(buffer, ignored);
+         EXPECT_EQ(peer.reason().code, websocket::close_code::bad_payload);
+       }},
+  };
+  for (const auto& [name, leave] : ways) {
+    SCOPED_TRACE(name);
+    auto peer = browser();
+    arm();
+    leave(peer);
+    EXPECT_FALSE(received());
+    EXPECT_TRUE(server_->reached(State::failed));
+    server_->send({pattern(10)});
+    EXPECT_TRUE(server_->answeredInOrder());
+    EXPECT_THAT(server_->answers, ElementsAre(Pair(0, false)));
+    server_->connection->cancel();
+    server_->connection->queue()->sync([] {});
+    EXPECT_THAT(server_->states, ElementsAre(State::preparing, State::ready, State::failed));
+  }
+  for (const std::string request : {"", "GET / HTTP/1.1\r\nConne"}) {
+    auto peer = client(*listener_);
+    const auto server = webSockets_.next();
+    server->start();
+    asio::write(peer, asio::buffer(request));
+    peer.close();
+    EXPECT_TRUE(server->reached(State::failed));
+  }
+}
+
+TEST_F(WebSocketTest, SendsBeforeTheUpgradeFollowIt) {
+  Browser peer(client(*listener_));
+  server_ = webSockets_.next();
+  server_->send({pattern(100)});
+  arm();
+  server_->start();
+  peer.handshake("localhost", "/");
+  beast::flat_buffer buffer;
+  EXPECT_EQ(peer.read(buffer), 100U);
+  peer.write(asio::buffer(std::string("hello")));
+  EXPECT_TRUE(received());
+}
+
+}  // namespace
+}  // namespace tessaline::platform::test
