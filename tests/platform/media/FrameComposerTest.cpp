@@ -1,0 +1,123 @@
+#include "platform/common/media/FrameComposer.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <deque>
+#include <random>
+
+#include "platform/media/PictureMaker.h"
+
+namespace tessaline::platform {
+namespace {
+
+PixelPatch patchOf(const Desktop& desktop, PixelRect rect) {
+  return {rect, desktop.bytes(rect.x, rect.y), desktop.stride()};
+}
+
+/// Text that says where two pictures differ first; empty when they are equal.
+std::string difference(const PixelBuffer& actual, const PixelBuffer& expected) {
+  const PixelSize size = expected.size();
+  for (int y = 0; y < size.height; ++y) {
+    const std::ptrdiff_t row = std::ptrdiff_t{y} * expected.stride();
+    for (int x = 0; x < size.width; ++x) {
+      if (actual.luma()[row + x] != expected.luma()[row + x]) {
+        return "luma at " + std::to_string(x) + ", " + std::to_string(y);
+      }
+    }
+    if (y % 2 != 0) continue;
+    const std::ptrdiff_t chromaRow = std::ptrdiff_t{y} / 2 * expected.stride();
+    for (int x = 0; x < (size.width + 1) / 2 * 2; ++x) {
+      if (actual.chroma()[chromaRow + x] != expected.chroma()[chromaRow + x]) {
+        return "chroma at " + std::to_string(x) + ", " + std::to_string(y);
+      }
+    }
+  }
+  return "";
+}
+
+PixelRect randomRect(PixelSize size, std::mt19937& random) {
+  const auto side = [&](int length) {
+    const int from = static_cast<int>(random() % static_cast<unsigned>(length)) & ~1;
+    // Mostly small, sometimes up to the edge, which is where odd sizes show.
+    const int most = random() % 4 == 0 ? length - from : std::min(length - from, 24);
+    const int extent = 1 + static_cast<int>(random() % static_cast<unsigned>(most));
+    const int to = from + extent >= length ? length : (from + extent + 1) & ~1;
+    return std::pair{from, std::min(to, length) - from};
+  };
+  const auto [x, width] = side(size.width);
+  const auto [y, height] = side(size.height);
+  return {x, y, width, height};
+}
+
+class FrameComposerSizes : public testing::TestWithParam<PixelSize> {};
+
+TEST_P(FrameComposerSizes, RandomPatchesGiveTheWholePictureConverted) {
+  std::mt19937 random(20);
+  Desktop desktop(GetParam());
+  FrameComposer composer(desktop.size, 4);
+  const PixelRect whole{0, 0, desktop.size.width, desktop.size.height};
+  desktop.noise(whole, random);
+  const PixelPatch first = patchOf(desktop, whole);
+  std::deque<std::shared_ptr<const PixelBuffer>> held = {composer.compose({&first, 1})};
+
+  for (int round = 0; round < 300; ++round) {
+    std::vector<PixelRect> rects;
+    // Many rectangles at times, more than a region keeps apart; none at others.
+    const unsigned count = random() % 10 == 0 ? 40 : random() % 4;
+    for (unsigned i = 0; i < count; ++i) {
+      rects.push_back(randomRect(desktop.size, random));
+      desktop.noise(rects.back(), random);
+    }
+    std::vector<PixelPatch> patches;
+    for (const auto& rect : rects) patches.push_back(patchOf(desktop, rect));
+    // Readers keep pictures for a while, so that every buffer comes to be behind by several.
+    while (held.size() > random() % 4) held.pop_front();
+    const auto picture = composer.compose(patches);
+    ASSERT_TRUE(picture);
+    ASSERT_EQ(difference(*picture, *desktop.converted()), "") << "in round " << round;
+    held.push_back(picture);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, FrameComposerSizes,
+                         testing::Values(PixelSize{96, 64}, PixelSize{131, 77}, PixelSize{64, 33},
+                                         PixelSize{2, 2}, PixelSize{1, 1}));
+
+TEST(FrameComposer, WaitsForItsReadersAndLeavesWhatTheySee) {
+  Desktop desktop({64, 48});
+  const PixelRect whole{0, 0, 64, 48};
+  FrameComposer composer(desktop.size, 2);
+  desktop.fill(whole, 0xFF0000);
+  const PixelPatch patch = patchOf(desktop, whole);
+  auto red = composer.compose({&patch, 1});
+  const auto expected = desktop.converted();
+  desktop.fill(whole, 0x00FF00);
+  auto green = composer.compose({&patch, 1});
+  ASSERT_TRUE(red && green);
+  EXPECT_FALSE(composer.available());
+  EXPECT_FALSE(composer.compose({&patch, 1}));
+  EXPECT_EQ(difference(*red, *expected), "");
+  red.reset();
+  EXPECT_TRUE(composer.available());
+  const auto again = composer.compose({});
+  ASSERT_TRUE(again);
+  EXPECT_EQ(difference(*again, *green), "");
+}
+
+TEST(FrameComposer, LeavesOutWhatLiesOutsideAndOutlivesNobody) {
+  Desktop desktop({40, 30});
+  auto composer = std::make_unique<FrameComposer>(PixelSize{32, 24}, 2);
+  desktop.fill({0, 0, 40, 30}, 0x3060C0);
+  const std::vector<PixelPatch> patches = {patchOf(desktop, {8, 6, 32, 24}),
+                                           {{-8, -6, 40, 30}, desktop.bytes(0, 0), 160},
+                                           {{100, 100, 8, 8}, desktop.bytes(0, 0), 160}};
+  const auto picture = composer->compose(patches);
+  composer.reset();
+  Desktop expected({32, 24});
+  expected.fill({0, 0, 32, 24}, 0x3060C0);
+  EXPECT_EQ(difference(*picture, *expected.converted()), "");
+}
+
+}  // namespace
+}  // namespace tessaline::platform
