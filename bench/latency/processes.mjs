@@ -45,6 +45,13 @@ export async function stopAllPrograms() {
   await Promise.all([...running].reverse().map(stopProgram));
 }
 
+// A signal ends what runs before it ends this program.
+export function endOnSignals() {
+  for (const [signal, code] of [['SIGINT', 130], ['SIGTERM', 143]]) {
+    process.once(signal, () => stopAllPrograms().finally(() => process.exit(code)));
+  }
+}
+
 // Runs a program to its end and returns what it printed; throws when it fails.
 export async function runProgram(command, args, options = {}) {
   const printed = [];
