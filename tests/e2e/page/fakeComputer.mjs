@@ -77,6 +77,10 @@ class Inbox {
   get size() {
     return this.#items.length;
   }
+
+  clear() {
+    this.#items = [];
+  }
 }
 
 // One page's connection.
@@ -159,6 +163,12 @@ export class FakeComputer {
 
   nextConnection() {
     return this.#connections.next('connection');
+  }
+
+  // What a failed test left behind is not the next one's business.
+  forgetConnections() {
+    this.#connections.clear();
+    this.version = version;
   }
 
   get waitingConnections() {

@@ -25,6 +25,7 @@ export function useBrowser(address) {
 // Runs `body` with a page whose clock stands still until the body moves it, and fails when the page
 // reported an error of its own. `setup` runs inside the page before its script.
 export async function withPage({ browser, computer }, options, body) {
+  computer.forgetConnections();
   const { url = computer.url, setup, argument, ...contextOptions } = options;
   const context = await browser.newContext({
     viewport: { width: 800, height: 600 }, ...contextOptions,
