@@ -39,7 +39,7 @@ class AppDelegate {
   class Chooser {
    public:
     virtual ~Chooser() = default;
-    /// May destroy the chooser.
+    /// Destroys the chooser: it calls a copy.
     std::function<void(AppMode)> onChoose;
     /// Centred, in front of everything; also after the user has closed it.
     virtual void show() = 0;

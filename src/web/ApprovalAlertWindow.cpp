@@ -12,9 +12,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// The question takes the keyboard's focus; a Return that was meant for what the user was typing
-// into must not let a device in.
-constexpr auto kAllowDelay = 700ms;
+// The question takes the keyboard's focus; a key that was meant for what the user was typing into
+// must not answer it.
+constexpr auto kAnswerDelay = 700ms;
 
 constexpr QSize kIconSize(64, 64);  // device-independent pixels
 
@@ -62,8 +62,10 @@ void ApprovalAlertWindow::open(const ApprovedDevices::Prompt& prompt) {
   box_->setStyleSheet("QDialogButtonBox { button-layout: 0 }");
 
   allow->setEnabled(false);
-  QTimer::singleShot(kAllowDelay, allow, [allow] {
+  refuse->setEnabled(false);
+  QTimer::singleShot(kAnswerDelay, allow, [allow, refuse] {
     allow->setEnabled(true);
+    refuse->setEnabled(true);
     allow->setFocus();
   });
   QObject::connect(box_, &QMessageBox::finished, box_, [this, allow, id = prompt.id, box = box_] {

@@ -1,0 +1,225 @@
+#include "app/AppDelegate.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "app/MainMenu.h"
+#include "support/TemporaryFolder.h"
+
+namespace tessaline {
+namespace {
+
+/// The world around a delegate; what the delegate does to it is one text, in order.
+class World : public testing::Test, public AppDelegate::Outside {
+ protected:
+  class FakeRole final : public AppDelegate::Role {
+   public:
+    FakeRole(World& world, std::string name) : world_(world), name_(std::move(name)) {
+      world_.role = this;
+    }
+    ~FakeRole() override { world_.role = nullptr; }
+    void start() override { world_.log(name_ + " starts"); }
+    void reopen() override { world_.log(name_ + " reopens"); }
+    void quit(std::function<void()> done) override {
+      world_.log(name_ + " quits");
+      world_.quitDone = std::move(done);
+    }
+
+   private:
+    World& world_;
+    const std::string name_;
+  };
+  class FakeChooser final : public AppDelegate::Chooser {
+   public:
+    explicit FakeChooser(World& world) : world_(world) { world_.chooser = this; }
+    ~FakeChooser() override {
+      world_.log("chooser closes");
+      if (world_.chooser == this) world_.chooser = nullptr;
+    }
+    void show() override { world_.log("chooser shows"); }
+
+   private:
+    World& world_;
+  };
+
+  void setActivationPolicy(ActivationPolicy policy) override {
+    log(policy == ActivationPolicy::regular ? "regular" : "accessory");
+  }
+  bool mainModeSupported() override { return supported; }
+  std::unique_ptr<AppDelegate::Role> createRole(AppMode mode) override {
+    if (impossible.contains(mode)) {
+      if (mode == AppMode::main) supported = false;
+      return nullptr;
+    }
+    return std::make_unique<FakeRole>(*this, std::string(mode.text()));
+  }
+  std::unique_ptr<AppDelegate::Chooser> createChooser() override {
+    return std::make_unique<FakeChooser>(*this);
+  }
+  void requestScreenPermission() override { log("requests permission"); }
+  bool relaunch() override {
+    log("relaunches");
+    return relaunchWorks;
+  }
+  void exit(int code) override { log("exits " + std::to_string(code)); }
+
+  void log(const std::string& what) { happened += (happened.empty() ? "" : ", ") + what; }
+  std::string taken() { return std::exchange(happened, {}); }
+
+  AppDelegate& launch(const std::string& mode, std::vector<std::string> arguments = {}) {
+    if (!mode.empty()) defaults.set("mode", mode);
+    delegate_ = std::make_unique<AppDelegate>(*this, defaults, std::move(arguments));
+    delegate_->didFinishLaunching();
+    return *delegate_;
+  }
+
+  void choose(AppMode mode) {
+    const auto onChoose = chooser->onChoose;  // it destroys the chooser
+    onChoose(mode);
+  }
+
+  const test::TemporaryFolder folder;
+  UserDefaults defaults{folder.path() / "defaults.json"};
+  bool supported = true;
+  bool relaunchWorks = true;
+  std::set<AppMode::Value> impossible;
+  FakeRole* role = nullptr;
+  FakeChooser* chooser = nullptr;
+  std::function<void()> quitDone;
+  std::string happened;
+
+ private:
+  std::unique_ptr<AppDelegate> delegate_;
+};
+
+struct Launch {
+  const char* stored;
+  bool supported;
+  std::vector<std::string> arguments;
+  const char* expected;
+};
+
+class LaunchDecision : public World, public testing::WithParamInterface<Launch> {};
+
+TEST_P(LaunchDecision, FollowsTheStoredRole) {
+  supported = GetParam().supported;
+  launch(GetParam().stored, GetParam().arguments);
+  EXPECT_EQ(taken(), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, LaunchDecision,
+    testing::Values(
+        Launch{"", true, {}, "regular, chooser shows"},
+        Launch{"main", true, {}, "accessory, main starts"},
+        Launch{"main", false, {}, "regular, chooser shows"},
+        Launch{"screen", true, {}, "regular, screen starts"},
+        Launch{"screen", false, {}, "regular, screen starts"},
+        Launch{"MAIN", true, {}, "regular, chooser shows"},
+        Launch{"main", true, {"--request-screen"}, "accessory, main starts, requests permission"},
+        Launch{
+            "main", true, {"x", "--request-screen"}, "accessory, main starts, requests permission"},
+        Launch{"main", true, {"--request-screens"}, "accessory, main starts"},
+        Launch{"main", true, {"--request-screen=1"}, "accessory, main starts"},
+        Launch{"screen", true, {"--request-screen"}, "regular, screen starts"},
+        Launch{"", true, {"--request-screen"}, "regular, chooser shows"}));
+
+TEST_F(World, ChoosingStoresTheRoleAndStartsItInThisProcess) {
+  launch("");
+  taken();
+  choose(AppMode::main);
+  EXPECT_EQ(taken(), "chooser closes, accessory, main starts");
+  EXPECT_EQ(AppMode::current(defaults), AppMode::main);
+}
+
+TEST_F(World, ChoosingMainWhereItIsNotSupportedAsksAgainAndKeepsTheChoice) {
+  supported = false;
+  launch("");
+  taken();
+  choose(AppMode::main);
+  EXPECT_EQ(taken(), "chooser closes, regular, chooser shows");
+  EXPECT_EQ(AppMode::current(defaults), AppMode::main);
+  ASSERT_NE(chooser, nullptr);
+  choose(AppMode::screen);
+  EXPECT_EQ(taken(), "chooser closes, regular, screen starts");
+}
+
+TEST_F(World, ADesktopThatCannotBeOpenedLeadsBackToTheChooser) {
+  impossible = {AppMode::main};
+  AppDelegate& delegate = launch("main");
+  EXPECT_EQ(taken(), "accessory, regular, chooser shows");
+  EXPECT_EQ(delegate.role(), std::nullopt);
+  delegate.terminate(0);
+  EXPECT_EQ(taken(), "chooser closes, exits 0");
+}
+
+TEST_F(World, SwitchingForgetsTheRoleRelaunchesAndEndsInOrder) {
+  for (const bool works : {true, false}) {
+    relaunchWorks = works;
+    defaults.set("onboarded", true);
+    defaults.set("deviceID", "kept");
+    launch("main");
+    taken();
+    role->onSwitchMode();
+    EXPECT_EQ(taken(), "relaunches, main quits") << "the goodbyes come before the end";
+    EXPECT_EQ(AppMode::current(defaults), std::nullopt);
+    EXPECT_EQ(defaults.boolean("onboarded"), std::nullopt);
+    EXPECT_EQ(defaults.string("deviceID"), "kept");
+    quitDone();
+    EXPECT_EQ(taken(), "exits 0");
+  }
+}
+
+TEST_F(World, TheFirstReasonToEndCounts) {
+  AppDelegate& delegate = launch("main");
+  taken();
+  delegate.terminate(1);
+  delegate.terminate(0);
+  delegate.switchMode();
+  delegate.reopen();
+  EXPECT_EQ(taken(), "main quits");
+  EXPECT_EQ(AppMode::current(defaults), AppMode::main) << "an ending application switches nothing";
+  quitDone();
+  EXPECT_EQ(taken(), "exits 1");
+}
+
+TEST_F(World, ReopeningShowsWhatThereIs) {
+  struct Case {
+    const char* stored;
+    const char* expected;
+  };
+  for (const auto& [stored, expected] :
+       {Case{"main", "main reopens"}, Case{"screen", "screen reopens"},
+        Case{"none", "chooser shows"}}) {
+    AppDelegate& delegate = launch(stored);
+    taken();
+    delegate.reopen();
+    EXPECT_EQ(taken(), expected);
+  }
+}
+
+TEST_F(World, ARoleThatIsNotThereYetStartsNothing) {
+  impossible = {AppMode::screen};
+  AppDelegate& delegate = launch("screen");
+  delegate.reopen();
+  delegate.terminate(0);
+  EXPECT_EQ(taken(), "regular, exits 0");
+}
+
+TEST(MainMenu, HasItsItemsInOrder) {
+  std::string lines;
+  for (const Menu& menu : mainMenu()) {
+    lines += "[" + menu.title + "]";
+    for (const MenuItem& item : menu.items) {
+      lines += "|" + item.title;
+      if (item.key) lines += std::string("^") + item.key;
+    }
+  }
+  EXPECT_EQ(lines,
+            "[]|About Tessaline||Change What This Mac Does…||Hide Tessaline^h|Quit Tessaline^q"
+            "[Edit]|Close Window^w");
+}
+
+}  // namespace
+}  // namespace tessaline

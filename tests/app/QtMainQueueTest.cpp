@@ -1,0 +1,107 @@
+#include "app/QtMainQueue.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <algorithm>
+#include <thread>
+#include <vector>
+
+namespace tessaline {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// A queue and the event loop under it.
+class QtQueue : public testing::Test {
+ protected:
+  static void runLoop() { QCoreApplication::exec(); }
+  static void endLoop() { QCoreApplication::exit(); }
+  static void busyFor(Duration duration) {
+    const auto until = Clock::now() + duration;
+    while (Clock::now() < until) {
+    }
+  }
+  const std::shared_ptr<QtMainQueue> queue_ = std::make_shared<QtMainQueue>();
+};
+
+TEST_F(QtQueue, RunsWorkInOrderFromAnyThread) {
+  std::vector<int> order;
+  std::thread other([&] {
+    EXPECT_FALSE(queue_->isCurrent());
+    for (int i = 0; i < 500; ++i) {
+      queue_->async([&, i] {
+        EXPECT_TRUE(queue_->isCurrent());
+        order.push_back(i);
+      });
+    }
+    queue_->sync([&] { EXPECT_EQ(order.size(), 500U); });
+    queue_->async(endLoop);
+  });
+  runLoop();
+  other.join();
+  EXPECT_TRUE(std::ranges::is_sorted(order));
+}
+
+TEST_F(QtQueue, FiresInTheOrderOfDeadlinesAndNeverEarly) {
+  std::string order;
+  const auto start = Clock::now();
+  queue_->asyncAfter(30ms, [&] {
+    order += "c";
+    EXPECT_GE(Clock::now() - start, 30ms);
+    endLoop();
+  });
+  queue_->asyncAfter(10ms, [&] { order += "b"; });
+  bool fromElsewhere = false;
+  std::thread([&] { queue_->asyncAfter(5ms, [&] { fromElsewhere = true; }); }).join();
+  runLoop();
+  EXPECT_EQ(order, "bc");
+  EXPECT_TRUE(fromElsewhere);
+}
+
+TEST_F(QtQueue, CancelledTimersNeverFire) {
+  int fired = 0;
+  queue_->async([&] {
+    // All are due before the loop is free again: only cancelling keeps them from firing.
+    Timer once = queue_->after(0ms, [&] { ++fired; });
+    Timer repeating = queue_->every(1ms, [&] { ++fired; });
+    Timer elsewhere = queue_->after(0ms, [&] { ++fired; });
+    busyFor(5ms);
+    once.cancel();
+    repeating = {};
+    std::thread([&] { elsewhere.cancel(); }).join();
+    queue_->asyncAfter(5ms, endLoop);
+  });
+  runLoop();
+  EXPECT_EQ(fired, 0);
+}
+
+TEST_F(QtQueue, ATimerMayEndItselfAndOutliveItsWork) {
+  int fired = 0;
+  auto timer = std::make_shared<Timer>();
+  *timer = queue_->every(1ms, [&, timer] {
+    if (++fired < 3) return;
+    timer->cancel();
+    queue_->asyncAfter(5ms, endLoop);
+  });
+  runLoop();
+  EXPECT_EQ(fired, 3);
+}
+
+TEST_F(QtQueue, ALateTimerFiresOnceForAllItMissed) {
+  int fired = 0;
+  int counted = 0;
+  Timer timer = queue_->every(10ms, [&] {
+    if (++fired > 1) return;
+    busyFor(100ms);  // ten intervals
+    queue_->asyncAfter(1ms, [&] {
+      counted = fired;
+      endLoop();
+    });
+  });
+  runLoop();
+  EXPECT_LE(counted, 2);
+}
+
+}  // namespace
+}  // namespace tessaline

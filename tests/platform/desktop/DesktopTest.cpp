@@ -1,0 +1,119 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <future>
+#include <optional>
+
+#include "base/AsioQueue.h"
+#include "platform/linux/desktop/ApplicationFolders.h"
+#include "platform/linux/desktop/InstanceLock.h"
+#include "platform/linux/desktop/TerminationSignals.h"
+#include "support/Program.h"
+#include "support/TemporaryFolder.h"
+
+namespace tessaline::platform {
+namespace {
+
+using namespace std::chrono_literals;
+using test::Program;
+
+TEST(InstanceLock, BelongsToOneProcessUntilItEndsHoweverItEnds) {
+  const test::TemporaryFolder folder;
+  const auto file = folder.path() / "new" / "lock";
+  Program other({DESKTOP_PROBE, "lock", file});
+  ASSERT_TRUE(other.waitFor("held")) << other.output();
+  InstanceLock lock(file);
+  EXPECT_EQ(lock.acquire(), InstanceLock::Outcome::taken);
+  EXPECT_EQ(lock.acquire(20ms), InstanceLock::Outcome::taken) << "the wait has a limit";
+  Program third({DESKTOP_PROBE, "lock", file});
+  EXPECT_EQ(third.wait(), 1) << third.output();
+
+  // A successor that waits gets it as soon as the first one is killed.
+  auto waiting = std::async(std::launch::async, [&] { return lock.acquire(20s); });
+  other.signal(SIGKILL);
+  EXPECT_EQ(waiting.get(), InstanceLock::Outcome::held);
+  Program fourth({DESKTOP_PROBE, "lock", file});
+  EXPECT_EQ(fourth.wait(), 1) << "given up waiting, the earlier attempt must not hold on to it";
+}
+
+TEST(InstanceLock, SaysWhenItCannotWork) {
+  EXPECT_EQ(InstanceLock("/proc/nowhere/lock").acquire(), InstanceLock::Outcome::failed);
+}
+
+TEST(Workspace, RelaunchStartsTheFileThatIsThereNowWithACleanSlate) {
+  // The probe replaces its own file, as an upgrade does, opens a file and a socket that a careless
+  // library would leak, ignores a signal, blocks another, and relaunches.
+  const test::TemporaryFolder folder;
+  const auto program = folder.path() / "probe";
+  std::filesystem::copy_file(DESKTOP_PROBE, program);
+  Program probe({program, "relaunch"});
+  // Both processes write to one pipe: its end is the end of both.
+  probe.wait();
+  EXPECT_THAT(probe.output(), testing::HasSubstr("successor files=0 ignored=0 blocked=0 again=0"));
+}
+
+TEST(TerminationSignals, ArriveOnTheMainQueueAndABrokenPipeDoesNot) {
+  AsioQueues queues;
+  std::promise<std::string> first;
+  std::promise<std::string> second;
+  std::promise<std::string>* next[] = {&first, &second};
+  int count = 0;
+  std::optional<TerminationSignals> signals;
+  queues.main()->sync([&] {
+    signals.emplace(queues, [&](const char* name) {
+      EXPECT_TRUE(queues.main()->isCurrent());
+      if (count < 2) next[count++]->set_value(name);
+    });
+  });
+  std::raise(SIGPIPE);
+  std::raise(SIGTERM);
+  EXPECT_EQ(first.get_future().get(), "SIGTERM");
+  std::raise(SIGINT);
+  EXPECT_EQ(second.get_future().get(), "SIGINT");
+  queues.main()->sync([&] { signals.reset(); });
+}
+
+struct FoldersCase {
+  const char* home;
+  const char* config;
+  const char* data;
+  const char* configuration;
+  const char* support;
+  bool suffix;
+};
+
+TEST(ApplicationFolders, FollowTheEnvironment) {
+  const FoldersCase cases[] = {
+      {"/home/a", nullptr, nullptr, "/home/a/.config/tessaline", "/home/a/.local/share/Tessaline",
+       false},
+      {"/home/a", "", "", "/home/a/.config/tessaline", "/home/a/.local/share/Tessaline", false},
+      {"/home/a", "relative", "relative", "/home/a/.config/tessaline",
+       "/home/a/.local/share/Tessaline", false},
+      {"/home/a", "/home/a/.config/", "/d", "/home/a/.config/tessaline", "/d/Tessaline", false},
+      {"/home/a", "/home/b/../a/.config", nullptr, "/home/a/.config/tessaline",
+       "/home/a/.local/share/Tessaline", false},
+      {"/home/a", "/elsewhere", nullptr, "/elsewhere/tessaline", "/home/a/.local/share/Tessaline",
+       true},
+  };
+  const auto set = [](const char* name, const char* value) {
+    value ? ::setenv(name, value, 1) : ::unsetenv(name);
+  };
+  for (const auto& c : cases) {
+    set("HOME", c.home);
+    set("XDG_CONFIG_HOME", c.config);
+    set("XDG_DATA_HOME", c.data);
+    const auto folders = ApplicationFolders::fromEnvironment();
+    EXPECT_EQ(folders.configuration.lexically_normal(), c.configuration);
+    EXPECT_EQ(folders.support, c.support);
+    // A bus name is an interface between programs built at different times: it may not change.
+    EXPECT_EQ(folders.busName, c.suffix ? "app.tessaline.c1a4416d4a0ae53d2" : "app.tessaline");
+  }
+}
+
+}  // namespace
+}  // namespace tessaline::platform
