@@ -22,14 +22,16 @@ constexpr std::uint32_t kPaper = 0xFFFFFF;
 constexpr std::uint32_t kInk = 0x202020;
 constexpr std::uint32_t kDesktop = 0x2E5077;
 
-using Glyph = std::array<std::uint8_t, kCellWidth * kCellHeight>;  // coverage
+using Glyph = std::array<std::array<std::uint8_t, kCellWidth>, kCellHeight>;  // coverage
 
 /// 32 bits a pixel, blue first in memory.
 struct Canvas {
-  explicit Canvas(PixelSize s) : size(s), pixels(static_cast<std::size_t>(s.width) * s.height) {}
+  explicit Canvas(PixelSize s) : size(s), pixels(index(0, s.height)) {}
 
-  std::uint32_t& at(int x, int y) {
-    return pixels[static_cast<std::size_t>(y) * size.width + static_cast<std::size_t>(x)];
+  std::uint32_t& at(int x, int y) { return pixels[index(x, y)]; }
+  [[nodiscard]] std::size_t index(int x, int y) const {
+    return static_cast<std::size_t>(y) * static_cast<std::size_t>(size.width) +
+           static_cast<std::size_t>(x);
   }
   void fill(PixelRect rect, std::uint32_t colour) {
     for (int y = std::max(0, rect.y); y < std::min(size.height, rect.y + rect.height); ++y) {
@@ -56,7 +58,7 @@ std::vector<Glyph> makeGlyphs() {
   std::uniform_real_distribution<double> unit(0, 1);
   std::vector<Glyph> glyphs(kGlyphs);
   for (auto& glyph : glyphs) {
-    glyph.fill(0);
+    glyph = {};
     for (int stroke = 0; stroke < 3; ++stroke) {
       const bool upright = unit(random) < 0.5;
       const double x0 = 1 + unit(random) * 5, y0 = 2 + unit(random) * 9;
@@ -68,7 +70,7 @@ std::vector<Glyph> makeGlyphs() {
           const double t = std::clamp(((x - x0) * dx + (y - y0) * dy) / length, 0.0, 1.0);
           const double distance = std::hypot(x - x0 - t * dx, y - y0 - t * dy);
           const double coverage = std::clamp(1.2 - distance, 0.0, 1.0) * 255;
-          auto& cell = glyph[static_cast<std::size_t>(y * kCellWidth + x)];
+          auto& cell = glyph[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)];
           cell = std::max(cell, static_cast<std::uint8_t>(coverage));
         }
       }
@@ -81,7 +83,8 @@ void drawGlyph(Canvas& canvas, const Glyph& glyph, int left, int top, PixelRect 
   for (int y = 0; y < kCellHeight; ++y) {
     for (int x = 0; x < kCellWidth; ++x) {
       if (!clip.contains(left + x, top + y)) continue;
-      const std::uint32_t coverage = glyph[static_cast<std::size_t>(y * kCellWidth + x)];
+      const std::uint32_t coverage =
+          glyph[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)];
       const std::uint32_t level = 255 - coverage * (255 - (kInk & 0xFF)) / 255;
       canvas.at(left + x, top + y) = level << 16 | level << 8 | level;
     }
@@ -152,7 +155,7 @@ std::vector<DesktopContent> makeDesktopContents(PixelSize size, int frames) {
     return content;
   };
   Canvas canvas = page(size, 1);
-  const Picture still = canvas.picture();
+  Picture still = canvas.picture();
   std::vector<DesktopContent> contents;
   contents.push_back(sequence("scroll", [&](int i) {
     drawText(canvas, window, i * kScrollStep, 1);
@@ -177,7 +180,7 @@ std::vector<DesktopContent> makeDesktopContents(PixelSize size, int frames) {
     return current;
   }));
   for (int i = 0; i < frames; ++i) {
-    contents.back().seconds[static_cast<std::size_t>(i)] = i / 2 + i % 2 / kFrameRate;
+    contents.back().seconds[static_cast<std::size_t>(i)] = std::floor(i / 2.0) + i % 2 / kFrameRate;
   }
   canvas = page(size, 1);
   contents.push_back(sequence("caret", [&](int i) {

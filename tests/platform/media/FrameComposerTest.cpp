@@ -70,6 +70,7 @@ TEST_P(FrameComposerSizes, RandomPatchesGiveTheWholePictureConverted) {
       desktop.noise(rects.back(), random);
     }
     std::vector<PixelPatch> patches;
+    patches.reserve(rects.size());
     for (const auto& rect : rects) patches.push_back(patchOf(desktop, rect));
     // Readers keep pictures for a while, so that every buffer comes to be behind by several.
     while (held.size() > random() % 4) held.pop_front();

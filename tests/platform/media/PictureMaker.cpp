@@ -10,7 +10,7 @@ Desktop::Desktop(PixelSize s)
 void Desktop::fill(PixelRect rect, std::uint32_t rgb) {
   for (int y = rect.y; y < rect.y + rect.height; ++y) {
     for (int x = rect.x; x < rect.x + rect.width; ++x) {
-      pixels[static_cast<std::size_t>(y * size.width + x)] = rgb;
+      at(x, y) = rgb;
     }
   }
 }
@@ -18,15 +18,13 @@ void Desktop::fill(PixelRect rect, std::uint32_t rgb) {
 void Desktop::noise(PixelRect rect, std::mt19937& random) {
   for (int y = rect.y; y < rect.y + rect.height; ++y) {
     for (int x = rect.x; x < rect.x + rect.width; ++x) {
-      pixels[static_cast<std::size_t>(y * size.width + x)] =
-          static_cast<std::uint32_t>(random()) & 0xFFFFFF;
+      at(x, y) = static_cast<std::uint32_t>(random()) & 0xFFFFFF;
     }
   }
 }
 
 const std::uint8_t* Desktop::bytes(int x, int y) const {
-  return reinterpret_cast<const std::uint8_t*>(
-      &pixels[static_cast<std::size_t>(y * size.width + x)]);
+  return reinterpret_cast<const std::uint8_t*>(&pixels[index(x, y)]);
 }
 
 std::shared_ptr<PixelBuffer> Desktop::converted() const {
@@ -42,8 +40,7 @@ std::shared_ptr<PixelBuffer> makePicture(PixelSize size, int number) {
     for (int x = 0; x < size.width; ++x) {
       const int shifted = x + number * 7;
       const int shade = (shifted / 24 + y / 16) % 2 == 0 ? 40 + y * 160 / size.height : 220;
-      desktop.pixels[static_cast<std::size_t>(y * size.width + x)] =
-          static_cast<std::uint32_t>(shade << 16 | shade << 8 | (shifted & 127));
+      desktop.at(x, y) = static_cast<std::uint32_t>(shade << 16 | shade << 8 | (shifted & 127));
     }
   }
   return desktop.converted();

@@ -13,6 +13,11 @@ namespace tessaline::platform {
 struct Desktop {
   explicit Desktop(PixelSize s);
 
+  [[nodiscard]] std::size_t index(int x, int y) const {
+    return static_cast<std::size_t>(y) * static_cast<std::size_t>(size.width) +
+           static_cast<std::size_t>(x);
+  }
+  std::uint32_t& at(int x, int y) { return pixels[index(x, y)]; }
   void fill(PixelRect rect, std::uint32_t rgb);
   void noise(PixelRect rect, std::mt19937& random);
   [[nodiscard]] const std::uint8_t* bytes(int x, int y) const;

@@ -7,34 +7,34 @@ namespace {
 // 2-core machine, where a receiving browser decodes on the same cores.
 
 // Scrolling text, film on the whole screen, pages that change at once, and a still page:
-//   ultrafast                       4.3   10.2   5.2   3.4
-//   superfast                      11.4   23.7  12.9   9.2
-//   superfast without its deblocking, CABAC, sub-pixel search, adaptive quantisation and fine
-//   blocks in P frames costs the same as ultrafast, and 12.5 instead of 8 ms for a key frame.
+//   ultrafast    4.4    9.7    5.3    3.6
+//   superfast    9.3   26.7   11.7    7.5
+// superfast without its deblocking, CABAC, sub-pixel search, adaptive quantisation and fine blocks
+// in P frames costs what ultrafast does, but 12 instead of 8 ms for a key frame, for 2 dB in it.
 constexpr const char* kPreset = "ultrafast";
 
-// 8x8dct makes the profile High; it costs 0.1 ms on text and 0.7 ms on film.
+// 8x8dct makes the profile High; it costs up to 0.4 ms.
 // What was measured and left out:
-//   cabac=1    15 % fewer bytes, but 3 ms more on film, 7 ms more on a page that changes, and as
-//              much again in the decoder
-//   aq-mode=1  4 dB less on text: it takes from edges what it gives to plain areas
-//   subme=1    1.5 ms more on text, 4 ms on film, for less than 0.2 dB; subme=2 twice that
-//   deblock    0.5 ms more, as much in the decoder, nothing gained on text
-//   i4x4,i8x8  in P frames: 5 ms more on film, 0.3 dB on text
+//   cabac=1     15 % fewer bytes, but 4 ms more on film, 7 ms more on a page that changes, and as
+//               much again in the decoder
+//   aq-mode=1   4 dB less on text: it takes from edges what it gives to plain areas
+//   subme=1     2 ms more on text, 4 ms on film, no gain on text; subme=2 twice that
+//   no-deblock=0  0.3 to 1.4 ms more, as much in the decoder, for 0.2 dB
+//   analyse=i4x4  fine blocks in P frames: 5 ms more on film, 2.5 dB on a page that changes
 //   merange, me=hex, psy: no difference
 // qcomp=1 keeps the quantiser even: a page that changes is as sharp as one that scrolls.
 constexpr const char* kX264Parameters = "annexb=0:8x8dct=1:scenecut=0:qcomp=1";
 
-// Constant quality, with the bit rate as the upper limit: text has 46 dB, a page is done after one
-// or two frames, and a still one then costs 100 bytes a frame. With a constant bit rate the still
-// page goes on to 64 dB at 17 kB a frame. 22 has 44 dB for 10 % fewer bytes.
+// Constant quality, with the bit rate as the upper limit: text has 46 dB, a page is done after a
+// few frames, and costs next to nothing from then on. With a constant bit rate a still page goes on
+// to 64 dB at 17 kB a frame. 22 has 44 dB for 10 % fewer bytes, 18 has 48 dB for 10 % more.
 constexpr const char* kQuality = "20";
 
 // The rate window in frames' worth of the bit rate: what one frame may take after a quiet time, a
 // key frame or a page that changes. Moving pictures settle at one frame's worth for each frame
 // whatever it is. Pages that change at once, dense text, dB of the first picture, on a desktop
 // where nothing may follow to sharpen it:
-//   1: 22   2: 25   3: 28   4.9: 33   6: 35   8: 40   9: 43
+//   1: 22   2: 25   3: 28   6: 35   8: 40   9: 43
 // 6 frames are 100 ms on a network that is as slow as the bit rate, and less pale text fits.
 constexpr double kX264WindowFrames = 6;
 
