@@ -154,7 +154,7 @@ TEST_F(Compression, KeepsColours) {
                      decoded->data[2], decoded->linesize[2], bgra.data(), size.width * 4,
                      size.width, size.height);
   for (std::size_t i = 0; i < colours.size(); ++i) {
-    const std::size_t at = (32 * 320 + i * 64 + 32) * 4;
+    const std::size_t at = (std::size_t{32} * 320 + i * 64 + 32) * 4;
     for (std::size_t channel = 0; channel < 3; ++channel) {
       const int wanted = static_cast<int>(colours[i] >> (8 * channel) & 0xFF);
       EXPECT_NEAR(bgra[at + channel], wanted, 6) << std::hex << colours[i];
