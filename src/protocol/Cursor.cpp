@@ -18,22 +18,18 @@ std::uint16_t clampedU16(double value) {
 CursorPosition CursorPosition::on(const PixelRect& bounds, double x, double y) {
   const double fractionX = (x - bounds.x) / bounds.width;
   const double fractionY = (y - bounds.y) / bounds.height;
-  const bool inside = x >= bounds.x && y >= bounds.y && x < bounds.x + bounds.width &&
-                      y < bounds.y + bounds.height;
+  const bool inside =
+      x >= bounds.x && y >= bounds.y && x < bounds.x + bounds.width && y < bounds.y + bounds.height;
   return {clampedU16(fractionX * 65535), clampedU16(fractionY * 65535), inside};
 }
 
 std::array<std::uint8_t, 8> CursorUpdate::datagram() const {
   const auto high = [](std::uint16_t value) { return static_cast<std::uint8_t>(value >> 8); };
   const auto low = [](std::uint16_t value) { return static_cast<std::uint8_t>(value); };
-  return {Proto::cursorPos,
-          high(sequence),
-          low(sequence),
-          high(position.x),
-          low(position.x),
-          high(position.y),
-          low(position.y),
-          static_cast<std::uint8_t>(position.visible ? 1 : 0)};
+  return {Proto::cursorPos, high(sequence),
+          low(sequence),    high(position.x),
+          low(position.x),  high(position.y),
+          low(position.y),  static_cast<std::uint8_t>(position.visible ? 1 : 0)};
 }
 
 std::optional<CursorUpdate> CursorUpdate::decoded(ByteView datagram) {

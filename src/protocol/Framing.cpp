@@ -9,10 +9,7 @@ std::array<std::uint8_t, 5> header(std::uint8_t type, std::size_t payloadSize) {
 }
 
 Bytes message(std::uint8_t type, ByteView payload) {
-  return ByteWriter(payload.size() + 5)
-      .append(header(type, payload.size()))
-      .append(payload)
-      .take();
+  return ByteWriter(payload.size() + 5).append(header(type, payload.size())).append(payload).take();
 }
 
 std::optional<std::uint32_t> acceptedLength(ByteView lengthBytes, std::uint32_t limit) {

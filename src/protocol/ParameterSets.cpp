@@ -5,7 +5,9 @@
 namespace tessaline {
 namespace {
 
-Bytes toBytes(ByteView view) { return {view.begin(), view.end()}; }
+Bytes toBytes(ByteView view) {
+  return {view.begin(), view.end()};
+}
 
 }  // namespace
 
