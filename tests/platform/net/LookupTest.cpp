@@ -65,7 +65,7 @@ TEST_F(LookupTest, ReverseNamesAreAnsweredOnceAndInTime) {
       std::vector<std::string> texts;
     } answers;
     const auto find = [&](const std::string& address, Duration limit) {
-      names.find(address, limit, queue, [&](const std::optional<std::string>& name) {
+      names.find(address, limit, queue, [&, address](const std::optional<std::string>& name) {
         const std::lock_guard lock(answers.mutex);
         answers.texts.push_back(address + "=" + name.value_or("none"));
         answers.changed.notify_all();

@@ -26,8 +26,9 @@ using boost::system::error_code;
 constexpr auto kPatience = std::chrono::seconds(30);
 // Enough for a sender that does not hold back to show it.
 constexpr auto kMoment = std::chrono::milliseconds(300);
-// What kernel buffers of both ends may take from a sender whose peer reads nothing.
-constexpr std::size_t kSwallowed = 4'000'000;
+// More than the kernel buffers of both ends take from a sender whose peer reads nothing, as long as
+// the sender keeps its unsent backlog to itself; a third of what they take otherwise.
+constexpr std::size_t kSwallowed = 1'000'000;
 
 inline SharedBytes pattern(std::size_t size, unsigned seed = 0) {
   auto bytes = std::make_shared<Bytes>(size);
@@ -65,17 +66,19 @@ struct Owner : std::enable_shared_from_this<Owner<C>> {
 
   void start() {
     connection->queue()->sync([&] {
-      connection->start([self = this->shared_from_this()](ConnectionState state) {
-        self->update([&] { self->states.push_back(state); });
+      connection->start([weak = this->weak_from_this()](ConnectionState state) {
+        if (const auto self = weak.lock()) self->update([&] { self->states.push_back(state); });
       });
     });
   }
   void send(std::vector<SharedBytes> parts) {
     std::size_t size = 0;
     for (const auto& part : parts) size += part->size();
-    connection->queue()->async([self = this->shared_from_this(), connected = connection, size,
+    connection->queue()->async([weak = this->weak_from_this(), connected = connection, size,
                                 parts = std::move(parts), number = sends++]() mutable {
-      connected->send(std::move(parts), [self, number, size](bool ok) {
+      connected->send(std::move(parts), [weak, number, size](bool ok) {
+        const auto self = weak.lock();
+        if (!self) return;
         self->update([&] {
           self->answers.emplace_back(number, ok);
           if (ok) self->taken += size;

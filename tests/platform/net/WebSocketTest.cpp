@@ -39,9 +39,11 @@ class WebSocketTest : public Loopback {
   void arm() {
     result_.reset();
     server_->connection->queue()->sync([&] {
-      server_->connection->receive([this, server = server_](std::optional<Message> message) {
-        server->update([&] { result_ = std::move(message); });
-      });
+      server_->connection->receive(
+          [this, weak = std::weak_ptr(server_)](std::optional<Message> message) {
+            const auto server = weak.lock();
+            if (server) server->update([&] { result_ = std::move(message); });
+          });
     });
   }
   std::optional<Message> received() {
