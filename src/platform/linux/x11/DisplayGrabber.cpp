@@ -79,6 +79,8 @@ std::optional<std::string> DisplayGrabber::prepare() {
   region_ = xcb_generate_id(c);
   // One event when the first change comes; the server gathers the others until they are taken.
   xcb_damage_create(c, damage_, connection_->root(), XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+  // Servers count what is there at the start as damage; the caller takes the whole picture anyway.
+  xcb_damage_subtract(c, damage_, XCB_NONE, XCB_NONE);
   xcb_xfixes_create_region(c, region_, 0, nullptr);
   return std::nullopt;
 }

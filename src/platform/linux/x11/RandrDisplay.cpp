@@ -1,8 +1,11 @@
 #include "platform/linux/x11/RandrDisplay.h"
 
+#include <sys/uio.h>
+#include <xcb/xcbext.h>
+
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <cstring>
 
 #include "base/Bytes.h"
 #include "base/Log.h"
@@ -181,23 +184,35 @@ bool RandrDisplay::nameMonitor(const RandrLayout& layout, const std::string& nam
 }
 
 bool RandrDisplay::setMonitor(PixelRect bounds) {
-  // The protocol's structure is followed by the outputs.
-  std::array<std::uint8_t, sizeof(xcb_randr_monitor_info_t) + sizeof(xcb_randr_output_t)> bytes{};
-  xcb_randr_monitor_info_t info{};
-  info.name = monitor_;
-  info.nOutput = output_ == XCB_NONE ? 0 : 1;
-  info.x = static_cast<std::int16_t>(bounds.x);
-  info.y = static_cast<std::int16_t>(bounds.y);
-  info.width = static_cast<std::uint16_t>(bounds.width);
-  info.height = static_cast<std::uint16_t>(bounds.height);
-  info.width_in_millimeters = static_cast<std::uint32_t>(std::lround(sizeMM_.width));
-  info.height_in_millimeters = static_cast<std::uint32_t>(std::lround(sizeMM_.height));
-  std::memcpy(bytes.data(), &info, sizeof info);
-  std::memcpy(bytes.data() + sizeof info, &output_, sizeof output_);
+  // libxcb 1.15's own function for this request sends a part whose length it never sets, so the
+  // request is put together here.
+  struct {
+    xcb_randr_set_monitor_request_t head;
+    xcb_randr_monitor_info_t info;
+    xcb_randr_output_t output;
+  } request{};
+  const bool shown = output_ != XCB_NONE;
+  request.head.window = connection_.root();
+  request.info.name = monitor_;
+  request.info.nOutput = shown ? 1 : 0;
+  request.info.x = static_cast<std::int16_t>(bounds.x);
+  request.info.y = static_cast<std::int16_t>(bounds.y);
+  request.info.width = static_cast<std::uint16_t>(bounds.width);
+  request.info.height = static_cast<std::uint16_t>(bounds.height);
+  request.info.width_in_millimeters = static_cast<std::uint32_t>(std::lround(sizeMM_.width));
+  request.info.height_in_millimeters = static_cast<std::uint32_t>(std::lround(sizeMM_.height));
+  request.output = output_;
+  xcb_protocol_request_t protocol{};
+  protocol.count = 1;
+  protocol.ext = &xcb_randr_id;
+  protocol.opcode = XCB_RANDR_SET_MONITOR;
+  protocol.isvoid = 1;
+  std::array<iovec, 3> parts{};  // xcb wants two to spare in front
+  parts[2] = {&request, sizeof request - (shown ? 0 : sizeof request.output)};
   monitorBounds_ = bounds;
-  return connection_.succeeded(
-      xcb_randr_set_monitor_checked(connection_.get(), connection_.root(),
-                                    reinterpret_cast<xcb_randr_monitor_info_t*>(bytes.data())));
+  const auto sequence =
+      xcb_send_request(connection_.get(), XCB_REQUEST_CHECKED, &parts[2], &protocol);
+  return connection_.succeeded({sequence});
 }
 
 void RandrDisplay::follow(const RandrLayout& layout) {

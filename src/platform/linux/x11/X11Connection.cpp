@@ -1,5 +1,7 @@
 #include "platform/linux/x11/X11Connection.h"
 
+#include <sys/socket.h>
+
 #include "base/AsioQueue.h"
 
 namespace tessaline::platform {
@@ -69,6 +71,8 @@ void X11Connection::dispatch() {
   }
   if (lost()) {
     descriptor_->cancel();
+    // Where it was this side that gave up, the server must not go on keeping what it grabbed.
+    ::shutdown(xcb_get_file_descriptor(connection_), SHUT_RDWR);
     if (const auto onLost = std::exchange(onLost_, nullptr)) onLost();
     return;
   }
