@@ -1,0 +1,254 @@
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+
+#include "platform/x11/X11Fixture.h"
+
+namespace tessaline::platform {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr PixelSize kSize{640, 480};
+constexpr int kTolerance = 2;  // of the conversion's rounding
+
+struct Colour {
+  int luma;
+  int cb;
+  int cr;
+};
+// BT.601, video range.
+constexpr std::uint32_t kRed = 0xFF0000;
+constexpr Colour kRedNv12{82, 90, 240};
+constexpr std::uint32_t kGreen = 0x00FF00;
+constexpr Colour kGreenNv12{145, 54, 34};
+
+class X11CaptureTest : public X11Fixture {
+ protected:
+  void SetUp() override {
+    X11Fixture::SetUp();
+    if (!server_) return;
+    openDesktop();
+    display_ = makeDisplay("iPad", kSize);
+    ASSERT_TRUE(display_);
+    place_ = boundsOf(display_->displayID());
+    queue_ = queues_.thread("tessaline.capture");
+  }
+  void TearDown() override {
+    onMain([&] {
+      stream_.reset();
+      display_.reset();
+    });
+    frames_.clear();
+    X11Fixture::TearDown();
+  }
+
+  void start(Duration interval = {}, int depth = 5) {
+    onMain([&] {
+      CaptureStream::Callbacks callbacks;
+      callbacks.onFrame = [this](CapturedFrame frame) {
+        EXPECT_TRUE(queue_->isCurrent());
+        const std::lock_guard lock(mutex_);
+        frames_.push_back(std::move(frame));
+      };
+      callbacks.onStopped = [this](const std::string& description) {
+        const std::lock_guard lock(mutex_);
+        stopReason_ = description;
+      };
+      callbacks.mayDeliver = [this] { return mayDeliver_.load(); };
+      stream_ = desktop_->createCaptureStream(
+          display_->displayID(),
+          {.size = kSize, .minimumFrameInterval = interval, .queueDepth = depth}, queue_,
+          std::move(callbacks));
+      stream_->start([](const auto& error) { EXPECT_EQ(error.value_or(""), ""); });
+    });
+  }
+
+  std::size_t frameCount() {
+    const std::lock_guard lock(mutex_);
+    return frames_.size();
+  }
+  std::string stopReason() {
+    const std::lock_guard lock(mutex_);
+    return stopReason_;
+  }
+  /// Takes the oldest frame, waiting for it.
+  CapturedFrame nextFrame() {
+    EXPECT_TRUE(eventually([&] { return frameCount() > 0; })) << "no frame came";
+    const std::lock_guard lock(mutex_);
+    if (frames_.empty()) return {};
+    CapturedFrame frame = std::move(frames_.front());
+    frames_.pop_front();
+    return frame;
+  }
+  /// Paints in coordinates of the display.
+  void paintHere(PixelRect rect, std::uint32_t rgb) {
+    paint({place_.x + rect.x, place_.y + rect.y, rect.width, rect.height}, rgb);
+  }
+
+  static void expectColour(const PixelBuffer& picture, int x, int y, Colour expected) {
+    const int stride = picture.stride();
+    const auto* chroma = picture.chroma() + y / 2 * stride + x / 2 * 2;
+    EXPECT_NEAR(picture.luma()[y * stride + x], expected.luma, kTolerance) << x << "," << y;
+    EXPECT_NEAR(chroma[0], expected.cb, kTolerance) << x << "," << y;
+    EXPECT_NEAR(chroma[1], expected.cr, kTolerance) << x << "," << y;
+  }
+
+  std::unique_ptr<VirtualDisplay> display_;
+  PixelRect place_;
+  std::shared_ptr<Queue> queue_;
+  std::unique_ptr<CaptureStream> stream_;
+  std::atomic<bool> mayDeliver_ = true;
+  std::mutex mutex_;
+  std::deque<CapturedFrame> frames_;  // guarded by mutex_
+  std::string stopReason_;            // guarded by mutex_
+};
+
+TEST_F(X11CaptureTest, DeliversTheWholePictureOnceAndThenOnlyWhatChangedHere) {
+  paintHere({0, 0, kSize.width, kSize.height}, kGreen);
+  start();
+  const auto whole = nextFrame();
+  ASSERT_TRUE(whole.pixels && whole.dirtyRects);
+  EXPECT_EQ(*whole.dirtyRects, (std::vector<PixelRect>{{0, 0, kSize.width, kSize.height}}));
+  expectColour(*whole.pixels, 0, 0, kGreenNv12);
+  expectColour(*whole.pixels, kSize.width - 1, kSize.height - 1, kGreenNv12);
+
+  paint({10, 10, 500, 500}, kRed);  // another display: not a frame
+  paintHere({101, 51, 20, 10}, kRed);
+  const auto changed = nextFrame();
+  ASSERT_TRUE(changed.pixels && changed.dirtyRects);
+  EXPECT_EQ(*changed.dirtyRects, (std::vector<PixelRect>{{100, 50, 22, 12}}));
+  expectColour(*changed.pixels, 110, 56, kRedNv12);
+  expectColour(*changed.pixels, 130, 56, kGreenNv12);
+  EXPECT_GE(changed.presentationTime, whole.presentationTime);
+
+  // Two far corners, at the far edges too, are two small grabs and not one large one.
+  onMain([&] { mayDeliver_ = false; });
+  paintHere({0, 0, 16, 16}, kRed);
+  paintHere({kSize.width - 16, kSize.height - 16, 40, 40}, kRed);
+  mayDeliver_ = true;
+  stream_->wake();
+  paintHere({300, 300, 2, 2}, kRed);
+  std::vector<PixelRect> seen;
+  CapturedFrame last;
+  while (std::ranges::count(seen, PixelRect{300, 300, 2, 2}) == 0) {
+    last = nextFrame();
+    ASSERT_TRUE(last.dirtyRects);
+    seen.insert(seen.end(), last.dirtyRects->begin(), last.dirtyRects->end());
+  }
+  EXPECT_EQ(std::ranges::count(seen, PixelRect{0, 0, 16, 16}), 1);
+  EXPECT_EQ(std::ranges::count(seen, PixelRect{kSize.width - 16, kSize.height - 16, 16, 16}), 1);
+  EXPECT_EQ(seen.size(), 3U);
+  expectColour(*last.pixels, kSize.width - 1, kSize.height - 1, kRedNv12);
+  EXPECT_EQ(frameCount(), 0U);
+}
+
+TEST_F(X11CaptureTest, KeepsTheIntervalAndLosesNoChange) {
+  start(milliseconds(30), 100);
+  nextFrame();
+  for (int i = 0; i < 60; ++i) {
+    paintHere({i * 10, 0, 10, 10}, i == 59 ? kRed : kGreen);
+    std::this_thread::sleep_for(milliseconds(3));  // the painting program's own pace
+  }
+  std::vector<CapturedFrame> all;
+  do {
+    all.push_back(nextFrame());
+    ASSERT_TRUE(all.back().pixels);
+  } while (all.back().pixels->luma()[595] != kRedNv12.luma &&
+           all.back().pixels->luma()[595] != kRedNv12.luma - 1);
+  EXPECT_LT(all.size(), 60U);
+  for (std::size_t i = 1; i < all.size(); ++i) {
+    EXPECT_GE(all[i].presentationTime - all[i - 1].presentationTime, milliseconds(30));
+  }
+  for (int i = 0; i < 59; ++i) expectColour(*all.back().pixels, i * 10 + 5, 5, kGreenNv12);
+}
+
+TEST_F(X11CaptureTest, WaitsForTheConsumerAndForFreeBuffersAndMergesMeanwhile) {
+  paintHere({0, 0, kSize.width, kSize.height}, kGreen);
+  start({}, 2);
+  auto first = nextFrame();
+  mayDeliver_ = false;
+  paintHere({0, 0, 200, 200}, kRed);
+  paintHere({0, 200, 200, 200}, kRed);
+  queue_->sync([] {});
+  EXPECT_EQ(frameCount(), 0U);
+  mayDeliver_ = true;
+  stream_->wake();
+  auto second = nextFrame();
+  ASSERT_TRUE(second.dirtyRects);
+  EXPECT_EQ(*second.dirtyRects, (std::vector<PixelRect>{{0, 0, 200, 400}}));
+
+  // Both buffers are here now: nothing more until one is free, which alone is reason to go on.
+  paintHere({400, 0, 100, 100}, kRed);
+  queue_->sync([] {});
+  EXPECT_EQ(frameCount(), 0U);
+  first = {};
+  const auto third = nextFrame();
+  ASSERT_TRUE(third.pixels);
+  expectColour(*third.pixels, 450, 50, kRedNv12);
+  expectColour(*third.pixels, 100, 300, kRedNv12);
+  expectColour(*third.pixels, 300, 300, kGreenNv12);
+}
+
+TEST_F(X11CaptureTest, FollowsADisplayThatMovesAndEndsWithOneThatIsSwitchedOff) {
+  start();
+  nextFrame();
+  paint({0, 0, 1280, 800}, kRed);
+  const RandrLayout now = layout();
+  const auto* crtc = now.crtc(outputAt(now, place_)->crtc);
+  configure(*crtc, 0, 100, crtc->mode);
+  CapturedFrame moved;
+  do {
+    moved = nextFrame();
+    ASSERT_TRUE(moved.pixels);
+  } while (moved.pixels->luma()[0] < kRedNv12.luma - kTolerance ||
+           moved.pixels->luma()[0] > kRedNv12.luma + kTolerance);
+  EXPECT_EQ(moved.dirtyRects->size(), 1U);
+  EXPECT_EQ(moved.dirtyRects->front().area(), kSize.width * kSize.height);
+
+  // A second display that comes and goes resizes the whole screen under the capture.
+  auto other = makeDisplay("other", {800, 900});
+  ASSERT_TRUE(other);
+  paint({10, 110, 20, 20}, kGreen);
+  nextFrame();
+  destroy(other);
+  EXPECT_EQ(stopReason(), "");
+  configure(*crtc, 0, 0, XCB_NONE);
+  EXPECT_TRUE(eventually([&] { return stopReason() == "the display was switched off"; }));
+}
+
+TEST_F(X11CaptureTest, RefusesAnUnknownDisplayOrSizeWithAReason) {
+  const auto errorOf = [&](DisplayID display, PixelSize size) {
+    std::mutex mutex;
+    std::optional<std::string> answer;
+    std::unique_ptr<CaptureStream> stream;
+    onMain([&] {
+      stream = desktop_->createCaptureStream(display, {.size = size}, queue_, {});
+      stream->start([&](auto error) {
+        const std::lock_guard lock(mutex);
+        answer = error.value_or("none");
+      });
+    });
+    EXPECT_TRUE(eventually([&] {
+      const std::lock_guard lock(mutex);
+      return answer.has_value();
+    }));
+    onMain([&] { stream.reset(); });
+    return *answer;
+  };
+  EXPECT_EQ(errorOf(12345, kSize), "there is no such display");
+  EXPECT_EQ(errorOf(display_->displayID(), {320, 240}),
+            "the display has 640x480 pixels, not 320x240");
+}
+
+TEST_F(X11CaptureTest, EndsWithTheServer) {
+  start();
+  nextFrame();
+  server_->kill();
+  EXPECT_TRUE(eventually([&] { return stopReason() == "the X server has gone"; }));
+}
+
+}  // namespace
+}  // namespace tessaline::platform

@@ -1,0 +1,107 @@
+#include "platform/x11/X11Fixture.h"
+
+#include <algorithm>
+
+namespace tessaline::platform {
+
+bool eventually(const std::function<bool()>& condition) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (std::chrono::steady_clock::now() < deadline) {
+    if (condition()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return condition();
+}
+
+void X11Fixture::SetUp() {
+  std::string problem;
+  server_ = test::PrivateXServer::start(problem);
+  if (!server_) GTEST_SKIP() << problem;
+  auto client = X11Connection::open(server_->display());
+  ASSERT_TRUE(client) << client.error();
+  client_ = std::move(*client);
+}
+
+void X11Fixture::TearDown() {
+  if (desktop_) onMain([&] { desktop_.reset(); });
+}
+
+void X11Fixture::openDesktop() {
+  onMain([&] {
+    auto opened = openX11Desktop(queues_, server_->display());
+    ASSERT_TRUE(opened) << opened.error();
+    desktop_ = std::move(*opened);
+  });
+}
+
+std::unique_ptr<VirtualDisplay> X11Fixture::makeDisplay(const std::string& name, PixelSize size,
+                                                        SizeMM millimetres) {
+  std::unique_ptr<VirtualDisplay> display;
+  onMain([&] {
+    VirtualDisplayDescriptor descriptor;
+    descriptor.name = name;
+    descriptor.maxPixelsWide = static_cast<std::uint32_t>(size.width);
+    descriptor.maxPixelsHigh = static_cast<std::uint32_t>(size.height);
+    descriptor.sizeInMillimeters = millimetres;
+    descriptor.vendorID = 0xEB15;
+    descriptor.productID = 1;
+    descriptor.serialNumber = 0x01020304;
+    display = desktop_->createVirtualDisplay(descriptor);
+    if (!display) return;
+    const VirtualDisplaySettings settings{
+        true, {{descriptor.maxPixelsWide / 2, descriptor.maxPixelsHigh / 2, 60}}};
+    if (!display->apply(settings)) display.reset();
+  });
+  return display;
+}
+
+void X11Fixture::destroy(std::unique_ptr<VirtualDisplay>& display) {
+  onMain([&] { display.reset(); });
+}
+
+std::vector<DisplayInfo> X11Fixture::listed() {
+  std::vector<DisplayInfo> displays;
+  onMain([&] {
+    auto found = desktop_->shareableDisplays();
+    if (found) displays = *found;
+  });
+  return displays;
+}
+
+PixelRect X11Fixture::boundsOf(DisplayID id) {
+  for (const auto& display : listed()) {
+    if (display.id == id) return display.bounds;
+  }
+  return {};
+}
+
+const RandrLayout::Output* X11Fixture::outputAt(const RandrLayout& layout, PixelRect bounds) {
+  const auto found = std::ranges::find_if(
+      layout.outputs, [&](const auto& output) { return layout.boundsOf(output.id) == bounds; });
+  return found == layout.outputs.end() ? nullptr : &*found;
+}
+
+void X11Fixture::configure(const RandrLayout::Crtc& crtc, int x, int y, xcb_randr_mode_t mode) {
+  const auto cookie = xcb_randr_set_crtc_config(
+      client_->get(), crtc.id, XCB_CURRENT_TIME, XCB_CURRENT_TIME, static_cast<std::int16_t>(x),
+      static_cast<std::int16_t>(y), mode, XCB_RANDR_ROTATION_ROTATE_0,
+      mode == XCB_NONE ? 0 : static_cast<std::uint32_t>(crtc.outputs.size()), crtc.outputs.data());
+  const Reply<xcb_randr_set_crtc_config_reply_t> reply(
+      xcb_randr_set_crtc_config_reply(client_->get(), cookie, nullptr));
+  ASSERT_TRUE(reply && reply->status == XCB_RANDR_SET_CONFIG_SUCCESS);
+}
+
+void X11Fixture::paint(PixelRect rect, std::uint32_t rgb) {
+  xcb_connection_t* c = client_->get();
+  const xcb_gcontext_t context = xcb_generate_id(c);
+  const std::uint32_t values[] = {rgb, XCB_SUBWINDOW_MODE_INCLUDE_INFERIORS};
+  xcb_create_gc(c, context, client_->root(), XCB_GC_FOREGROUND | XCB_GC_SUBWINDOW_MODE, values);
+  const xcb_rectangle_t area{static_cast<std::int16_t>(rect.x), static_cast<std::int16_t>(rect.y),
+                             static_cast<std::uint16_t>(rect.width),
+                             static_cast<std::uint16_t>(rect.height)};
+  ASSERT_TRUE(
+      client_->succeeded(xcb_poly_fill_rectangle_checked(c, client_->root(), context, 1, &area)));
+  xcb_free_gc(c, context);
+}
+
+}  // namespace tessaline::platform
