@@ -39,10 +39,10 @@ class WindowChooser final : public AppDelegate::Chooser {
 
 Application::Application(Environment environment)
     : environment_(std::move(environment)),
-      delegate_(*this, environment_.defaults, environment_.arguments),
       controlBus_(*this),
       endpoint_(platform::DBusControl::serve(environment_.busName, controlBus_.requests(),
-                                             environment_.queues.main())) {}
+                                             environment_.queues.main())),
+      delegate_(*this, environment_.defaults, environment_.arguments) {}
 
 Application::~Application() = default;
 

@@ -57,12 +57,13 @@ class Application final : private AppDelegate::Outside, private ControlBus::Appl
   const Environment environment_;
   bool mainModeSupported_ = true;  // until opening the desktop has shown otherwise
   bool changeAnnounced_ = false;
+  // Gone last: who waits for the name to vanish finds every display gone with it.
+  ControlBus controlBus_;
+  std::unique_ptr<platform::ControlEndpoint> endpoint_;
   AppDelegate delegate_;
   MainRole* mainRole_ = nullptr;  // the delegate's, once there is one, until the end
   std::unique_ptr<ApprovalAlertWindow> alert_;
   Subscription changes_;
-  ControlBus controlBus_;
-  std::unique_ptr<platform::ControlEndpoint> endpoint_;
 };
 
 }  // namespace tessaline

@@ -1,5 +1,6 @@
 #include "app/ChoiceCardView.h"
 
+#include <QFontMetrics>
 #include <QGraphicsOpacityEffect>
 #include <QKeyEvent>
 #include <QLabel>
@@ -54,13 +55,17 @@ ChoiceCardView::ChoiceCardView(const Content& content) {
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
     label->setAttribute(Qt::WA_TransparentForMouseEvents);
+    label->setForegroundRole(QPalette::WindowText);  // not the button's colour
     QPalette colours = palette();
     colours.setColor(QPalette::WindowText,
                      withAlpha(colours.color(QPalette::Active, QPalette::WindowText), alpha));
     label->setPalette(colours);
     column->addWidget(label);
   };
-  add(content.emoji, kEmojiSize, QFont::Normal, 1);
+  // Without a font for it an emoji is an empty box.
+  if (QFontMetrics(font()).inFontUcs4(content.emoji.toUcs4().value(0))) {
+    add(content.emoji, kEmojiSize, QFont::Normal, 1);
+  }
   add(content.title, kTitleSize, QFont::Bold, 1);
   add(content.detail, kDetailSize, QFont::Normal, kSecondaryAlpha);
   add(content.note, kNoteSize, QFont::DemiBold, 1);

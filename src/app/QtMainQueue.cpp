@@ -96,6 +96,23 @@ Timer QtMainQueue::every(Duration interval, Work work, Duration first) {
   return start(first, interval, std::move(work));
 }
 
+void QtMainQueue::asyncAfter(Duration delay, Work work) {
+  // The work owns its handle until it has run; both are touched on the main thread only.
+  const auto deadline = Clock::now() + delay;
+  const auto arm = [this, deadline, work = std::move(work)] {
+    auto handle = std::make_shared<Timer>();
+    *handle = after(deadline - Clock::now(), [handle, work] {
+      const Timer last = std::move(*handle);
+      work();
+    });
+  };
+  if (isCurrent()) {
+    arm();
+  } else {
+    async(arm);
+  }
+}
+
 Timer QtMainQueue::start(Duration first, Duration interval, Work work) {
   auto timer = std::make_shared<LoopTimer>(weak_from_this(), Clock::now() + first, interval,
                                            std::move(work));

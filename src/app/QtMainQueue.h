@@ -17,6 +17,7 @@ class QtMainQueue final : public Queue, public std::enable_shared_from_this<QtMa
   [[nodiscard]] Timer after(Duration delay, Work work) override;
   using Queue::every;
   [[nodiscard]] Timer every(Duration interval, Work work, Duration first) override;
+  void asyncAfter(Duration delay, Work work) override;
   [[nodiscard]] Clock::time_point now() const override { return Clock::now(); }
   [[nodiscard]] bool isCurrent() const override { return std::this_thread::get_id() == thread_; }
 

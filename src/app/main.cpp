@@ -1,5 +1,6 @@
 #include <QApplication>
-#include <cstdio>
+#include <cstdlib>
+#include <optional>
 
 #include "app/Application.h"
 #include "app/ApplicationIcon.h"
@@ -22,6 +23,8 @@ using platform::InstanceLock;
 
 // An instance that ends takes one second for its goodbyes; past this one it hangs.
 constexpr auto kPredecessorLimit = 10s;
+// Between its bus name and its lock an instance comes and goes in much less.
+constexpr auto kSettlingLimit = 3s;
 
 /// Warnings of the toolkit belong into the log; what it calls fatal (no display, say) ends the
 /// process without the crash report that Qt would have the system make.
@@ -31,11 +34,21 @@ void logToolkit(QtMsgType type, const QMessageLogContext& /*context*/, const QSt
   if (type == QtFatalMsg) std::_Exit(EXIT_FAILURE);
 }
 
-/// Another instance has this configuration folder: has it come to the front. Answers the exit code.
-int activateOther(const std::string& busName) {
-  const auto reply = platform::DBusControl::client(busName)->request("Activate", std::nullopt);
-  if (!reply.problem) return EXIT_SUCCESS;
-  log("already running, but the other instance cannot be brought to the front: " + reply.text);
+/// Another instance has this configuration folder: has it come to the front.
+bool activateOther(const std::string& busName) {
+  return !platform::DBusControl::client(busName)->request("Activate", std::nullopt).problem;
+}
+
+/// Becomes the one instance of the folder, or has the one that is there come to the front and
+/// answers this process's exit code.
+std::optional<int> settleInstance(InstanceLock& lock, bool successor, const std::string& busName) {
+  const auto taken = InstanceLock::Outcome::taken;
+  if (lock.acquire(successor ? kPredecessorLimit : 0s) != taken) return std::nullopt;
+  if (activateOther(busName)) return EXIT_SUCCESS;
+  // It does not answer while it ends or has only just begun.
+  if (lock.acquire(kSettlingLimit) != taken) return std::nullopt;
+  if (activateOther(busName)) return EXIT_SUCCESS;
+  log("already running, but the other instance cannot be reached to bring it to the front");
   return EXIT_FAILURE;
 }
 
@@ -55,9 +68,7 @@ int start(int argc, char** argv) {
   const bool successor = platform::LinuxWorkspace::takeSuccession();
   const auto folders = platform::ApplicationFolders::fromEnvironment();
   InstanceLock lock(folders.configuration / "lock");
-  if (lock.acquire(successor ? kPredecessorLimit : 0s) == InstanceLock::Outcome::taken) {
-    return activateOther(folders.busName);
-  }
+  if (const auto exitCode = settleInstance(lock, successor, folders.busName)) return *exitCode;
 
   qInstallMessageHandler(logToolkit);
   int qtArgumentCount = 1;  // the toolkit's own arguments are none of this application's
