@@ -176,7 +176,7 @@ bool RandrDisplay::nameMonitor(const RandrLayout& layout, const std::string& nam
     const std::string text = n == 1 ? name : name + " (" + std::to_string(n) + ")";
     return owner ? owner->mark(text) : text;
   };
-  // Setting a monitor whose name exists would replace that one.
+  // Monitors and outputs share their names' space.
   int n = 1;
   while (taken(numbered(n))) ++n;
   monitor_ = connection_.atom(numbered(n));
@@ -219,6 +219,9 @@ void RandrDisplay::follow(const RandrLayout& layout) {
   if (output_ == XCB_NONE) return;
   const PixelRect bounds = layout.boundsOf(output_);
   if (bounds.empty() || bounds == monitorBounds_) return;
+  // X servers refuse to set a monitor that exists.
+  const ServerGrab grab(connection_);
+  xcb_randr_delete_monitor(connection_.get(), connection_.root(), monitor_);
   setMonitor(bounds);
 }
 

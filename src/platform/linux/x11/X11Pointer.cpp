@@ -66,10 +66,13 @@ bool X11Pointer::attach(X11Connection& connection, const std::string& displayNam
   inputOpcode_ = input->major_opcode;
   xcb_xfixes_select_cursor_input(c, connection.root(),
                                  XCB_XFIXES_CURSOR_NOTIFY_MASK_DISPLAY_CURSOR);
+  // Raw events tell of devices. The others come where no window listens for motion itself; there
+  // they also make the server send what it has recorded, which it does along with other output.
   struct {
     xcb_input_event_mask_t head;
     std::uint32_t mask;
-  } const events = {{XCB_INPUT_DEVICE_ALL_MASTER, 1}, XCB_INPUT_XI_EVENT_MASK_RAW_MOTION};
+  } const events = {{XCB_INPUT_DEVICE_ALL_MASTER, 1},
+                    XCB_INPUT_XI_EVENT_MASK_RAW_MOTION | XCB_INPUT_XI_EVENT_MASK_MOTION};
   xcb_input_xi_select_events(c, connection.root(), 1, &events.head);
   recorder_ = MotionRecorder::start(displayName, *queue_, [this] { refresh(); });
   return true;
