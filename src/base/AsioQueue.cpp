@@ -125,6 +125,8 @@ AsioQueue::AsioQueue(std::string label, asio::any_io_executor executor,
       running_(std::move(running)) {}
 
 void AsioQueue::async(Work work) {
+  // The work may drop the queue's last user before posting it has come to an end here.
+  const auto self = shared_from_this();
   asio::post(executor_, std::move(work));
 }
 
@@ -139,6 +141,12 @@ Timer AsioQueue::every(Duration interval, Work work, Duration first) {
   auto timer = std::make_shared<AsioTimer>(shared_from_this(), interval, std::move(work));
   timer->arm(Clock::now() + first);
   return Timer(std::move(timer));
+}
+
+void AsioQueue::asyncAfter(Duration delay, Work work) {
+  // What waits for it keeps the timer alive.
+  std::make_shared<AsioTimer>(shared_from_this(), Duration::zero(), std::move(work))
+      ->arm(Clock::now() + delay);
 }
 
 asio::any_io_executor AsioQueue::executorOf(const Queue& queue) {

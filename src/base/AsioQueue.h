@@ -21,6 +21,7 @@ class AsioQueue : public Queue, public std::enable_shared_from_this<AsioQueue> {
   [[nodiscard]] Timer after(Duration delay, Work work) override;
   using Queue::every;
   [[nodiscard]] Timer every(Duration interval, Work work, Duration first) override;
+  void asyncAfter(Duration delay, Work work) override;
   [[nodiscard]] Clock::time_point now() const override { return Clock::now(); }
   [[nodiscard]] bool isCurrent() const override { return running_(); }
 

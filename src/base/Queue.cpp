@@ -16,13 +16,4 @@ void Queue::sync(const Work& work) {
   done.get_future().wait();
 }
 
-void Queue::asyncAfter(Duration delay, Work work) {
-  // The timer has to outlive this call, so the work itself owns its handle until it has run.
-  auto timer = std::make_shared<Timer>();
-  *timer = after(delay, [timer, work = std::move(work)] {
-    work();
-    *timer = {};
-  });
-}
-
 }  // namespace tessaline

@@ -79,7 +79,7 @@ class Queue {
   }
 
   /// `after` without a handle, for work that guards itself with a weak reference.
-  void asyncAfter(Duration delay, Work work);
+  virtual void asyncAfter(Duration delay, Work work) = 0;
 
   /// This queue's time; virtual in tests.
   [[nodiscard]] virtual Clock::time_point now() const = 0;

@@ -68,6 +68,10 @@ class VirtualQueues::VirtualQueue final : public Queue {
   Timer every(Duration interval, Work work, Duration first) override {
     return arm(first, interval, std::move(work));
   }
+  void asyncAfter(Duration delay, Work work) override {
+    std::make_shared<VirtualTimer>(schedule_, this, Duration::zero(), std::move(work))
+        ->arm(schedule_->now + delay);
+  }
   Clock::time_point now() const override { return schedule_->now; }
   bool isCurrent() const override { return schedule_->current == this; }
 
