@@ -72,9 +72,6 @@ std::optional<std::string> DisplayGrabber::prepare() {
   if (bounds_.empty()) return "there is no such display";
   const PixelSize found{bounds_.width, bounds_.height};
   if (found != size_) return "the display has " + text(found) + " pixels, not " + text(size_);
-  memory_ =
-      ShmSegment::create(*connection_, static_cast<std::size_t>(bounds_.area()) * kBytesPerPixel);
-  if (!memory_) return "the X server shares no memory with this process";
   damage_ = xcb_generate_id(c);
   region_ = xcb_generate_id(c);
   // One event when the first change comes; the server gathers the others until they are taken.
@@ -82,6 +79,10 @@ std::optional<std::string> DisplayGrabber::prepare() {
   // Servers count what is there at the start as damage; the caller takes the whole picture anyway.
   xcb_damage_subtract(c, damage_, XCB_NONE, XCB_NONE);
   xcb_xfixes_create_region(c, region_, 0, nullptr);
+  // Its answers bring along the event of that damage, so that it wakes nobody later.
+  memory_ =
+      ShmSegment::create(*connection_, static_cast<std::size_t>(bounds_.area()) * kBytesPerPixel);
+  if (!memory_) return "the X server shares no memory with this process";
   return std::nullopt;
 }
 
