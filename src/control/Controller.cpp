@@ -1,6 +1,7 @@
 #include "control/Controller.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tessaline {
 namespace {
@@ -21,7 +22,7 @@ Controller::Controller(SessionServices services, UserDefaults& defaults)
   approvals_ = approved_.observe([this] { observers_.notify(); });
   server_ = web_->observe([this] {
     observers_.notify();
-    if (quitDone_ && web_->sessions().empty()) finishQuitLater(Duration::zero());
+    if (!quitDone_.empty() && web_->sessions().empty()) finishQuitAfter(Duration::zero());
   });
 }
 
@@ -39,18 +40,18 @@ void Controller::switchRole() {
 }
 
 void Controller::quit(std::function<void()> done) {
-  if (quitDone_) return;
-  quitDone_ = std::move(done);
+  quitDone_.push_back(std::move(done));
+  if (quitDone_.size() > 1) return;  // whoever comes second waits with the first
   web_->stopAll();
   // A device that does not read its goodbye must not keep the application from ending.
-  finishQuitLater(web_->sessions().empty() ? Duration::zero() : kGoodbyeLimit);
+  finishQuitAfter(web_->sessions().empty() ? Duration::zero() : kGoodbyeLimit);
 }
 
-void Controller::finishQuitLater(Duration delay) {
+void Controller::finishQuitAfter(Duration delay) {
   // Never at once: `done` may destroy this object, which whoever reports a change is still using.
   quitTimer_ = main_->after(delay, [this] {
-    const auto done = std::exchange(quitDone_, nullptr);
-    if (done) done();
+    const auto waiting = std::exchange(quitDone_, {});
+    for (const auto& done : waiting) done();
   });
 }
 

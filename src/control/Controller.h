@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "base/Observers.h"
 #include "base/UserDefaults.h"
@@ -39,7 +40,7 @@ class Controller {
   [[nodiscard]] Subscription observe(Observers::Observer observer);
 
  private:
-  void finishQuitLater(Duration delay);
+  void finishQuitAfter(Duration delay);
 
   const std::shared_ptr<Queue> main_;
   UserDefaults& defaults_;
@@ -48,7 +49,7 @@ class Controller {
   Observers observers_;
   Subscription approvals_;
   Subscription server_;
-  std::function<void()> quitDone_;
+  std::vector<std::function<void()>> quitDone_;  // not empty while quitting
   Timer quitTimer_;
 };
 
