@@ -85,7 +85,9 @@ TEST_F(X11PointerTest, ImageIsStraightRgbaWithItsHotSpot) {
   EXPECT_TRUE(!before || before->serial != image->serial);
   EXPECT_EQ(image->hotSpotY, 2);
   ASSERT_EQ(image->rgba.size(), static_cast<std::size_t>(image->width * image->height * 4));
-  const auto pixel = [&](int x) { return Bytes(&image->rgba[x * 4], &image->rgba[x * 4] + 4); };
+  const auto pixel = [&](std::size_t x) {
+    return Bytes(&image->rgba[x * 4], &image->rgba[x * 4] + 4);
+  };
   EXPECT_EQ(pixel(1), (Bytes{0xFF, 0x80, 0x00, 0xFF}));
   EXPECT_EQ(pixel(6)[3], 0);
 }
