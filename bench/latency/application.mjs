@@ -8,9 +8,9 @@ import { listens, runProgram, startProgram, stopProgram, waitFor } from './proce
 
 const pagePort = 7790;
 
-// The application in its main role on the display named by DISPLAY, with a configuration of its own,
-// and a browser that became an extra screen of it the way a person's does: the page is tapped, the
-// application asks, the device is allowed.
+// The application in its main role on the display named by DISPLAY, with a configuration of its
+// own, and a browser that became an extra screen of it the way a person's does: the page is tapped,
+// the application asks, the device is allowed.
 export class Application {
   static title = 'Tessaline';
 
@@ -85,6 +85,15 @@ export class Application {
 
   processIds() {
     return [this.program.child.pid];
+  }
+
+  // Throws when the application has ended or the page no longer shows its picture.
+  async check() {
+    if (this.program.ended) {
+      throw new Error(`the application ended (${await this.program.end}): ${this.log.trim()}`);
+    }
+    const panel = await this.page.locator('#msg').isVisible();
+    if (panel) throw new Error(`the page says: ${await this.page.locator('#msg').innerText()}`);
   }
 
   // What the application wrote to its log, as far as it is kept.

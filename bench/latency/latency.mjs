@@ -56,9 +56,9 @@ async function measureOne(name, subject, load, round) {
     seconds: load === 'still' ? stillSeconds : Number(options.seconds),
   });
   const { shown, framesPerSecond, cores } = combine([stretch]);
-  tell(`round ${round}, ${load.padEnd(6)}  ${name.padEnd(12)} ` + (load === 'still'
-    ? `${(cores * 100).toFixed(2)} % of a core`
-    : `median ${shown.medianMs} ms, 95th percentile ${shown.p95Ms} ms, ${framesPerSecond} frames/s`));
+  const figures = load === 'still' ? `${(cores * 100).toFixed(2)} % of a core`
+    : `median ${shown.medianMs} ms, 95th percentile ${shown.p95Ms} ms, ${framesPerSecond} frames/s`;
+  tell(`round ${round}, ${load.padEnd(6)}  ${name.padEnd(12)} ${figures}`);
   return stretch;
 }
 

@@ -26,7 +26,9 @@ function latencies(marks, probe, from, to) {
   return { shown, ages };
 }
 
-// One stretch of one load on a subject: `environment` names its display, `bounds` the place there, `page`, and `processIds()`.
+// One stretch of one load on a subject, which has an `environment` that names its display, the
+// `bounds` of the picture there, a `page`, `processIds()`, and `check()`, which throws when it has
+// stopped working.
 export async function measure(subject, painterProgram, { load, codeEvery, caption, seconds }) {
   const painter = new Painter(painterProgram, subject.environment, subject.bounds);
   painter.start(load, { codeEvery, caption });
@@ -38,6 +40,7 @@ export async function measure(subject, painterProgram, { load, codeEvery, captio
     await sleep(seconds * 1000);
     const cpu = cpuSeconds(subject.processIds()) - cpuBefore;
     const to = Date.now();
+    await subject.check();
     const probe = await subject.page.evaluate(() => window.tessalineProbe.take());
     const took = (to - from) / 1000;
     return {

@@ -74,11 +74,13 @@ export function installProbe({ x, y }) {
   }
 
   const proto = CanvasRenderingContext2D.prototype;
-  const drawImage = proto.drawImage;
-  proto.drawImage = function (...args) {
-    drawImage.apply(this, args);
-    if (this.canvas.isConnected) observe(this);
-  };
+  for (const name of ['drawImage', 'putImageData']) {
+    const paint = proto[name];
+    proto[name] = function (...args) {
+      paint.apply(this, args);
+      if (this.canvas.isConnected) observe(this);
+    };
+  }
 
   // Not a subclass: pages look at what a socket's prototype offers.
   window.WebSocket = new Proxy(window.WebSocket, {

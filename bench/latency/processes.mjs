@@ -58,7 +58,8 @@ export async function runProgram(command, args, options = {}) {
   const program = startProgram(command, args, { ...options, lines: (line) => printed.push(line) });
   const reason = await program.end;
   if (reason !== 0) {
-    throw new Error(`${program.name} ${args.join(' ')} failed (${reason}): ${program.errors.trim()}`);
+    const errors = program.errors.trim();
+    throw new Error(`${program.name} ${args.join(' ')} failed (${reason}): ${errors}`);
   }
   return printed.join('\n');
 }

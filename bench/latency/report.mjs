@@ -4,7 +4,8 @@
 import { existsSync, readFileSync } from 'node:fs';
 import { availableParallelism, loadavg } from 'node:os';
 
-const [stages, latency] = process.argv.slice(2).map((file) => JSON.parse(readFileSync(file, 'utf8')));
+const [stages, latency] = process.argv.slice(2)
+  .map((file) => JSON.parse(readFileSync(file, 'utf8')));
 
 const targets = { idle: 1.2, motion: 0.4 };  // application's median over the VNC server's
 const stillTarget = 1;                       // per cent of one core
@@ -65,7 +66,8 @@ function targetTable() {
 
 function machine() {
   const gpu = existsSync('/dev/dri') ? 'a GPU' : 'no GPU';
-  return `${availableParallelism()} cores, ${gpu}, load average ${loadavg()[0].toFixed(1)} at the end`;
+  const load = loadavg()[0].toFixed(1);
+  return `${availableParallelism()} cores, ${gpu}, load average ${load} at the end`;
 }
 
 const missing = Object.entries(latency.missing ?? {})

@@ -45,6 +45,12 @@ class VncServer {
     return this.programs.map((program) => program.child.pid);
   }
 
+  async check() {
+    for (const program of this.programs.filter(({ ended }) => ended)) {
+      throw new Error(`${program.name} ended (${await program.end}): ${program.errors.trim()}`);
+    }
+  }
+
   async stop() {
     await this.browser?.close();
     for (const program of this.programs.reverse()) await stopProgram(program);
