@@ -1,0 +1,89 @@
+// One desktop, one application on it and one browser beside it for all tests of a file.
+import assert from 'node:assert/strict';
+import { once } from 'node:events';
+import { after, afterEach, before, beforeEach, test } from 'node:test';
+import { connect } from 'node:net';
+
+import { Application, missing as missingApplication } from '../support/application.mjs';
+import { launchChromium, missing as missingChromium } from '../support/chromium.mjs';
+import { Desktop, missing as missingDesktop } from '../support/desktop.mjs';
+import { Visitor } from '../support/visitor.mjs';
+
+export const ports = { page: 7790, socket: 7791 };
+
+const missing = missingChromium || missingDesktop || missingApplication;
+if (missing && !missingChromium) console.log(`SKIPPED: ${missing}`);
+
+// Several pages at once are all to run as if each were in front.
+const flags = ['--disable-background-timer-throttling', '--disable-renderer-backgrounding',
+               '--disable-backgrounding-occluded-windows'];
+
+export function connects(port) {
+  const socket = connect(port, '127.0.0.1');
+  return once(socket, 'connect').then(() => true, () => false).finally(() => socket.destroy());
+}
+
+// Declares a test that is skipped, aloud, where something that all of them need is missing.
+export function testApplication(name, body) {
+  test(name, { skip: missing, timeout: 90_000 }, body);
+}
+
+// Starts all of it around the tests of the file. After each test no device is connected and no
+// extra monitor is left, and before each one the application runs.
+export function useApplication() {
+  const tools = { visitors: [] };
+
+  // Opens the page as a new device.
+  tools.visit = async (options = {}) => {
+    const { link = tools.application.link, ...contextOptions } = options;
+    const visitor = await Visitor.open(tools.browser, link, contextOptions);
+    tools.visitors.push(visitor);
+    return visitor;
+  };
+
+  // Makes an extra screen of a new device, the way a person does, and returns it with its monitor.
+  tools.becomeScreen = async (size, options = {}) => {
+    const factor = options.deviceScaleFactor ?? 1;
+    const pixels = { width: size.width * factor, height: size.height * factor };
+    const visitor = await tools.visit({ viewport: size, ...options });
+    if (!options.link?.includes('auto')) await visitor.tap();
+    await tools.application.answer(await visitor.deviceID(), 'allow');
+    await visitor.awaitPicture(pixels);
+    visitor.monitor = (await tools.desktop.extraMonitors()).find(({ width, height }) => (
+      width === pixels.width && height === pixels.height));
+    assert.ok(visitor.monitor, 'a picture without a monitor of its size');
+    return visitor;
+  };
+
+  if (missing) return tools;
+  before(async () => {
+    for (const port of Object.values(ports)) {
+      assert.ok(!await connects(port), `port ${port} is in use: is Tessaline running already?`);
+    }
+    tools.desktop = new Desktop();
+    await tools.desktop.start();
+    tools.application = new Application(tools.desktop);
+    tools.browser = await launchChromium(flags);
+  });
+  beforeEach(async () => {
+    if (!tools.application.running) await tools.application.start();
+  });
+  afterEach(async (context) => {
+    const visitors = tools.visitors.splice(0);
+    await Promise.all(visitors.map((visitor) => visitor.close()));
+    await tools.desktop.clearPaint();
+    // The log tells what the assertion cannot.
+    if (context.error) console.error(tools.application.log);
+    if (tools.application.running) await tools.desktop.awaitExtraMonitors();
+    for (const { errors } of visitors) assert.deepEqual(errors, [], 'errors in a page');
+  });
+  after(async () => {
+    await tools.browser?.close();
+    try {
+      if (tools.application?.running) assert.equal(await tools.application.end('SIGTERM'), 0);
+    } finally {
+      await tools.desktop?.stop();
+    }
+  });
+  return tools;
+}

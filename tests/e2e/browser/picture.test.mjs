@@ -1,0 +1,154 @@
+// What a browser shows of its extra display: picture, pointer, and nothing where nothing changes.
+import assert from 'node:assert/strict';
+
+import { pause, waitFor } from '../support/programs.mjs';
+import { type } from '../support/visitor.mjs';
+import { testApplication, useApplication } from './harness.mjs';
+
+const tools = useApplication();
+
+const cornerSide = 24;      // pixels
+const stillTime = 2000;     // ms without a change that are looked at
+const settledTime = 600;    // ms without a frame after which nothing is on its way any more
+const pointerTolerance = 2; // pixels between where the pointer is and where it is drawn
+
+// Areas that tell colour, place and orientation, and what is to be seen of them: a red one, a green
+// one, a grey one, and each corner in a colour of its own.
+function testCard({ x, y, width, height }) {
+  const corner = (left, top, colour) => (
+    { x: left, y: top, width: cornerSide, height: cornerSide, colour });
+  const areas = [
+    { x: 0, y: 0, width, height, colour: 'ffffff' },
+    { x: 100, y: 60, width: 160, height: 120, colour: 'd02020' },
+    { x: width - 300, y: 80, width: 120, height: 160, colour: '20a040' },
+    { x: 140, y: height - 200, width: 200, height: 100, colour: '808080' },
+    corner(0, 0, '2040c0'), corner(width - cornerSide, 0, 'e0c020'),
+    corner(0, height - cornerSide, '000000'),
+    corner(width - cornerSide, height - cornerSide, '20c0c0'),
+  ];
+  return {
+    areas: areas.map((area) => ({ ...area, x: x + area.x, y: y + area.y })),
+    places: [
+      { x: width >> 1, y: height >> 1, colour: 'ffffff' },
+      ...areas.slice(1).map((area) => (
+        { x: area.x + (area.width >> 1), y: area.y + (area.height >> 1), colour: area.colour })),
+    ],
+  };
+}
+
+async function showTestCard(visitor) {
+  const { areas, places } = testCard(visitor.monitor);
+  await tools.desktop.paint(...areas);
+  await visitor.awaitColours(...places);
+}
+
+async function settle(visitor) {
+  await waitFor('the end of all frames', () => (
+    performance.now() - visitor.connection.lastFrame > settledTime));
+}
+
+for (const [name, size, options] of [
+  ['an ordinary screen', { width: 1024, height: 640 }, {}],
+  ['a screen with two pixels to a point', { width: 640, height: 400 }, { deviceScaleFactor: 2 }],
+]) {
+  testApplication(`the picture has the right size, colours and orientation on ${name}`, async () => {
+    const visitor = await tools.becomeScreen(size, options);
+    await showTestCard(visitor);
+    const [screen] = (await tools.application.status()).screens;
+    assert.equal(screen.streaming, true);
+    assert.equal(screen.width, visitor.monitor.width);
+    assert.equal(screen.height, visitor.monitor.height);
+  });
+}
+
+testApplication('the pointer is drawn where it is, and only while it is on the display', async () => {
+  const { desktop } = tools;
+  const visitor = await tools.becomeScreen({ width: 1000, height: 600 });
+  const { monitor } = visitor;
+  // Over what is painted the pointer is a crosshair: its hot spot is in its middle.
+  await desktop.paint({ ...monitor, colour: 'ffffff' });
+
+  const expectAt = async (x, y, [left, top]) => {
+    await desktop.movePointer(monitor.x + x, monitor.y + y);
+    let drawn;
+    await waitFor(`the pointer at ${x},${y}`, async () => {
+      drawn = await visitor.pointer();
+      return drawn && drawn.visible > 10 &&
+        Math.abs(drawn.x + drawn.width / 2 - (left + x)) <= pointerTolerance &&
+        Math.abs(drawn.y + drawn.height / 2 - (top + y)) <= pointerTolerance;
+    }).catch(({ message }) => { throw new Error(`${message}: ${JSON.stringify(drawn)}`); });
+  };
+  await expectAt(300, 200, [0, 0]);
+  await expectAt(999, 599, [0, 0]);
+  await expectAt(0, 0, [0, 0]);
+  // With bars above and below, which move the picture.
+  await visitor.page.setViewportSize({ width: 1000, height: 700 });
+  await expectAt(500, 300, [0, 50]);
+
+  await desktop.movePointer(200, 200);
+  await waitFor('the pointer to leave', async () => await visitor.pointer() === null);
+  await expectAt(40, 500, [0, 50]);
+});
+
+testApplication('a still screen sends no frames, and a moving pointer does not either', async () => {
+  const { desktop } = tools;
+  const visitor = await tools.becomeScreen({ width: 1024, height: 640 });
+  await showTestCard(visitor);
+  const { connection, monitor } = visitor;
+  await desktop.movePointer(monitor.x + 500, monitor.y + 300);
+  await settle(visitor);
+  const before = { ...connection.counts };
+
+  await pause(stillTime);
+  const frames = () => connection.counts[type.frame] - before[type.frame];
+  assert.ok(frames() <= 1, `${frames()} frames of a still screen`);
+  for (const x of [510, 520, 530]) await desktop.movePointer(monitor.x + x, monitor.y + 300);
+  await waitFor('positions of the pointer', () => (
+    connection.counts[type.cursorPos] > before[type.cursorPos]));
+  assert.ok(frames() <= 1, `${frames()} frames of a moving pointer`);
+
+  // Nothing has fallen asleep.
+  await desktop.paint({ ...monitor, colour: '3060c0' });
+  await visitor.awaitColours({ x: 512, y: 320, colour: '3060c0' });
+});
+
+testApplication('a turned device gets a new display in its new size', async () => {
+  const visitor = await tools.becomeScreen({ width: 800, height: 1200 });
+  const first = visitor.connection;
+  await visitor.page.setViewportSize({ width: 1200, height: 800 });
+  await visitor.awaitPicture({ width: 1200, height: 800 });
+  [visitor.monitor] = await tools.desktop.awaitExtraMonitors({ width: 1200, height: 800 });
+  assert.equal(first.open, false);
+  assert.equal(visitor.connections.length, 2);
+  await showTestCard(visitor);
+});
+
+testApplication('three browsers are three displays, and one that leaves disturbs none', async () => {
+  const { desktop } = tools;
+  const sizes = [{ width: 800, height: 600 }, { width: 640, height: 480 }, { width: 500, height: 700 }];
+  const visitors = [];
+  for (const size of sizes) visitors.push(await tools.becomeScreen(size));
+  await desktop.awaitExtraMonitors(...sizes);
+
+  const expectColours = async (...colours) => {
+    const shown = visitors.filter((_, index) => colours[index]);
+    const wanted = colours.filter(Boolean);
+    await desktop.clearPaint();
+    await desktop.paint(...shown.map(({ monitor }, i) => ({ ...monitor, colour: wanted[i] })));
+    await Promise.all(shown.map((visitor, i) => visitor.awaitColours(
+      { x: 5, y: 5, colour: wanted[i] },
+      { x: visitor.monitor.width - 5, y: visitor.monitor.height - 5, colour: wanted[i] })));
+  };
+  await expectColours('c02020', '20a040', '3050d0');
+  await visitors[1].close();
+  await desktop.awaitExtraMonitors(sizes[0], sizes[2]);
+  // The window system may move what lies right of the one that went.
+  const monitors = await desktop.awaitExtraMonitors(sizes[0], sizes[2]);
+  visitors[0].monitor = monitors[0];
+  visitors[2].monitor = monitors[1];
+  await expectColours('e0c020', null, '20c0c0');
+  for (const stays of [visitors[0], visitors[2]]) {
+    assert.equal(stays.connections.length, 1);
+    assert.ok(stays.connection.open);
+  }
+});

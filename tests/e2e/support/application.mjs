@@ -1,0 +1,86 @@
+// The real application in its main role, on a desktop and with a configuration of its own.
+import { existsSync, mkdirSync, readFileSync, writeFileSync } from 'node:fs';
+import { join } from 'node:path';
+
+import { Program, run, waitFor } from './programs.mjs';
+
+const folder = process.env.TESSALINE_PROGRAMS ?? '';
+
+// What is missing to run it, false when nothing is.
+export const missing = ['tessaline', 'tessalinectl'].every((name) => existsSync(join(folder, name)))
+  ? false : 'TESSALINE_PROGRAMS does not name the folder of the application';
+
+export class Application {
+  #program = null;
+  #environment;
+  #defaults;
+
+  // `name` tells its configuration from that of others on the same desktop.
+  constructor(desktop, name = 'main') {
+    const home = join(desktop.environment.XDG_RUNTIME_DIR, `home-${name}`);
+    this.#environment = {
+      ...desktop.environment,
+      XDG_CONFIG_HOME: join(home, 'config'), XDG_DATA_HOME: join(home, 'data'),
+    };
+    this.#defaults = join(home, 'config', 'tessaline', 'defaults.json');
+    mkdirSync(join(home, 'config', 'tessaline'), { recursive: true });
+    writeFileSync(this.#defaults, JSON.stringify({ mode: 'main' }));
+  }
+
+  get running() {
+    return this.#program !== null && !this.#program.ended;
+  }
+
+  get processID() {
+    return this.#program.child.pid;
+  }
+
+  // What it has logged since its last start.
+  get log() {
+    return this.#program.errors;
+  }
+
+  get storedDefaults() {
+    return JSON.parse(readFileSync(this.#defaults, 'utf8'));
+  }
+
+  // Another process of the application with the same configuration.
+  launchAnother() {
+    return new Program(join(folder, 'tessaline'), [], { env: this.#environment });
+  }
+
+  async start() {
+    const program = this.#program = this.launchAnother();
+    await waitFor('the start of the application', async () => {
+      if (program.ended) throw new Error(`it ended: ${program.errors}`);
+      return await this.control('link');
+    });
+    this.link = (await this.status()).localLink;
+  }
+
+  // Runs tessalinectl and returns what it printed.
+  control(...args) {
+    return run(join(folder, 'tessalinectl'), args, { env: this.#environment });
+  }
+
+  async status() {
+    return JSON.parse(await this.control('status', '--json'));
+  }
+
+  // Waits for the question about a device and answers it ('allow' or 'deny').
+  async answer(deviceID, answer) {
+    await waitFor('the question about the device', async () => (
+      (await this.status()).pending.some(({ device }) => device === deviceID)));
+    await this.control(answer, deviceID);
+  }
+
+  // Its exit code, or the signal that ended it.
+  end(signal) {
+    return this.#program.kill(signal);
+  }
+
+  // The same for an end that something else brings about.
+  ending() {
+    return this.#program.ending();
+  }
+}

@@ -1,0 +1,117 @@
+// A private X desktop with spare outputs (scripts/desktop) for the tests of one file.
+import { accessSync, constants, existsSync } from 'node:fs';
+import { delimiter, join } from 'node:path';
+import { fileURLToPath } from 'node:url';
+
+import { Program, run, waitFor } from './programs.mjs';
+
+const script = fileURLToPath(new URL('../../../scripts/desktop', import.meta.url));
+const painter = process.env.TESSALINE_PAINT_AREAS ?? '';
+const tools = ['xrandr', 'xdotool', 'openbox', 'dbus-daemon'];
+
+function findMissing() {
+  const inPath = (name) => process.env.PATH.split(delimiter).some((folder) => {
+    try {
+      accessSync(join(folder, name), constants.X_OK);
+      return true;
+    } catch {
+      return false;
+    }
+  });
+  if (!existsSync('/usr/lib/xorg/Xorg') && !inPath('Xorg')) return 'Xorg is not installed';
+  const tool = tools.find((name) => !inPath(name));
+  if (tool) return `${tool} is not installed`;
+  if (!existsSync(painter)) return 'TESSALINE_PAINT_AREAS does not name the program paint_areas';
+  return false;
+}
+
+// What is missing to have a desktop, false when nothing is.
+export const missing = findMissing();
+
+export class Desktop {
+  #program;
+  #painter;
+  #painted = 0;
+
+  async start() {
+    // The command ends with its input: should this process die, the desktop ends as well.
+    this.#program = new Program(script, ['--empty', '--', 'sh', '-c', 'env -0; exec cat'],
+      { input: 'pipe' });
+    const program = this.#program;
+    await waitFor('the start of a private desktop', () => {
+      if (program.ended) throw new Error(program.errors.trim());
+      return program.output.endsWith('\0');
+    });
+    this.environment = Object.fromEntries(program.output.split('\0').filter(Boolean)
+      .map((entry) => [entry.slice(0, entry.indexOf('=')), entry.slice(entry.indexOf('=') + 1)]));
+    // Settings of the X server itself; the window manager may not have come up yet.
+    await waitFor('the X server to answer', () => this.monitors());
+    [this.ownMonitor] = await this.monitors();
+    this.#painter = new Program(painter, [], { env: this.environment, input: 'pipe' });
+  }
+
+  async stop() {
+    this.#painter?.child.stdin.end();
+    this.#program?.child.stdin.end();
+    await this.#program?.ending();
+  }
+
+  // Runs a program on this desktop and returns what it printed.
+  run(command, args) {
+    return run(command, args, { env: this.environment });
+  }
+
+  async monitors() {
+    const lines = (await this.run('xrandr', ['--listmonitors'])).split('\n');
+    const form = /^\s*\d+:\s+[+*]*(\S+)\s+(\d+)\/\d+x(\d+)\/\d+\+(\d+)\+(\d+)\s*(\S*)/;
+    return lines.map((line) => form.exec(line)).filter(Boolean)
+      .map(([, name, width, height, x, y, output]) => (
+        { name, width: +width, height: +height, x: +x, y: +y, output }));
+  }
+
+  // The monitors that this desktop did not have at its start.
+  async extraMonitors() {
+    return (await this.monitors()).filter(({ output }) => output !== this.ownMonitor.output);
+  }
+
+  // Waits for exactly these sizes of extra monitors, in any order, and returns the monitors in the
+  // order of `sizes`.
+  async awaitExtraMonitors(...sizes) {
+    const name = ({ width, height }) => `${width}x${height}`;
+    const wanted = sizes.map(name);
+    let found = [];
+    try {
+      return await waitFor('', async () => {
+        found = await this.extraMonitors();
+        if ([...wanted].sort().join() !== found.map(name).sort().join()) return null;
+        return wanted.map((size) => found.find((monitor) => name(monitor) === size));
+      });
+    } catch {
+      throw new Error(`extra monitors are to be [${wanted}] but are [${found.map(name)}]`);
+    }
+  }
+
+  // Fills rectangles of the desktop with colours ('rrggbb'), on top of everything else. Over them
+  // the pointer is a crosshair.
+  async paint(...areas) {
+    await this.#order(areas.map(({ x, y, width, height, colour }) => (
+      `${width}x${height}+${x}+${y} ${colour}`)));
+  }
+
+  async clearPaint() {
+    await this.#order(['clear']);
+  }
+
+  movePointer(x, y) {
+    return this.run('xdotool', ['mousemove', String(x), String(y)]);
+  }
+
+  async #order(lines) {
+    this.#painted += lines.length;
+    this.#painter.child.stdin.write(lines.map((line) => `${line}\n`).join(''));
+    await waitFor('painting', () => {
+      if (this.#painter.ended) throw new Error(this.#painter.errors);
+      return this.#painter.output.split('\n').length > this.#painted;
+    }, { every: 5 });
+  }
+}

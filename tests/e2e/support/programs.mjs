@@ -1,0 +1,71 @@
+// Programs that tests start, and waiting for what they bring about.
+import { spawn } from 'node:child_process';
+
+const keptLog = 200_000;  // characters; a program that logs without end must not fill the memory
+
+// A running program. `output` and `errors` are what it has printed, `end` is the promise of its
+// exit code or of the signal that ended it.
+export class Program {
+  output = '';
+  errors = '';
+  ended = false;
+
+  constructor(command, args, { env = process.env, input = 'ignore', detached = false } = {}) {
+    this.name = command.split('/').pop();
+    this.child = spawn(command, args, { env, stdio: [input, 'pipe', 'pipe'], detached });
+    this.end = new Promise((resolve) => {
+      this.child.once('error', (error) => resolve(error.message));
+      this.child.once('close', (code, signal) => resolve(signal ?? code));
+    }).finally(() => { this.ended = true; });
+    this.child.stdout.on('data', (data) => { this.output = (this.output + data).slice(-keptLog); });
+    this.child.stderr.on('data', (data) => { this.errors = (this.errors + data).slice(-keptLog); });
+  }
+
+  // Its exit code or signal; throws when it still runs after the limit, and ends it.
+  async ending({ seconds = 15 } = {}) {
+    let timer;
+    const late = new Promise((resolve) => {
+      timer = setTimeout(resolve, seconds * 1000, 'late');
+    });
+    const reason = await Promise.race([this.end, late]);
+    clearTimeout(timer);
+    if (reason !== 'late') return reason;
+    this.child.kill('SIGKILL');
+    throw new Error(`${this.name} did not end within ${seconds} s:\n${this.errors}`);
+  }
+
+  async kill(signal) {
+    if (!this.ended) this.child.kill(signal);
+    return this.ending();
+  }
+}
+
+// Runs a program to its end and returns what it printed; throws when it fails.
+export async function run(command, args, options = {}) {
+  const program = new Program(command, args, options);
+  const reason = await program.ending();
+  if (reason === 0) return program.output;
+  throw new Error(`${program.name} ${args.join(' ')} failed (${reason}): ${program.errors.trim()}`);
+}
+
+export const pause = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
+
+// Asks until the answer is neither false nor empty nor an exception, and returns it. The limit is
+// for a busy machine: what works takes a fraction of it.
+export async function waitFor(what, ask, { seconds = 20, every = 40 } = {}) {
+  const end = performance.now() + seconds * 1000;
+  let trouble = '';
+  for (;;) {
+    try {
+      const answer = await ask();
+      if (answer) return answer;
+      trouble = '';
+    } catch (error) {
+      trouble = `: ${error.message}`;
+    }
+    if (performance.now() > end) {
+      throw new Error(`${what} did not happen within ${seconds} s${trouble}`);
+    }
+    await pause(every);
+  }
+}

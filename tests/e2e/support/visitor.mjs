@@ -1,0 +1,121 @@
+// A device that opens the application's page in a browser, and what a person sees there.
+import { waitFor } from './programs.mjs';
+
+export const type = { params: 1, frame: 2, bye: 4, cursorPos: 6, cursorShape: 7, denied: 8 };
+
+export class Visitor {
+  errors = [];
+  connections = [];  // of the page to the application, oldest first: open, counts[type], lastFrame
+
+  // Each visitor is a device of its own: nothing is shared with other contexts of the browser.
+  static async open(browser, link, options = {}) {
+    const visitor = new Visitor();
+    visitor.context = await browser.newContext(
+      { viewport: { width: 800, height: 600 }, deviceScaleFactor: 1, ...options });
+    await visitor.openPage(link);
+    return visitor;
+  }
+
+  async openPage(link) {
+    this.page = await this.context.newPage();
+    this.page.on('pageerror', (error) => this.errors.push(error));
+    this.page.on('websocket', (socket) => this.#watch(socket));
+    await this.page.goto(link);
+  }
+
+  #watch(socket) {
+    const connection = { open: true, counts: {}, lastFrame: 0 };
+    this.connections.push(connection);
+    socket.on('framereceived', ({ payload }) => {
+      const kind = payload[0];
+      connection.counts[kind] = (connection.counts[kind] ?? 0) + 1;
+      if (kind === type.frame) connection.lastFrame = performance.now();
+    });
+    socket.on('close', () => { connection.open = false; });
+  }
+
+  get connection() {
+    return this.connections.at(-1);
+  }
+
+  tap() {
+    return this.page.locator('#msg').click();
+  }
+
+  deviceID() {
+    return this.page.evaluate(() => localStorage.getItem('ts-id'));
+  }
+
+  // The panel's heading, nothing when it is hidden.
+  panel() {
+    return this.page.evaluate(() => {
+      const panel = document.getElementById('msg');
+      return panel.hidden ? null : panel.firstElementChild.textContent;
+    });
+  }
+
+  async awaitPanel(heading) {
+    let shown;
+    await waitFor(`the panel "${heading}"`, async () => {
+      shown = await this.panel();
+      return shown?.startsWith(heading);
+    }).catch(({ message }) => { throw new Error(`${message}; the panel says "${shown}"`); });
+  }
+
+  // Waits until a picture of this size is shown.
+  async awaitPicture({ width, height }) {
+    let seen;
+    await waitFor(`a picture of ${width}x${height}`, async () => {
+      seen = await this.page.evaluate(() => {
+        const canvas = document.getElementById('v');
+        return { width: canvas.width, height: canvas.height,
+                 panel: document.getElementById('msg').hidden ? null
+                   : document.getElementById('msg').innerText };
+      });
+      return seen.width === width && seen.height === height && seen.panel === null;
+    }).catch(({ message }) => { throw new Error(`${message}: ${JSON.stringify(seen)}`); });
+  }
+
+  // The shown colours at places of the picture, [red, green, blue] each.
+  colours(...places) {
+    return this.page.evaluate((wanted) => {
+      const context = document.getElementById('v').getContext('2d');
+      return wanted.map(({ x, y }) => [...context.getImageData(x, y, 1, 1).data.slice(0, 3)]);
+    }, places);
+  }
+
+  // Waits until the colour ('rrggbb') at each place is right within what coding costs.
+  async awaitColours(...wanted) {
+    const tolerance = 12;  // of 255, each component
+    let seen = [];
+    await waitFor('', async () => {
+      seen = await this.colours(...wanted);
+      return wanted.every(({ colour }, index) => [0, 2, 4].every((at, component) => (
+        Math.abs(parseInt(colour.slice(at, at + 2), 16) - seen[index][component]) <= tolerance)));
+    }).catch(() => {
+      const hex = (values) => values.map((value) => value.toString(16).padStart(2, '0')).join('');
+      const line = ({ x, y, colour }, index) => `${x},${y}: ${hex(seen[index])}, not ${colour}`;
+      throw new Error(`the picture is wrong: ${wanted.map(line).join('; ')}`);
+    });
+  }
+
+  // The pointer that the page draws: its rectangle in the viewport and how many of its pixels can
+  // be seen; nothing while it is hidden.
+  pointer() {
+    return this.page.evaluate(() => {
+      const image = document.getElementById('p');
+      if (getComputedStyle(image).display === 'none' || !image.complete) return null;
+      const canvas = new OffscreenCanvas(image.naturalWidth || 1, image.naturalHeight || 1);
+      const context = canvas.getContext('2d');
+      context.drawImage(image, 0, 0);
+      const { data } = context.getImageData(0, 0, canvas.width, canvas.height);
+      const visible = data.filter((value, index) => index % 4 === 3 && value > 128).length;
+      const { x, y, width, height } = image.getBoundingClientRect();
+      return { x, y, width, height, visible };
+    });
+  }
+
+  close() {
+    return this.context.close();
+  }
+}
