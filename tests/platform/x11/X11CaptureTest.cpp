@@ -88,8 +88,9 @@ class X11CaptureTest : public X11Fixture {
     paint({place_.x + rect.x, place_.y + rect.y, rect.width, rect.height}, rgb);
   }
 
-  static void expectColour(const PixelBuffer& picture, int x, int y, Colour expected) {
-    const int stride = picture.stride();
+  static void expectColour(const PixelBuffer& picture, std::ptrdiff_t x, std::ptrdiff_t y,
+                           Colour expected) {
+    const std::ptrdiff_t stride = picture.stride();
     const auto* chroma = picture.chroma() + y / 2 * stride + x / 2 * 2;
     EXPECT_NEAR(picture.luma()[y * stride + x], expected.luma, kTolerance) << x << "," << y;
     EXPECT_NEAR(chroma[0], expected.cb, kTolerance) << x << "," << y;

@@ -146,6 +146,7 @@ TEST_F(X11DisplayTest, WithoutASpareOutputAMonitorAloneIsTheLastResort) {
   openDesktop();
   const std::string before = traces();
   std::vector<std::unique_ptr<VirtualDisplay>> displays;
+  displays.reserve(15);
   for (int i = 0; i < 15; ++i) displays.push_back(makeDisplay("filler", {64, 64}));
   EXPECT_TRUE(std::ranges::all_of(layout().outputs, [](auto& output) { return output.crtc != 0; }));
   crashWithDisplay("left over");

@@ -27,6 +27,7 @@ void readOutputs(xcb_connection_t* c, xcb_randr_get_screen_resources_current_rep
   const auto* ids = xcb_randr_get_screen_resources_current_outputs(resources);
   const int count = xcb_randr_get_screen_resources_current_outputs_length(resources);
   std::vector<xcb_randr_get_output_info_cookie_t> cookies;
+  cookies.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
     cookies.push_back(xcb_randr_get_output_info(c, ids[i], layout.configTimestamp));
   }
@@ -51,6 +52,7 @@ void readCrtcs(xcb_connection_t* c, xcb_randr_get_screen_resources_current_reply
   const auto* ids = xcb_randr_get_screen_resources_current_crtcs(resources);
   const int count = xcb_randr_get_screen_resources_current_crtcs_length(resources);
   std::vector<xcb_randr_get_crtc_info_cookie_t> cookies;
+  cookies.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
     cookies.push_back(xcb_randr_get_crtc_info(c, ids[i], layout.configTimestamp));
   }

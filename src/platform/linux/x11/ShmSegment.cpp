@@ -57,7 +57,7 @@ bool ShmSegment::attachSysV() {
   const int key = shmget(IPC_PRIVATE, bytes_, IPC_CREAT | kOwnerOnly);
   if (key < 0) return false;
   void* memory = shmat(key, nullptr, 0);
-  const bool mapped = memory != reinterpret_cast<void*>(-1);
+  const bool mapped = reinterpret_cast<std::intptr_t>(memory) != -1;
   if (mapped) {
     const auto cookie =
         xcb_shm_attach_checked(connection_.get(), id_, static_cast<std::uint32_t>(key), 0);

@@ -55,6 +55,7 @@ std::vector<SpareOutput> spareOutputs(const RandrLayout& layout) {
   std::stable_sort(ranked.begin(), ranked.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
   std::vector<SpareOutput> outputs;
+  outputs.reserve(ranked.size());
   for (auto& entry : ranked) outputs.push_back(std::move(entry.second));
   return outputs;
 }
