@@ -30,7 +30,7 @@ constexpr auto kMoment = std::chrono::milliseconds(300);
 // the sender keeps its unsent backlog to itself; a third of what they take otherwise.
 constexpr std::size_t kSwallowed = 1'000'000;
 
-inline SharedBytes pattern(std::size_t size, unsigned seed = 0) {
+inline SharedBytes pattern(std::size_t size, std::size_t seed = 0) {
   auto bytes = std::make_shared<Bytes>(size);
   for (std::size_t i = 0; i < size; ++i) {
     (*bytes)[i] = static_cast<std::uint8_t>((i * 31 + (i >> 8) + seed * 7) & 0xFF);

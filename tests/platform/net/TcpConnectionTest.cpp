@@ -54,9 +54,9 @@ TEST_F(TcpConnectionTest, ScatteredMessagesArriveWholeAndAreAnsweredOnceInOrder)
   server->connection->queue()->sync([&] { echo(server->connection); });
 
   Bytes expected;
-  for (unsigned i = 0; i < 120; ++i) {
+  for (std::size_t i = 0; i < 120; ++i) {
     std::vector<SharedBytes> parts;
-    for (const std::size_t size : {std::size_t{5}, std::size_t{0}, std::size_t{i * 1500}}) {
+    for (const std::size_t size : {std::size_t{5}, std::size_t{0}, i * 1500}) {
       parts.push_back(pattern(size, i));
       expected.insert(expected.end(), parts.back()->begin(), parts.back()->end());
     }

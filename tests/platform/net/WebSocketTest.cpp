@@ -11,7 +11,6 @@ namespace {
 
 namespace beast = boost::beast;
 namespace websocket = beast::websocket;
-using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::Pair;
 using ::testing::StartsWith;
@@ -102,7 +101,7 @@ TEST_F(WebSocketTest, CarriesMessagesBothWaysAndAnswersPings) {
 
   Bytes expected;
   std::vector<std::vector<SharedBytes>> messages;
-  for (unsigned i = 0; i < 60; ++i) {
+  for (std::size_t i = 0; i < 60; ++i) {
     server_->send({pattern(1, i), pattern(0), pattern(i * 5000, i)});
     beast::flat_buffer buffer;
     peer.read(buffer);
@@ -136,7 +135,7 @@ TEST_F(WebSocketTest, OversizedMessagesCloseWithTheirOwnCode) {
   {
     auto peer = browser();
     arm();
-    peer.write(asio::buffer(*pattern(64 * 1024)));
+    peer.write(asio::buffer(*pattern(65'536)));
     EXPECT_TRUE(received());
     server_->connection->queue()->sync(
         [&] { server_->connection->setMaximumMessageSize(1'000'000); });
@@ -149,7 +148,7 @@ TEST_F(WebSocketTest, OversizedMessagesCloseWithTheirOwnCode) {
   for (const bool whole : {true, false}) {
     auto peer = browser();
     arm();
-    const auto fragment = pattern(whole ? 64 * 1024 + 1 : 1000);
+    const auto fragment = pattern(whole ? 65'536 + 1 : 1000);
     for (int i = 0; i < (whole ? 1 : 66); ++i) peer.write_some(whole, asio::buffer(*fragment));
     error_code error;
     beast::flat_buffer buffer;

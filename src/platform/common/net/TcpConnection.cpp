@@ -19,12 +19,12 @@ using boost::system::error_code;
 
 namespace {
 // First buffer of a receive, bytes; it doubles until the maximum as data really arrives.
-constexpr std::size_t kFirstBuffer = 64 * 1024;
+constexpr std::size_t kFirstBuffer = std::size_t{64} * 1024;
 // How much, and how long, a finishing connection reads to let the peer take what was sent: more
 // than any honest page request, less than a nuisance.
-constexpr std::size_t kFinishBytes = 4 * 1024 * 1024;
+constexpr std::size_t kFinishBytes = std::size_t{4} * 1024 * 1024;
 constexpr auto kFinishTime = std::chrono::seconds(10);
-constexpr std::size_t kDropBuffer = 16 * 1024;  // bytes
+constexpr std::size_t kDropBuffer = std::size_t{16} * 1024;  // bytes
 }  // namespace
 
 std::shared_ptr<Connection> TcpConnection::dial(const Endpoint& endpoint,
@@ -59,7 +59,7 @@ TcpConnection::TcpConnection(tcp::socket socket)
 void TcpConnection::start(StateHandler handler) {
   assertCurrent();
   reporter_.start(std::move(handler));
-  asio::post(executor_, [self = shared_from_this()] { self->begin(); });
+  later([self = shared_from_this()] { self->begin(); });
 }
 
 void TcpConnection::begin() {
@@ -89,11 +89,11 @@ void TcpConnection::becomeReady() {
 }
 
 void TcpConnection::cancel() {
-  asio::post(executor_, [self = shared_from_this()] { self->end(ConnectionState::cancelled); });
+  later([self = shared_from_this()] { self->end(ConnectionState::cancelled); });
 }
 
 std::shared_ptr<Queue> TcpConnection::letGo() {
-  asio::post(executor_, [self = shared_from_this()] {
+  later([self = shared_from_this()] {
     if (!self->finishing_) self->end(ConnectionState::cancelled);
   });
   return std::exchange(queue_, nullptr);
@@ -102,7 +102,7 @@ std::shared_ptr<Queue> TcpConnection::letGo() {
 void TcpConnection::send(std::vector<SharedBytes> parts, Done done) {
   assertCurrent();
   if (reporter_.ended() || finishing_) {
-    if (done) asio::post(executor_, [done = std::move(done)] { done(false); });
+    if (done) later([done = std::move(done)] { done(false); });
     return;
   }
   sends_.push(std::move(parts), std::move(done));
@@ -131,9 +131,7 @@ void TcpConnection::receive(std::size_t minimum, std::size_t maximum,
   assertCurrent();
   assert(maximum > 0 && minimum <= maximum);
   if (reporter_.ended() || finishing_) {
-    asio::post(executor_, [done = std::move(done)] {
-      done({.bytes = {}, .complete = false, .failed = true});
-    });
+    later([done = std::move(done)] { done({.bytes = {}, .complete = false, .failed = true}); });
     return;
   }
   assert(!receive_ && "one receive at a time");
@@ -192,7 +190,7 @@ void TcpConnection::finish() {
   }
   finishing_ = true;
   if (receive_) {
-    asio::post(executor_, [done = std::exchange(receive_->done, nullptr)] {
+    later([done = std::exchange(receive_->done, nullptr)] {
       done({.bytes = {}, .complete = false, .failed = true});
     });
   }
@@ -247,6 +245,10 @@ void TcpConnection::end(ConnectionState final) {
   if (!reading_) receive_.reset();
   if (received) received({.bytes = {}, .complete = false, .failed = true});
   reporter_.tellEnd();
+}
+
+void TcpConnection::later(std::function<void()> work) {
+  asio::post(executor_, std::move(work));
 }
 
 void TcpConnection::assertCurrent() const {

@@ -3,6 +3,7 @@
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -58,6 +59,7 @@ class TcpConnection final : public Connection, public std::enable_shared_from_th
   void onDrained(const boost::system::error_code& error, std::size_t count);
   void endStreamWhenWritten();
   void end(ConnectionState final);
+  void later(std::function<void()> work);
   void assertCurrent() const;
 
   const boost::asio::any_io_executor executor_;

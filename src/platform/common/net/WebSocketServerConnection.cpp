@@ -28,7 +28,7 @@ constexpr std::uint32_t kRequestBytes = 8 * 1024;
 // From the start to the upgrade; also how long an orderly end may take.
 constexpr auto kHandshakeLimit = std::chrono::seconds(10);
 // Bytes of one message until the owner knows the peer and allows more.
-constexpr std::size_t kFirstMaximumMessage = 64 * 1024;
+constexpr std::size_t kFirstMaximumMessage = std::size_t{64} * 1024;
 
 constexpr std::string_view kBadRequest = "400 Bad Request\r\n";
 constexpr std::string_view kUpgradeRequired =
@@ -63,7 +63,7 @@ WebSocketServerConnection::WebSocketServerConnection(tcp::socket socket)
 void WebSocketServerConnection::start(StateHandler handler) {
   assertCurrent();
   reporter_.start(std::move(handler));
-  asio::post(executor_, [self = shared_from_this()] { self->begin(); });
+  later([self = shared_from_this()] { self->begin(); });
 }
 
 void WebSocketServerConnection::begin() {
@@ -81,13 +81,17 @@ void WebSocketServerConnection::begin() {
 }
 
 void WebSocketServerConnection::onRequest(const error_code& error) {
-  if (error == http::error::end_of_stream || error == http::error::partial_message) {
-    end(ConnectionState::failed);
-  } else if (error && error.category() == make_error_code(http::error::bad_value).category()) {
-    refuse(kBadRequest);
-  } else if (error) {
-    end(ConnectionState::failed);
-  } else if (!websocket::is_upgrade(request_->get())) {
+  if (error) {
+    const bool gone = error == http::error::end_of_stream || error == http::error::partial_message;
+    const auto& httpErrors = make_error_code(http::error::end_of_stream).category();
+    if (!gone && error.category() == httpErrors) {
+      refuse(kBadRequest);
+    } else {
+      end(ConnectionState::failed);
+    }
+    return;
+  }
+  if (!websocket::is_upgrade(request_->get())) {
     refuse(kUpgradeRequired);
   } else if (head_.size() > 0) {
     refuse(kBadRequest);  // nothing may follow before the answer
@@ -125,7 +129,7 @@ void WebSocketServerConnection::upgrade() {
 }
 
 void WebSocketServerConnection::cancel() {
-  asio::post(executor_, [self = shared_from_this()] { self->end(ConnectionState::cancelled); });
+  later([self = shared_from_this()] { self->end(ConnectionState::cancelled); });
 }
 
 std::shared_ptr<Queue> WebSocketServerConnection::letGo() {
@@ -140,7 +144,7 @@ void WebSocketServerConnection::setMaximumMessageSize(std::size_t bytes) {
 void WebSocketServerConnection::send(std::vector<SharedBytes> parts, Done done) {
   assertCurrent();
   if (reporter_.ended()) {
-    if (done) asio::post(executor_, [done = std::move(done)] { done(false); });
+    if (done) later([done = std::move(done)] { done(false); });
     return;
   }
   sends_.push(std::move(parts), std::move(done));
@@ -165,7 +169,7 @@ void WebSocketServerConnection::writeNext() {
 void WebSocketServerConnection::receive(std::function<void(std::optional<Message>)> done) {
   assertCurrent();
   if (reporter_.ended()) {
-    asio::post(executor_, [done = std::move(done)] { done(std::nullopt); });
+    later([done = std::move(done)] { done(std::nullopt); });
     return;
   }
   assert(!receive_ && "one receive at a time");
@@ -202,6 +206,10 @@ void WebSocketServerConnection::end(ConnectionState final) {
   const auto receive = std::exchange(receive_, nullptr);
   if (receive) receive(std::nullopt);
   reporter_.tellEnd();
+}
+
+void WebSocketServerConnection::later(std::function<void()> work) {
+  asio::post(executor_, std::move(work));
 }
 
 void WebSocketServerConnection::assertCurrent() const {

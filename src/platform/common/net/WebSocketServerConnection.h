@@ -8,6 +8,7 @@
 #include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/websocket/stream.hpp>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -56,6 +57,7 @@ class WebSocketServerConnection final
   void readMessage();
   void onMessage(const boost::system::error_code& error, Bytes bytes);
   void end(ConnectionState final);
+  void later(std::function<void()> work);
   void assertCurrent() const;
 
   const boost::asio::any_io_executor executor_;
