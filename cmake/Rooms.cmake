@@ -16,9 +16,11 @@ target_compile_options(tessaline_options INTERFACE -U_FORTIFY_SOURCE)
 target_compile_definitions(tessaline_options INTERFACE BOOST_ASIO_NO_DEPRECATED)
 if(TESSALINE_SANITIZE)
   target_compile_options(tessaline_options INTERFACE
-    -fsanitize=${TESSALINE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all
+    -fsanitize=${TESSALINE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  if(TESSALINE_SANITIZE STREQUAL "thread" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # Asio uses fences, which GCC's thread sanitizer does not model and warns about.
-    $<$<AND:$<CXX_COMPILER_ID:GNU>,$<STREQUAL:${TESSALINE_SANITIZE},thread>>:-Wno-tsan>)
+    target_compile_options(tessaline_options INTERFACE -Wno-tsan)
+  endif()
   target_link_options(tessaline_options INTERFACE -fsanitize=${TESSALINE_SANITIZE})
 endif()
 if(TESSALINE_FUZZ)
