@@ -63,7 +63,7 @@ export class Desktop {
 
   async monitors() {
     const lines = (await this.run('xrandr', ['--listmonitors'])).split('\n');
-    const form = /^\s*\d+:\s+[+*]*(\S+)\s+(\d+)\/\d+x(\d+)\/\d+\+(\d+)\+(\d+)\s*(\S*)/;
+    const form = /^\s*\d+:\s+[+*]*(.+?)\s+(\d+)\/\d+x(\d+)\/\d+\+(\d+)\+(\d+)\s*(\S*)/;
     return lines.map((line) => form.exec(line)).filter(Boolean)
       .map(([, name, width, height, x, y, output]) => (
         { name, width: +width, height: +height, x: +x, y: +y, output }));
