@@ -167,6 +167,7 @@ void Session::receivedProbeAck(std::uint32_t id, double decodeTime) {
   probeSent_.erase(sent);
   latency_.push_back(std::chrono::duration<double, std::milli>(roundTrip).count());
   if (decodeTime > 0) decodeTimes_.push_back(decodeTime);
+  letDecoderCatchUp(decodeTime);
   if (latency_.size() > kMaxLatencies) latency_.erase(latency_.begin());
 }
 

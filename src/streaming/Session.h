@@ -102,6 +102,7 @@ class Session : public std::enable_shared_from_this<Session> {
   void captureStarted(const std::optional<std::string>& error);
   void receivedFrame(platform::CapturedFrame frame);
   [[nodiscard]] bool mayCapture() const;
+  void letDecoderCatchUp(double decodeTime);
   void keepAliveTick();
   void sendProbe();
   void refreshKeyFrame();
@@ -127,6 +128,7 @@ class Session : public std::enable_shared_from_this<Session> {
   std::unique_ptr<platform::CaptureStream> stream_;
   const std::shared_ptr<CaptureWaker> waker_;
   std::unique_ptr<Encoder> encoder_;
+  std::atomic<bool> decoderBehind_ = false;
   std::shared_ptr<CursorStreamer> cursor_;
 
   std::mutex frameMutex_;  // guards lastFrame_ and lastFrameTime_
@@ -135,6 +137,7 @@ class Session : public std::enable_shared_from_this<Session> {
 
   Timer keepAlive_;
   Timer focusTimer_;
+  Timer catchUp_;
   std::uint32_t ticks_ = 0;
   std::map<std::uint32_t, Clock::time_point> probeSent_;
   std::uint32_t probeID_ = 0;

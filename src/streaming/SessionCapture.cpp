@@ -25,6 +25,8 @@ constexpr int kQueueDepth = 5;
 constexpr auto kKeepAlive = 500ms;
 constexpr auto kFocusInterval = 400ms;
 constexpr auto kStillLimit = 300ms;         // without a frame the screen counts as still
+constexpr double kDecoderBehind = 50;       // ms to decode a picture: three and more are waiting
+constexpr double kLongestPause = 500;       // ms without a new picture
 constexpr double kNoticeableChange = 0.01;  // of the picture's area
 
 // One frame of the average bit rate at 60 frames per second: what may be unsent on the link when
@@ -144,7 +146,22 @@ void Session::captureStarted(const std::optional<std::string>& error) {
 
 bool Session::mayCapture() const {
   // A picture taken while another is being encoded would be old before its turn came.
-  return encoder_->pendingFrames() == 0 && link_->unsentBytes() <= frameAllowance_;
+  return !decoderBehind_ && encoder_->pendingFrames() == 0 &&
+         link_->unsentBytes() <= frameAllowance_;
+}
+
+void Session::letDecoderCatchUp(double decodeTime) {
+  // A device's decode times include what waits in front of its decoder, which nothing else bounds.
+  if (decodeTime <= kDecoderBehind || !stream_) return;
+  decoderBehind_ = true;
+  const auto pause = std::chrono::duration<double, std::milli>(std::min(decodeTime, kLongestPause));
+  catchUp_ = services_.queues.main()->after(std::chrono::duration_cast<Duration>(pause),
+                                            [weak = weak_from_this()] {
+                                              const auto session = weak.lock();
+                                              if (!session) return;
+                                              session->decoderBehind_ = false;
+                                              session->waker_->wake();
+                                            });
 }
 
 void Session::receivedFrame(platform::CapturedFrame frame) {
@@ -176,6 +193,7 @@ void Session::tearDown() {
   if (link_->localNetworkDenied()) endReason_ = Messages::localNetwork;
   keepAlive_.cancel();
   focusTimer_.cancel();
+  catchUp_.cancel();
   if (cursor_) cursor_->stop();
   cursor_.reset();
   if (stream_) stream_->stop();

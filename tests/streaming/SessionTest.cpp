@@ -247,6 +247,22 @@ TEST_F(SessionTest, TakesAPictureOnlyWhenItCanTravelAtOnce) {
   EXPECT_EQ(desktop_.stream->wakes, 2);
 }
 
+TEST_F(SessionTest, LetsADecoderThatFellBehindCatchUp) {
+  stream();
+  queues_.advance(500ms);
+  const auto& mayDeliver = desktop_.stream->callbacks.mayDeliver;
+  link_->onProbeAck(1, 49);
+  queues_.run();
+  EXPECT_TRUE(mayDeliver());
+  queues_.advance(1s);
+  link_->onProbeAck(2, 120);
+  queues_.advance(119ms);
+  EXPECT_FALSE(mayDeliver());
+  queues_.advance(1ms);
+  EXPECT_TRUE(mayDeliver());
+  EXPECT_EQ(desktop_.stream->wakes, 1);
+}
+
 TEST_F(SessionTest, PingsAndProbesInTurnAndMeasures) {
   stream();
   link_->sent.clear();

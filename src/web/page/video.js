@@ -6,6 +6,8 @@ const maxPendingTimes = 120;  // frames; older ones were dropped by the decoder
 const maxKeptFrames = 120;    // frames; two seconds are enough to learn whether a decoder works
 const averageWeight = 0.1;    // share of the newest decode time in the average
 const maxProbeTime = 65535;   // tenths of a millisecond, what 16 bits hold
+const maxFramesBehind = 1;     // newer frames in the decoder when one is still worth drawing
+const maxPaintPause = 100;     // ms; a picture that is late is better than none for longer
 const idrSlice = 5;           // NAL unit type that only key frames contain
 
 // The parameter sets of a configuration message, nothing when it is cut short.
@@ -64,6 +66,7 @@ class Video {
   #kept = null;       // frames since a key frame, until this configuration has shown a picture
   #sentAt = new Map();
   #average = 0;       // ms
+  #paintedAt = 0;     // ms
 
   // The size of the shown picture in pixels; 0 until there is one.
   width = 0;
@@ -208,8 +211,19 @@ class Video {
     }
   }
 
+  // Without graphics hardware drawing takes longer than decoding: a page that drew everything would
+  // fall behind by seconds.
+  #outdated(timestamp, now) {
+    const behind = (this.#timestamp - timestamp) / frameDuration;
+    return this.width !== 0 && behind > maxFramesBehind && now - this.#paintedAt < maxPaintPause;
+  }
+
   #paint(frame) {
     const { timestamp, displayWidth, displayHeight } = frame;
+    const now = performance.now();
+    this.#measure(timestamp, now);
+    if (this.#outdated(timestamp, now)) return;
+    this.#paintedAt = now;
     if (this.#canvas.width !== displayWidth || this.#canvas.height !== displayHeight) {
       this.#canvas.width = displayWidth;
       this.#canvas.height = displayHeight;
@@ -218,15 +232,14 @@ class Video {
     this.width = displayWidth;
     this.height = displayHeight;
     if (timestamp >= this.#firstTimestamp) this.#kept = null;
-    this.#measure(timestamp);
     this.#onPicture();
   }
 
-  #measure(timestamp) {
+  #measure(timestamp, now) {
     const sentAt = this.#sentAt.get(timestamp);
     if (sentAt === undefined) return;
     this.#sentAt.delete(timestamp);
-    const time = performance.now() - sentAt;
+    const time = now - sentAt;
     this.#average += this.#average === 0 ? time : averageWeight * (time - this.#average);
   }
 }
