@@ -73,9 +73,7 @@ testApplication('a display that is switched off ends its session, and the page g
   await waitFor('the end of the connection', () => !first.open);
   await waitFor('a new connection', () => visitor.connections.length === 2);
   await visitor.awaitPicture(size);
-  const [monitor, otherMonitor] = await desktop.awaitExtraMonitors(size, otherSize);
-  Object.assign(visitor, { monitor });
-  Object.assign(other, { monitor: otherMonitor });
+  [visitor.monitor, other.monitor] = await desktop.awaitExtraMonitors(size, otherSize);
   await expectColour(visitor, '3060c0');
   await expectColour(other, 'e0c020');
   assert.equal(other.connections.length, 1, 'the other display was disturbed');

@@ -44,8 +44,6 @@ export class Desktop {
     });
     this.environment = Object.fromEntries(program.output.split('\0').filter(Boolean)
       .map((entry) => [entry.slice(0, entry.indexOf('=')), entry.slice(entry.indexOf('=') + 1)]));
-    // Settings of the X server itself; the window manager may not have come up yet.
-    await waitFor('the X server to answer', () => this.monitors());
     [this.ownMonitor] = await this.monitors();
     this.#painter = new Program(painter, [], { env: this.environment, input: 'pipe' });
   }

@@ -10,9 +10,9 @@ export class Program {
   errors = '';
   ended = false;
 
-  constructor(command, args, { env = process.env, input = 'ignore', detached = false } = {}) {
+  constructor(command, args, { env = process.env, input = 'ignore' } = {}) {
     this.name = command.split('/').pop();
-    this.child = spawn(command, args, { env, stdio: [input, 'pipe', 'pipe'], detached });
+    this.child = spawn(command, args, { env, stdio: [input, 'pipe', 'pipe'] });
     this.end = new Promise((resolve) => {
       this.child.once('error', (error) => resolve(error.message));
       this.child.once('close', (code, signal) => resolve(signal ?? code));
