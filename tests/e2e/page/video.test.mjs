@@ -15,13 +15,21 @@ const portrait = clip('portrait');
 // Writes down what the page asks of the decoder. `behaviour` makes 'prefer-hardware' look like a
 // hardware decoder that answers late, refuses when configured or breaks when used.
 function watchDecoder(behaviour) {
-  const log = globalThis.decoderLog = { configured: [], decoded: [], draws: 0, instances: [] };
+  const log = globalThis.decoderLog = {
+    configured: [], decoded: [], outputs: 0, draws: 0, instances: [],
+  };
   const Real = globalThis.VideoDecoder;
   const hardware = (config) => config.hardwareAcceleration === 'prefer-hardware';
   globalThis.VideoDecoder = class extends Real {
     #broken = false;
     constructor(callbacks) {
-      super(callbacks);
+      super({
+        ...callbacks,
+        output: (frame) => {
+          callbacks.output(frame);
+          log.outputs++;
+        },
+      });
       this.fail = (error) => {
         this.close();
         callbacks.error(error);
@@ -54,12 +62,13 @@ function watchDecoder(behaviour) {
 }
 
 const decoderLog = (page) => page.evaluate(() => {
-  const { configured, decoded, draws } = globalThis.decoderLog;
-  return { configured, decoded, draws };
+  const { configured, decoded, outputs, draws } = globalThis.decoderLog;
+  return { configured, decoded, outputs, draws };
 });
 
-async function drawn(page, count) {
-  await page.waitForFunction((wanted) => globalThis.decoderLog.draws >= wanted, count,
+// Waits until `count` pictures have come out of the decoder, and been drawn or passed over.
+async function decodedAll(page, count) {
+  await page.waitForFunction((wanted) => globalThis.decoderLog.outputs >= wanted, count,
     { polling: 20 });
 }
 
@@ -78,15 +87,13 @@ function assertNear(actual, expected, tolerance) {
   assert.ok(!far, `${actual} is not ${expected}`);
 }
 
-test('paints each frame once, in the right place and colour', options, async () => {
+test('shows the newest picture, in the right place and colour', options, async () => {
   await withPage(tools, { setup: watchDecoder }, async (page) => {
     const connection = await start(page, computer);
     for (const picture of [landscape, portrait]) {
-      const { draws } = await decoderLog(page);
+      const { outputs } = await decoderLog(page);
       await show(page, connection, picture);
-      await drawn(page, draws + picture.frames.length);
-      await connection.drain();
-      assert.equal((await decoderLog(page)).draws, draws + picture.frames.length);
+      await decodedAll(page, outputs + picture.frames.length);
       const places = [[0.25, 0.1], [0.75, 0.1], [0.25, 0.9], [0.75, 0.9]];
       const [red, green, blue, grey] = await colours(page, places);
       assertNear(red, [0xe0, 0, 0], 12);
@@ -102,12 +109,32 @@ test('paints each frame once, in the right place and colour', options, async () 
   });
 });
 
+test('draws one picture at a time, and of a backlog only the newest', options, async () => {
+  await withPage(tools, { setup: watchDecoder }, async (page) => {
+    const connection = await start(page, computer);
+    connection.send(type.params, landscape.params);
+    for (const [index, frame] of landscape.frames.entries()) {
+      connection.send(type.frame, frame);
+      await decodedAll(page, index + 1);
+    }
+    const before = await decoderLog(page);
+    assert.equal(before.draws, landscape.frames.length);
+    // Sent at once they wait in the decoder together, as before a page whose drawing is too slow.
+    const again = 20;
+    for (let i = 0; i < again; i++) connection.sendStream(landscape);
+    await decodedAll(page, before.outputs + again * landscape.frames.length);
+    const { draws } = await decoderLog(page);
+    assert.ok(draws > before.draws, 'the newest is drawn');
+    assert.ok(draws < before.draws + again * landscape.frames.length, 'not every one is drawn');
+  });
+});
+
 test('configures the decoder once for each new configuration', options, async () => {
   await withPage(tools, { setup: watchDecoder }, async (page) => {
     const connection = await start(page, computer);
     await show(page, connection, landscape);
     connection.sendStream(landscape);
-    await drawn(page, 2 * landscape.frames.length);
+    await decodedAll(page, 2 * landscape.frames.length);
     const { configured } = await decoderLog(page);
     assert.equal(configured.length, 1);
     const { sps, pps } = landscape;
@@ -158,9 +185,9 @@ test('loses no frame while it learns how to decode', options, async () => {
         await page.evaluate(() => globalThis.answer());
       }
       if (behaviour === 'breaks') await page.clock.runFor(1);
-      await drawn(page, landscape.frames.length);
-      const { configured, draws } = await decoderLog(page);
-      assert.equal(draws, landscape.frames.length, what);
+      await decodedAll(page, landscape.frames.length);
+      const { configured, outputs } = await decoderLog(page);
+      assert.equal(outputs, landscape.frames.length, what);
       assert.deepEqual(configured.map((config) => config.hardwareAcceleration), preferences, what);
 
       // What was learnt holds for the rest of the page's life.
@@ -195,13 +222,13 @@ test('recovers from a decoder error at the next key frame', options, async () =>
   await withPage(tools, { setup: watchDecoder }, async (page) => {
     const connection = await start(page, computer);
     await show(page, connection, landscape);
-    await drawn(page, landscape.frames.length);
+    await decodedAll(page, landscape.frames.length);
     await page.evaluate(() => globalThis.decoderLog.instances.at(-1).fail(new Error('broken')));
     for (const frame of landscape.frames) connection.send(type.frame, frame);
     await connection.drain();
     assert.equal((await decoderLog(page)).decoded.length, landscape.frames.length);
     connection.sendStream(landscape);
-    await drawn(page, 2 * landscape.frames.length);
+    await decodedAll(page, 2 * landscape.frames.length);
 
     // Taken away while hidden, with nobody to send a key frame for a still picture.
     await page.evaluate(() => {
@@ -255,12 +282,12 @@ test('no junk disturbs the picture', options, async () => {
     };
     await everything();
     await show(page, connection, landscape);
-    await drawn(page, landscape.frames.length);
+    await decodedAll(page, landscape.frames.length);
     await everything();
     assert.equal(await page.locator('#kb').isVisible(), false);
     assert.equal(await panelLines(page), null);
     connection.sendStream(landscape);
-    await drawn(page, 2 * landscape.frames.length);
+    await decodedAll(page, 2 * landscape.frames.length);
 
     // Well-formed, but no decoder can make a picture of it: its error may come before or after the
     // next configuration, and harms it in neither case.
