@@ -61,8 +61,9 @@ void Link::stalled() {
   stop();
 }
 
+// Closing at once could reset the connection and take the goodbye with it.
 void Link::goodbyeSent() {
-  stop();
+  connection_->finish();
 }
 
 void Link::readHeader() {
