@@ -53,7 +53,7 @@ const accelerations = new Map();
 
 class Video {
   #canvas;
-  #context;
+  #painter;
   #onPicture;
   #decoder = null;
   #settings = null;   // what the decoder is, or is about to be, configured with
@@ -74,7 +74,7 @@ class Video {
 
   constructor(canvas, onPicture) {
     this.#canvas = canvas;
-    this.#context = canvas.getContext('2d', { alpha: false, desynchronized: true });
+    this.#painter = new Painter(canvas);
     this.#onPicture = onPicture;
   }
 
@@ -88,6 +88,7 @@ class Video {
     if (this.#decoder && this.#decoder.state !== 'closed') this.#decoder.close();
     this.#forget();
     this.#sentAt.clear();
+    this.#painter.reset();
     this.width = this.height = 0;
   }
 
@@ -228,7 +229,7 @@ class Video {
       this.#canvas.width = displayWidth;
       this.#canvas.height = displayHeight;
     }
-    this.#context.drawImage(frame, 0, 0);
+    this.#painter.paint(frame);
     this.width = displayWidth;
     this.height = displayHeight;
     if (timestamp >= this.#firstTimestamp) this.#kept = null;

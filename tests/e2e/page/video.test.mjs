@@ -82,6 +82,11 @@ async function colours(page, places) {
   }, places);
 }
 
+// The test's own time-out ends the waiting.
+async function waitFor(condition) {
+  while (!await condition());
+}
+
 function assertNear(actual, expected, tolerance) {
   const far = actual.some((value, index) => Math.abs(value - expected[index]) > tolerance);
   assert.ok(!far, `${actual} is not ${expected}`);
@@ -126,6 +131,37 @@ test('draws one picture at a time, and of a backlog only the newest', options, a
     const { draws } = await decoderLog(page);
     assert.ok(draws > before.draws, 'the newest is drawn');
     assert.ok(draws < before.draws + again * landscape.frames.length, 'not every one is drawn');
+  });
+});
+
+test('asks for the pixels where drawing is slow, and still ends with the newest', options, async () => {
+  const slowDrawing = () => {
+    const { drawImage, putImageData } = CanvasRenderingContext2D.prototype;
+    globalThis.puts = 0;
+    CanvasRenderingContext2D.prototype.drawImage = function (...parameters) {
+      for (const end = performance.now() + 50; performance.now() < end;);
+      return drawImage.apply(this, parameters);
+    };
+    CanvasRenderingContext2D.prototype.putImageData = function (...parameters) {
+      globalThis.puts++;
+      return putImageData.apply(this, parameters);
+    };
+  };
+  await withPage(tools, { setup: slowDrawing }, async (page) => {
+    await page.clock.resume();
+    const connection = await start(page, computer);
+    await show(page, connection, portrait);
+    for (let i = 0; i < 5; i++) connection.sendStream(landscape);
+    await page.waitForFunction(() => globalThis.puts > 0, null, { polling: 20 });
+    const box = (16 * (landscape.frames.length - 1) + 24) / landscape.width;
+    const isWhite = async () => {
+      const [pixel] = await colours(page, [[box, 0.5]]);
+      return pixel.every((value) => value > 240);
+    };
+    await waitFor(isWhite);
+    const [red, , blue] = await colours(page, [[0.25, 0.1], [0.75, 0.1], [0.25, 0.9]]);
+    assertNear(red, [0xe0, 0, 0], 12);
+    assertNear(blue, [0, 0, 0xe0], 12);
   });
 });
 
