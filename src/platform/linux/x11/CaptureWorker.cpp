@@ -31,8 +31,11 @@ void CaptureWorker::start(std::function<void(std::optional<std::string> error)> 
     }
     const auto error = self->open();
     self->main_->async([self, done, error] {
-      const std::lock_guard lock(self->callbackMutex_);
-      if (!self->stopped_) done(error);
+      {
+        const std::lock_guard lock(self->callbackMutex_);
+        if (self->stopped_) return;
+      }
+      done(error);  // may stop the stream: both are called on the main queue
     });
   });
 }

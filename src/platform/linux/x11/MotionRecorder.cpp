@@ -21,7 +21,12 @@ std::unique_ptr<MotionRecorder> MotionRecorder::start(const std::string& display
           xcb_record_create_context_checked(c, context, 0, 1, 1, &clients, &range))) {
     return nullptr;
   }
-  recorder->sequence_ = xcb_record_enable_context(c, context).sequence;
+  // Its first answer says that recording has begun: what moves from here on is seen.
+  const auto enabled = xcb_record_enable_context(c, context);
+  recorder->sequence_ = enabled.sequence;
+  const Reply<xcb_record_enable_context_reply_t> begun(
+      xcb_record_enable_context_reply(c, enabled, nullptr));
+  if (!begun) return nullptr;
   recorder->connection_->watch(
       queue, [](const auto&) {}, [self = recorder.get()] { self->readReplies(); }, [] {});
   return recorder;

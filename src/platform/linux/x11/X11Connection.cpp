@@ -2,6 +2,8 @@
 
 #include <sys/socket.h>
 
+#include <boost/asio/post.hpp>
+
 #include "base/AsioQueue.h"
 
 namespace tessaline::platform {
@@ -85,7 +87,12 @@ void X11Connection::waitReadable() {
   // Handlers wait for replies, which read events off the socket too.
   if (const Reply<xcb_generic_event_t> event{xcb_poll_for_queued_event(connection_)}) {
     if (event->response_type != 0) onEvent_(*event);
-    return dispatch();
+    // Posted: a pointer that never rests must neither deepen the stack nor keep the queue to
+    // itself.
+    boost::asio::post(descriptor_->get_executor(), [this, alive = std::weak_ptr<void>(alive_)] {
+      if (!alive.expired()) dispatch();
+    });
+    return;
   }
   flush();
   descriptor_->cancel();  // at most one wait at a time

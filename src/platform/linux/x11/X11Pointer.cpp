@@ -75,6 +75,7 @@ bool X11Pointer::attach(X11Connection& connection, const std::string& displayNam
                     XCB_INPUT_XI_EVENT_MASK_RAW_MOTION | XCB_INPUT_XI_EVENT_MASK_MOTION};
   xcb_input_xi_select_events(c, connection.root(), 1, &events.head);
   recorder_ = MotionRecorder::start(displayName, *queue_, [this] { refresh(); });
+  moved_ = true;  // it may have, while all of this began
   return true;
 }
 
