@@ -46,15 +46,14 @@ void Session::start() {
   const auto& main = services_.queues.main();
   // What a device sends arrives on the link's queue; how much of it may wait for the main queue is
   // bounded.
-  const auto toMain = [weak, main](std::function<void(Session&)> work) {
-    const auto session = weak.lock();
-    if (!session || session->inputsWaiting_ >= kMaxInputsWaiting) return;
-    ++session->inputsWaiting_;
-    main->async([weak, work = std::move(work)] {
-      const auto alive = weak.lock();
-      if (!alive) return;
-      --alive->inputsWaiting_;
-      if (!alive->ended_) work(*alive);
+  const auto waiting = std::make_shared<std::atomic<int>>(0);
+  const auto toMain = [weak, main, waiting](std::function<void(Session&)> work) {
+    if (*waiting >= kMaxInputsWaiting) return;
+    ++*waiting;
+    main->async([weak, waiting, work = std::move(work)] {
+      --*waiting;
+      const auto session = weak.lock();
+      if (session && !session->ended_) work(*session);
     });
   };
   link_->onProbeAck = [toMain](std::uint32_t id, double decodeTime) {

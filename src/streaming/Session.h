@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -121,7 +122,6 @@ class Session : public std::enable_shared_from_this<Session> {
   bool streaming_ = false;
   bool ended_ = false;
   std::optional<std::string> endReason_;
-  std::atomic<int> inputsWaiting_ = 0;  // input and probe answers on their way to the main queue
 
   std::unique_ptr<VirtualScreen> screen_;
   std::shared_ptr<Queue> captureQueue_;
@@ -129,6 +129,7 @@ class Session : public std::enable_shared_from_this<Session> {
   const std::shared_ptr<CaptureWaker> waker_;
   std::unique_ptr<Encoder> encoder_;
   std::atomic<bool> decoderBehind_ = false;
+  double fastestDecode_ = std::numeric_limits<double>::infinity();  // ms
   std::shared_ptr<CursorStreamer> cursor_;
 
   std::mutex frameMutex_;  // guards lastFrame_ and lastFrameTime_

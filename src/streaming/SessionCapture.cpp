@@ -25,7 +25,7 @@ constexpr int kQueueDepth = 5;
 constexpr auto kKeepAlive = 500ms;
 constexpr auto kFocusInterval = 400ms;
 constexpr auto kStillLimit = 300ms;         // without a frame the screen counts as still
-constexpr double kDecoderBehind = 50;       // ms to decode a picture: three and more are waiting
+constexpr double kDecoderBehind = 50;       // ms beyond a device's own time: three pictures wait
 constexpr double kLongestPause = 500;       // ms without a new picture
 constexpr double kNoticeableChange = 0.01;  // of the picture's area
 
@@ -133,10 +133,7 @@ void Session::captureStarted(const std::optional<std::string>& error) {
   cursor_ = std::make_shared<CursorStreamer>(
       screen_->displayID(), link_, services_.desktop.pointer(), services_.coding, services_.network,
       services_.queues.serial("tessaline.cursor"));
-  cursor_->onMove = [weak] {
-    const auto session = weak.lock();
-    if (session && session->onActivity) session->onActivity();
-  };
+  cursor_->onMove = onActivity;
   cursor_->start();
   keepAlive_ = main->every(kKeepAlive, [weak] {
     if (const auto session = weak.lock()) session->keepAliveTick();
@@ -152,7 +149,16 @@ bool Session::mayCapture() const {
 
 void Session::letDecoderCatchUp(double decodeTime) {
   // A device's decode times include what waits in front of its decoder, which nothing else bounds.
-  if (decodeTime <= kDecoderBehind || !stream_) return;
+  if (decodeTime <= 0 || !stream_) return;
+  fastestDecode_ = std::min(fastestDecode_, decodeTime);
+  if (decodeTime - fastestDecode_ <= kDecoderBehind) return;
+  {
+    // The time is an average that only new pictures change; a still screen has long caught up.
+    const std::lock_guard lock(frameMutex_);
+    const std::chrono::duration<double, std::milli> still =
+        services_.queues.main()->now() - lastFrameTime_;
+    if (still.count() > decodeTime) return;
+  }
   decoderBehind_ = true;
   const auto pause = std::chrono::duration<double, std::milli>(std::min(decodeTime, kLongestPause));
   catchUp_ = services_.queues.main()->after(std::chrono::duration_cast<Duration>(pause),

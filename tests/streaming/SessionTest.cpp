@@ -249,18 +249,28 @@ TEST_F(SessionTest, TakesAPictureOnlyWhenItCanTravelAtOnce) {
 
 TEST_F(SessionTest, LetsADecoderThatFellBehindCatchUp) {
   stream();
-  queues_.advance(500ms);
   const auto& mayDeliver = desktop_.stream->callbacks.mayDeliver;
-  link_->onProbeAck(1, 49);
-  queues_.run();
-  EXPECT_TRUE(mayDeliver());
-  queues_.advance(1s);
-  link_->onProbeAck(2, 120);
-  queues_.advance(119ms);
+  std::uint32_t probe = 0;
+  const auto report = [&](double decodeTime, bool moving) {
+    queues_.advance(probe == 0 ? 500ms : 1s);
+    if (moving) {
+      deliverFrame();
+      coding_.output(false);
+    }
+    link_->onProbeAck(++probe, decodeTime);
+    queues_.run();
+    return mayDeliver();
+  };
+  EXPECT_TRUE(report(80, true)) << "a slow decoder is not behind";
+  EXPECT_TRUE(report(129, true));
+  EXPECT_TRUE(report(300, false)) << "a still screen has caught up";
+  EXPECT_FALSE(report(140, true));
+  const int wakes = desktop_.stream->wakes;
+  queues_.advance(139ms);
   EXPECT_FALSE(mayDeliver());
   queues_.advance(1ms);
   EXPECT_TRUE(mayDeliver());
-  EXPECT_EQ(desktop_.stream->wakes, 1);
+  EXPECT_EQ(desktop_.stream->wakes, wakes + 1);
 }
 
 TEST_F(SessionTest, PingsAndProbesInTurnAndMeasures) {

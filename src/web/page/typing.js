@@ -33,7 +33,9 @@ class Typing {
       if (!event.isComposing) field.value = '';
     });
     field.addEventListener('keydown', (event) => {
-      if (event.isComposing || !namedKeys.includes(event.key)) return;
+      // 229 marks a key that belongs to a composition; Safari sends it after the composition's end.
+      const composes = event.isComposing || event.keyCode === 229;
+      if (composes || !namedKeys.includes(event.key)) return;
       event.preventDefault();
       send({ t: 'key', k: event.key });
     });

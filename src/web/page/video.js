@@ -1,12 +1,13 @@
 // H.264 to canvas with as little delay as the browser allows: a frame goes to the decoder in the
-// task that received it and to the canvas in the decoder's output callback.
+// task that received it and to the canvas in the decoder's output callback. A picture that newer
+// ones have overtaken is not shown.
 
 const frameDuration = 16667;  // µs; the decoder needs rising timestamps, not true ones
 const maxPendingTimes = 120;  // frames; older ones were dropped by the decoder
 const maxKeptFrames = 120;    // frames; two seconds are enough to learn whether a decoder works
 const averageWeight = 0.1;    // share of the newest decode time in the average
 const maxProbeTime = 65535;   // tenths of a millisecond, what 16 bits hold
-const maxFramesBehind = 1;     // newer frames in the decoder when one is still worth drawing
+const maxBacklog = 34;         // ms beyond the decoder's own latency: two frames are piling up
 const maxPaintPause = 100;     // ms; a picture that is late is better than none for longer
 const idrSlice = 5;           // NAL unit type that only key frames contain
 
@@ -67,6 +68,7 @@ class Video {
   #sentAt = new Map();
   #average = 0;       // ms
   #paintedAt = 0;     // ms
+  #fastest = Infinity;  // ms; the decoder's own latency, which some hardware has a lot of
 
   // The size of the shown picture in pixels; 0 until there is one.
   width = 0;
@@ -149,6 +151,7 @@ class Video {
     if (this.#fresh) this.#decoder = this.#create();
     const decoder = this.#decoder;
     this.#acceleration = acceleration;
+    this.#fastest = Infinity;
     try {
       decoder.configure({ ...this.#settings, hardwareAcceleration: acceleration });
     } catch (error) {
@@ -214,16 +217,17 @@ class Video {
 
   // Without graphics hardware drawing takes longer than decoding: a page that drew everything would
   // fall behind by seconds.
-  #outdated(timestamp, now) {
-    const behind = (this.#timestamp - timestamp) / frameDuration;
-    return this.width !== 0 && behind > maxFramesBehind && now - this.#paintedAt < maxPaintPause;
+  #outdated(timestamp, waited, now) {
+    if (waited > 0) this.#fastest = Math.min(this.#fastest, waited);
+    return this.width !== 0 && timestamp < this.#timestamp &&
+      waited - this.#fastest > maxBacklog && now - this.#paintedAt < maxPaintPause;
   }
 
   #paint(frame) {
     const { timestamp, displayWidth, displayHeight } = frame;
     const now = performance.now();
-    this.#measure(timestamp, now);
-    if (this.#outdated(timestamp, now)) return;
+    const waited = this.#measure(timestamp, now);
+    if (this.#outdated(timestamp, waited, now)) return;
     this.#paintedAt = now;
     if (this.#canvas.width !== displayWidth || this.#canvas.height !== displayHeight) {
       this.#canvas.width = displayWidth;
@@ -236,11 +240,13 @@ class Video {
     this.#onPicture();
   }
 
+  // How long the frame was in the decoder, ms; 0 when that is not known.
   #measure(timestamp, now) {
     const sentAt = this.#sentAt.get(timestamp);
-    if (sentAt === undefined) return;
+    if (sentAt === undefined) return 0;
     this.#sentAt.delete(timestamp);
     const time = now - sentAt;
     this.#average += this.#average === 0 ? time : averageWeight * (time - this.#average);
+    return time;
   }
 }

@@ -124,8 +124,9 @@ test('draws one picture at a time, and of a backlog only the newest', options, a
     }
     const before = await decoderLog(page);
     assert.equal(before.draws, landscape.frames.length);
+    await page.clock.resume();
     // Sent at once they wait in the decoder together, as before a page whose drawing is too slow.
-    const again = 20;
+    const again = 50;
     for (let i = 0; i < again; i++) connection.sendStream(landscape);
     await decodedAll(page, before.outputs + again * landscape.frames.length);
     const { draws } = await decoderLog(page);
