@@ -81,8 +81,8 @@ void AppDelegate::switchMode() {
   terminate(0);
 }
 
-void AppDelegate::reopen() {
-  if (terminating_) return;
+bool AppDelegate::reopen() {
+  if (terminating_) return false;
   if (screenController_) {
     screenController_->reopen();
   } else if (mainController_) {
@@ -90,6 +90,7 @@ void AppDelegate::reopen() {
   } else if (chooser_) {
     chooser_->show();
   }
+  return true;
 }
 
 void AppDelegate::terminate(int exitCode) {

@@ -68,7 +68,8 @@ class AppDelegate {
   void didFinishLaunching();
   /// Forgets the role and starts a fresh process, which asks for one.
   void switchMode();
-  void reopen();
+  /// The user started the running application once more. False while it is ending.
+  [[nodiscard]] bool reopen();
   /// Ends the role in order, then the process. The first call counts.
   void terminate(int exitCode);
 

@@ -47,7 +47,7 @@ class Application final : private AppDelegate::Outside, private ControlBus::Appl
   [[nodiscard]] std::string_view role() const override;
   [[nodiscard]] std::optional<ControlBus::Service> service() const override;
   [[nodiscard]] ApprovedDevices* approvedDevices() override;
-  void activate() override { delegate_.reopen(); }
+  [[nodiscard]] bool activate() override { return delegate_.reopen(); }
   void switchMode() override { delegate_.switchMode(); }
   void quit() override { delegate_.terminate(0); }
 

@@ -69,7 +69,10 @@ std::vector<platform::ControlRequest> ControlBus::requests() {
       {"Link", std::nullopt, without([this] { return link(); })},
       {"Allow", "device", prompt(true)},
       {"Deny", "device", prompt(false)},
-      {"Activate", std::nullopt, afterwards([this] { application_.activate(); })},
+      {"Activate", std::nullopt, without([this]() -> Result<std::string> {
+         if (!application_.activate()) return Failure{"Tessaline is ending"};
+         return std::string();
+       })},
       {"SwitchMode", std::nullopt, afterwards([this] { application_.switchMode(); })},
       {"Quit", std::nullopt, afterwards([this] { application_.quit(); })},
   };

@@ -40,7 +40,7 @@ class ControlBus {
     [[nodiscard]] virtual std::optional<Service> service() const = 0;
     /// Nothing outside the main role.
     [[nodiscard]] virtual ApprovedDevices* approvedDevices() = 0;
-    virtual void activate() = 0;
+    [[nodiscard]] virtual bool activate() = 0;
     virtual void switchMode() = 0;
     virtual void quit() = 0;
   };

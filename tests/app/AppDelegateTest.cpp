@@ -177,7 +177,7 @@ TEST_F(World, TheFirstReasonToEndCounts) {
   delegate.terminate(1);
   delegate.terminate(0);
   delegate.switchMode();
-  delegate.reopen();
+  EXPECT_FALSE(delegate.reopen()) << "whoever asked has to start anew";
   EXPECT_EQ(taken(), "main quits");
   EXPECT_EQ(AppMode::current(defaults), AppMode::main) << "an ending application switches nothing";
   quitDone();
@@ -194,7 +194,7 @@ TEST_F(World, ReopeningShowsWhatThereIs) {
         Case{"none", "chooser shows"}}) {
     AppDelegate& delegate = launch(stored);
     taken();
-    delegate.reopen();
+    EXPECT_TRUE(delegate.reopen());
     EXPECT_EQ(taken(), expected);
   }
 }
@@ -202,7 +202,7 @@ TEST_F(World, ReopeningShowsWhatThereIs) {
 TEST_F(World, ARoleThatIsNotThereYetStartsNothing) {
   impossible = {AppMode::screen};
   AppDelegate& delegate = launch("screen");
-  delegate.reopen();
+  EXPECT_TRUE(delegate.reopen());
   delegate.terminate(0);
   EXPECT_EQ(taken(), "regular, exits 0");
 }

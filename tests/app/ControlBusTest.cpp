@@ -61,7 +61,10 @@ class ControlBusTest : public testing::Test, protected ControlBus::Application {
                                {{"Anna's iPad", true, 2048, 1536}, {"Browser 192.0.2.9"}}};
   }
   ApprovedDevices* approvedDevices() override { return approved_.get(); }
-  void activate() override { did_ += "activate "; }
+  bool activate() override {
+    did_ += "activate ";
+    return true;
+  }
   void switchMode() override { did_ += "switchMode "; }
   void quit() override {
     did_ += "quit ";
