@@ -74,20 +74,29 @@ class UserDefaults::Store {
  private:
   void read() {
     std::ifstream stream(file_, std::ios::binary);
-    if (!stream) return;
+    std::error_code ignored;
+    if (!stream) {
+      if (fs::exists(file_, ignored)) setAside("cannot be read");
+      return;
+    }
     const std::string text{std::istreambuf_iterator<char>(stream), {}};
     boost::system::error_code error;
     json::value value = json::parse(text, error);
-    if (!error && value.is_object()) {
-      values_ = std::move(value.get_object());
+    if (error || !value.is_object()) {
+      setAside("does not parse");
       return;
     }
+    values_ = std::move(value.get_object());
+  }
+
+  /// Nothing that somebody may still want is overwritten.
+  void setAside(const std::string& why) const {
     const fs::path broken = file_.string() + ".broken";
-    std::error_code renameError;
-    fs::rename(file_, broken, renameError);
-    log("settings file " + file_.string() + " does not parse; " +
-        (renameError ? "it could not be set aside: " + renameError.message()
-                     : "set aside as " + broken.string()));
+    std::error_code error;
+    fs::rename(file_, broken, error);
+    log("settings file " + file_.string() + " " + why + "; " +
+        (error ? "it could not be set aside: " + error.message()
+               : "set aside as " + broken.string()));
   }
 
   void write() const {

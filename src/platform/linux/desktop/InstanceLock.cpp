@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -61,7 +62,8 @@ InstanceLock::~InstanceLock() {
 
 InstanceLock::Outcome InstanceLock::acquire(Duration limit) {
   std::error_code error;
-  std::filesystem::create_directories(file_.parent_path(), error);
+  const auto folder = file_.parent_path();
+  if (std::filesystem::create_directories(folder, error)) ::chmod(folder.c_str(), 0700);
   const int descriptor = ::open(file_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   const auto failed = [this] {
     log("the instance lock " + file_.string() + " does not work: " + std::strerror(errno));
