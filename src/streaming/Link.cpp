@@ -106,8 +106,9 @@ void Link::handle(std::uint8_t type, ByteView payload) {
     const auto id = ByteReader(payload).u32();
     // A screen does not tell how long it decodes.
     if (id && onProbeAck) onProbeAck(*id, 0);
-  } else if (type == Proto::hello) {
+  } else if (type == Proto::hello && !helloReceived_) {
     if (auto hello = Hello::decoded(payload, screenName)) {
+      helloReceived_ = true;
       main().async([weak = std::weak_ptr(self()), hello = std::move(*hello)] {
         const auto link = weak.lock();
         if (link && link->onHello) link->onHello(hello);

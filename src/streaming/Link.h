@@ -42,6 +42,7 @@ class Link final : public ConnectionLink {
 
   const std::shared_ptr<platform::Connection> connection_;
   bool ready_ = false;
+  bool helloReceived_ = false;
   std::atomic<bool> localNetworkDenied_ = false;
 };
 

@@ -22,7 +22,7 @@ class ScreenLink {
 
   virtual ~ScreenLink();
 
-  /// On the main queue, for each hello that can be read.
+  /// On the main queue, for the first hello that can be read.
   std::function<void(Hello)> onHello;
   /// On the main queue, once.
   std::function<void()> onClose;

@@ -53,8 +53,11 @@ void ApprovedDevices::ask(const Hello& hello, Completion completion) {
   });
   if (open != questions_.end()) {
     auto& completions = open->completions;
-    if (completions.size() >= kMaximumCompletions) completions.erase(completions.begin());
     completions.push_back(std::move(completion));
+    if (completions.size() <= kMaximumCompletions) return;
+    const Completion oldest = std::move(completions.front());
+    completions.erase(completions.begin());
+    oldest(false);
     return;
   }
   if (questions_.size() >= kMaximumQuestions) {

@@ -17,7 +17,7 @@ class WebLink final : public ConnectionLink {
   WebLink(std::shared_ptr<platform::WebSocketConnection> connection, platform::Network& network,
           std::shared_ptr<Queue> main);
 
-  /// The device has shown the link key: the limits for strangers end. Callable from any thread.
+  /// The device may be a screen: the limits for strangers end. Callable from any thread.
   void prove();
 
   [[nodiscard]] bool localNetworkDenied() const override { return false; }

@@ -17,7 +17,6 @@ constexpr std::string_view kKey = "webKey";
 constexpr std::size_t kKeyLength = 20;
 // Without i, l, o, 0 and 1, so that a person can read and type it.
 constexpr std::string_view kKeyAlphabet = "abcdefghjkmnpqrstuvwxyz23456789";
-constexpr auto kRestartDelay = 500ms;  // for the ports to be free again
 
 /// Takes as long for a wrong key as for the right one.
 bool sameSecret(std::string_view a, std::string_view b) {
@@ -83,14 +82,6 @@ void WebScreenServer::start() {
   });
 }
 
-void WebScreenServer::reloadTLS() {
-  queue_->async([listeners = listeners_] { *listeners = {}; });
-  changed();
-  services_.queues.main()->asyncAfter(kRestartDelay, [this_ = std::weak_ptr(self_)] {
-    if (const auto server = this_.lock()) (*server)->start();
-  });
-}
-
 void WebScreenServer::renewKey() {
   key_ = randomText(kKeyLength, kKeyAlphabet);
   defaults_.set(kKey, key_);
@@ -126,16 +117,14 @@ void WebScreenServer::accept(std::shared_ptr<platform::WebSocketConnection> conn
     const auto peer = weakLink.lock();
     if (server && peer) (*server)->approve(hello, peer, completion);
   };
-  session->onActivity = [this_] {
-    // On any queue: the callback itself is set once, before the first session.
-    if (const auto server = this_.lock(); server && (*server)->onActivity) (*server)->onActivity();
-  };
+  session->onActivity = onActivity;
   session->onStateChange = [this_] {
     if (const auto server = this_.lock()) (*server)->changed();
   };
-  session->onEnd = [this_, weak = std::weak_ptr(session)](const std::optional<std::string>&) {
+  session->onEnd = [this_, weak = std::weak_ptr(session)](std::optional<std::string> reason) {
     const auto server = this_.lock();
     const auto over = weak.lock();
+    if (over && reason) log(over->name() + ": " + *reason);
     if (server && over) (*server)->ended(*over);
   };
   sessions_.push_back(session);
@@ -152,8 +141,11 @@ void WebScreenServer::approve(const Hello& hello, const std::shared_ptr<WebLink>
     return;
   }
   unproven_->remove(*link);
-  link->prove();
-  approved_.ask(hello, completion);
+  // Until a person has allowed it a device has nothing large to say.
+  approved_.ask(hello, [weak = std::weak_ptr(link), completion](bool allowed) {
+    if (const auto peer = weak.lock(); peer && allowed) peer->prove();
+    completion(allowed);
+  });
 }
 
 void WebScreenServer::ended(const Session& session) {

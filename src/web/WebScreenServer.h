@@ -28,7 +28,7 @@ class WebScreenServer {
   WebScreenServer(SessionServices services, UserDefaults& defaults, ApprovedDevices& approved);
   ~WebScreenServer();
 
-  /// Forwarded from any session; on any queue.
+  /// Handed to each session, which calls it on any queue. Set before `start`.
   std::function<void()> onActivity;
   /// A session started, changed its state or ended. On the main queue.
   std::function<void()> onChange;
@@ -37,8 +37,6 @@ class WebScreenServer {
 
   /// Starts both listeners. A port that is in use costs one log line and that listener only.
   void start();
-  /// Reads the identity again and restarts the listeners with it.
-  void reloadTLS();
   /// Makes a new link: the old one and its QR code stop working and every session ends.
   void renewKey();
   /// Ends every session politely.

@@ -25,11 +25,13 @@ class FakeAnyConnection : public Interface,
   bool taking = true;
   bool denied = false;
   bool cancelled = false;
+  bool ignoresCancel = false;
   std::optional<platform::Endpoint> peer = platform::Endpoint{"192.0.2.7", 50000};
 
   const std::shared_ptr<Queue>& queue() const override { return queue_; }
   void start(typename Interface::StateHandler handler) override { handler_ = std::move(handler); }
   void cancel() override {
+    if (ignoresCancel) return;
     queue_->async([self = this->shared_from_this()] {
       self->cancelled = true;
       self->report(platform::ConnectionState::cancelled);

@@ -5,8 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "protocol/Proto.h"
-#include "support/FakeConnection.h"
-#include "support/FakePlatform.h"
+#include "support/BrowserNetwork.h"
 #include "support/TemporaryFolder.h"
 #include "support/VirtualQueues.h"
 
@@ -15,39 +14,13 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// A network whose browsers are the test's.
-class BrowserNetwork final : public test::FakeNetwork {
- public:
-  struct Port final : platform::Listener {
-    std::uint16_t port() const override { return 7791; }
-  };
-  Accept<platform::WebSocketConnection> accept;
-  QueueMaker queues;
-  std::shared_ptr<Queue> listenerQueue;
-
-  Result<std::unique_ptr<platform::Listener>> listenWebSocket(
-      const platform::ListenerParameters&, std::shared_ptr<Queue> queue, QueueMaker maker,
-      Accept<platform::WebSocketConnection> deliver) override {
-    accept = std::move(deliver);
-    queues = std::move(maker);
-    listenerQueue = std::move(queue);
-    return std::unique_ptr<platform::Listener>(std::make_unique<Port>());
-  }
-};
-
 class WebScreenServerTest : public testing::Test {
  protected:
   WebScreenServerTest() {
     server_->start();
     queues_.run();
   }
-  std::shared_ptr<test::FakeWebSocket> browse() {
-    auto socket = std::make_shared<test::FakeWebSocket>(network_.queues());
-    network_.listenerQueue->sync([&] { network_.accept(socket); });
-    queues_.run();
-    socket->report(platform::ConnectionState::ready);
-    return socket;
-  }
+  std::shared_ptr<test::FakeWebSocket> browse() { return network_.browse(queues_); }
   void hello(test::FakeWebSocket& socket, const std::string& key, const std::string& id = "i") {
     socket.say(R"({"w":800,"h":600,"name":"iPad","key":")" + key + R"(","id":")" + id + "\"}");
     queues_.run();
@@ -59,7 +32,7 @@ class WebScreenServerTest : public testing::Test {
   test::VirtualQueues queues_;
   test::FakeDesktop desktop_;
   test::FakeCoding coding_;
-  BrowserNetwork network_;
+  test::BrowserNetwork network_;
   test::TemporaryFolder folder_;
   UserDefaults defaults_{folder_.path() / "defaults.json"};
   ApprovedDevices approved_{defaults_};

@@ -135,6 +135,7 @@ testApplication('sizes that cannot be end that session with its reason, and no o
   for (const [w, h] of sides) {
     await conversation(JSON.stringify({ w, h, scale: 1, key, id, name: 'Odd' }));
   }
+  assert.match(application.log, /Odd.*: Could not create the virtual display\./);
   await desktop.awaitExtraMonitors(size);
   await expectUndisturbed(visitor);
 });
