@@ -61,6 +61,7 @@ class WebSocketTest : public Loopback {
     error_code error;
     const auto answer = readToEnd(peer, error);
     EXPECT_EQ(error, asio::error::eof);
+    peer.close();
     EXPECT_TRUE(server_->reached(State::failed));
     EXPECT_THAT(server_->states, ElementsAre(State::preparing, State::failed));
     return {answer.begin(), answer.end()};
@@ -129,6 +130,37 @@ TEST_F(WebSocketTest, RequestsThatAreNoUpgradeGetAnHttpAnswer) {
   EXPECT_THAT(answerTo(upgrade + "Sec-WebSocket-Version: 8\r\nSec-WebSocket-Key: "
                                  "dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n"),
               StartsWith("HTTP/1.1 4"));
+}
+
+TEST_F(WebSocketTest, RefusedPeerThatStaysIsItsOwnersUntilItIsDrainedOrCancelled) {
+  const std::string noKey =
+      "GET / HTTP/1.1\r\nHost: x\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n\r\n";
+  for (const std::string& request : {std::string("GET / HTTP/1.1\r\n\r\n"), noKey}) {
+    for (const bool cancels : {true, false}) {
+      auto peer = client(*listener_);
+      server_ = webSockets_.next();
+      server_->start();
+      asio::write(peer, asio::buffer(request));
+      error_code error;
+      EXPECT_FALSE(readToEnd(peer, error).empty());
+      asio::write(peer, asio::buffer(*pattern(100'000)));
+      server_->connection->queue()->sync([] {});
+      EXPECT_THAT(server_->states, ElementsAre(State::preparing));
+
+      const auto final = cancels ? State::cancelled : State::failed;
+      if (cancels) {
+        server_->connection->cancel();
+        EXPECT_TRUE(server_->reached(final));
+      }
+      // A closed socket answers a byte with a reset; an open one takes what it may.
+      const auto more = pattern(cancels ? 1 : 100'000);
+      error.clear();
+      for (int i = 0; i < 1000 && !error; ++i) asio::write(peer, asio::buffer(*more), error);
+      EXPECT_TRUE(error);
+      EXPECT_TRUE(server_->reached(final));
+      EXPECT_THAT(server_->states, ElementsAre(State::preparing, final));
+    }
+  }
 }
 
 TEST_F(WebSocketTest, OversizedMessagesCloseWithTheirOwnCode) {

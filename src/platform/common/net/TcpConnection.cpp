@@ -43,13 +43,6 @@ std::shared_ptr<Connection> TcpConnection::accepted(tcp::socket socket,
   return makeConnectionHandle<Connection>(std::move(connection));
 }
 
-void TcpConnection::answerAndFinish(tcp::socket socket, SharedBytes answer) {
-  const auto connection = std::make_shared<TcpConnection>(std::move(socket));
-  connection->ready_ = true;
-  connection->send({std::move(answer)}, {});
-  connection->finish();
-}
-
 TcpConnection::TcpConnection(tcp::socket socket)
     : executor_(socket.get_executor()),
       socket_(std::move(socket)),
@@ -252,7 +245,7 @@ void TcpConnection::later(std::function<void()> work) {
 }
 
 void TcpConnection::assertCurrent() const {
-  if (queue_) queue_->assertCurrent();
+  queue_->assertCurrent();
 }
 
 }  // namespace tessaline::platform

@@ -23,8 +23,6 @@ class TcpConnection final : public Connection, public std::enable_shared_from_th
   /// `socket` lives on the executor of `queue`.
   static std::shared_ptr<Connection> accepted(boost::asio::ip::tcp::socket socket,
                                               std::shared_ptr<Queue> queue);
-  /// Writes `answer` (or nothing) to a connected socket and ends the stream as `finish` does.
-  static void answerAndFinish(boost::asio::ip::tcp::socket socket, SharedBytes answer);
 
   explicit TcpConnection(boost::asio::ip::tcp::socket socket);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <boost/asio/post.hpp>
+#include <boost/asio/write.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
@@ -12,7 +13,6 @@
 #include "base/AsioQueue.h"
 #include "platform/common/net/Addresses.h"
 #include "platform/common/net/ConnectionHandle.h"
-#include "platform/common/net/TcpConnection.h"
 
 namespace tessaline::platform {
 
@@ -25,10 +25,15 @@ using boost::system::error_code;
 namespace {
 // The whole request of an honest browser is below 2 KiB.
 constexpr std::uint32_t kRequestBytes = 8 * 1024;
-// From the start to the upgrade; also how long an orderly end may take.
+// From the start to the upgrade or to the end of a refusal; also how long an orderly end may take.
 constexpr auto kHandshakeLimit = std::chrono::seconds(10);
 // Bytes of one message until the owner knows the peer and allows more.
 constexpr std::size_t kFirstMaximumMessage = std::size_t{64} * 1024;
+
+// How much of what a refused peer still sends is read to let it take its answer: more than any
+// honest request, less than a nuisance.
+constexpr std::size_t kDropBytes = std::size_t{2} * 1024 * 1024;
+constexpr std::size_t kDropBuffer = std::size_t{16} * 1024;  // bytes
 
 constexpr std::string_view kBadRequest = "400 Bad Request\r\n";
 constexpr std::string_view kUpgradeRequired =
@@ -101,12 +106,41 @@ void WebSocketServerConnection::onRequest(const error_code& error) {
 }
 
 void WebSocketServerConnection::refuse(std::string_view statusAndHeaders) {
-  std::string answer = "HTTP/1.1 ";
-  answer += statusAndHeaders;
-  answer += "Content-Length: 0\r\nConnection: close\r\n\r\n";
-  TcpConnection::answerAndFinish(std::move(stream_.next_layer()),
-                                 std::make_shared<const Bytes>(answer.begin(), answer.end()));
-  end(ConnectionState::failed);
+  const auto answer = std::make_shared<std::string>("HTTP/1.1 ");
+  *answer += statusAndHeaders;
+  *answer += "Content-Length: 0\r\nConnection: close\r\n\r\n";
+  asio::async_write(stream_.next_layer(), asio::buffer(*answer),
+                    [self = shared_from_this(), answer](const error_code& error, std::size_t) {
+                      if (self->reporter_.ended()) return;
+                      if (error) {
+                        self->end(ConnectionState::failed);
+                      } else {
+                        self->finishRefusal();
+                      }
+                    });
+}
+
+// No state is reported until the peer is done with its answer: the owner counts the connection, and
+// can cancel it, for as long as it holds a descriptor. `handshakeLimit_` bounds the time.
+void WebSocketServerConnection::finishRefusal() {
+  error_code ignored;
+  stream_.next_layer().shutdown(tcp::socket::shutdown_send, ignored);
+  incoming_.resize(kDropBuffer);
+  drop();
+}
+
+void WebSocketServerConnection::drop() {
+  stream_.next_layer().async_read_some(
+      asio::buffer(incoming_),
+      [self = shared_from_this()](const error_code& error, std::size_t count) {
+        if (self->reporter_.ended()) return;
+        self->droppedBytes_ += count;
+        if (error || self->droppedBytes_ > kDropBytes) {
+          self->end(ConnectionState::failed);
+        } else {
+          self->drop();
+        }
+      });
 }
 
 void WebSocketServerConnection::upgrade() {
@@ -114,8 +148,7 @@ void WebSocketServerConnection::upgrade() {
     if (self->reporter_.ended()) return;
     if (error) {
       // The library has answered a request that is no proper upgrade.
-      TcpConnection::answerAndFinish(std::move(self->stream_.next_layer()), nullptr);
-      self->end(ConnectionState::failed);
+      self->finishRefusal();
       return;
     }
     self->open_ = true;

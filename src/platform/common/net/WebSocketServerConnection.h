@@ -52,6 +52,8 @@ class WebSocketServerConnection final
   void begin();
   void onRequest(const boost::system::error_code& error);
   void refuse(std::string_view statusAndHeaders);
+  void finishRefusal();
+  void drop();
   void upgrade();
   void writeNext();
   void readMessage();
@@ -70,7 +72,8 @@ class WebSocketServerConnection final
   StateReporter reporter_;
   SendQueue sends_;
   std::function<void(std::optional<Message>)> receive_;
-  Bytes incoming_;
+  Bytes incoming_;                // the message being read, or what a refused peer still sends
+  std::size_t droppedBytes_ = 0;  // by a refusal
   std::optional<MessageBuffer> incomingBuffer_;  // over incoming_, while a message is read
   bool open_ = false;
 };
