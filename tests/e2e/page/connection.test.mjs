@@ -259,10 +259,13 @@ test('a newer page replaces this one, starts, and still obeys a stop', options, 
     await panelBecomes(page, lostLines);
     await page.clock.runFor(2000);
     await page.waitForURL(`http://${computer.address}:7790/?auto=1#k=${linkKey}`);
-    // The old page's connection may or may not have come first.
-    let connection = await greeted(computer);
-    if (connection.socket.readyState !== connection.socket.OPEN || computer.waitingConnections > 0) {
-      connection = await greeted(computer);
+    // The old page may have connected once more before it went, with or without a hello.
+    let connection;
+    for (let hello = null; !hello || computer.waitingConnections > 0;) {
+      connection = await computer.nextConnection();
+      const silence = connection.closed.then(() => null);
+      hello = await Promise.race([connection.next('hello').catch(() => null), silence]);
+      if (connection.socket.readyState !== connection.socket.OPEN) hello = null;
     }
     connection.send(type.bye);
     await panelBecomes(page, startLines);
