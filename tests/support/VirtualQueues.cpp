@@ -86,6 +86,13 @@ class VirtualQueues::VirtualQueue final : public Queue {
 
 VirtualQueues::VirtualQueues() : schedule_(std::make_shared<Schedule>()), main_(serial("main")) {}
 
+VirtualQueues::~VirtualQueues() {
+  // What still waits holds its queue, which holds what waits.
+  while (!schedule_->due.empty()) {
+    const auto forgotten = std::exchange(schedule_->due, {});
+  }
+}
+
 std::shared_ptr<Queue> VirtualQueues::serial(std::string label) {
   return std::make_shared<VirtualQueue>(std::move(label), schedule_);
 }

@@ -14,6 +14,7 @@ namespace tessaline::test {
 class VirtualQueues final : public Queues {
  public:
   VirtualQueues();
+  ~VirtualQueues() override;
 
   std::shared_ptr<Queue> serial(std::string label) override;
   std::shared_ptr<Queue> thread(std::string label) override { return serial(std::move(label)); }
