@@ -80,11 +80,17 @@ class AsioTimer final : public Timer::State, public std::enable_shared_from_this
 
 }  // namespace
 
+/// An io_context that can be told to forget what waits in it before it is destroyed.
+class ForgettingContext : public asio::io_context {
+ public:
+  using execution_context::shutdown;
+};
+
 /// An io_context and the threads that run it.
 class AsioQueues::Runner {
  public:
   Runner(const std::string& label, int threads)
-      : context_(std::make_shared<asio::io_context>()), work_(asio::make_work_guard(*context_)) {
+      : context_(std::make_shared<ForgettingContext>()), work_(asio::make_work_guard(*context_)) {
     for (int i = 0; i < threads; ++i) {
       threads_.emplace_back([context = context_, label] {
         nameThisThread(label);
@@ -109,10 +115,13 @@ class AsioQueues::Runner {
     threads_.clear();
   }
 
+  /// Once stopped: what waits holds its queue, which holds this.
+  void forget() { context_->shutdown(); }
+
   asio::io_context& context() { return *context_; }
 
  private:
-  const std::shared_ptr<asio::io_context> context_;  // shared with the threads, which outlive stop
+  const std::shared_ptr<ForgettingContext> context_;  // shared with the threads, which outlive stop
   asio::executor_work_guard<asio::io_context::executor_type> work_;
   std::vector<std::thread> threads_;
 };
@@ -161,6 +170,7 @@ AsioQueues::AsioQueues(std::shared_ptr<Queue> main)
 
 AsioQueues::~AsioQueues() {
   pool_->stop();
+  pool_->forget();
 }
 
 std::shared_ptr<Queue> AsioQueues::serial(std::string label) {
