@@ -1,5 +1,6 @@
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -17,6 +18,14 @@ namespace tessaline::platform {
 struct Endpoint {
   std::string host;
   std::uint16_t port = 0;
+};
+
+/// A service as discovery names it. Where it is gets resolved anew at each connection.
+struct ServiceEndpoint {
+  std::string name;
+  std::string type;
+  std::string domain;
+  auto operator<=>(const ServiceEndpoint&) const = default;
 };
 
 enum class ConnectionState {
