@@ -51,8 +51,13 @@ bool ConnectionLink::send(std::uint8_t type, SharedBytes payload) {
   const std::size_t size = totalSize(parts);
   {
     const std::lock_guard lock(mutex_);
-    if (closed_ || inflight_ > kBudget) return false;
+    if (closed_ || inflight_ > kBudget) {
+      ++counters_.dropped;
+      return false;
+    }
     inflight_ += size;
+    counters_.bytes += size;
+    if (type == Proto::frame) ++counters_.frames;
   }
   queue().async([weak = weak_from_this(), parts = std::move(parts), size] {
     const auto link = weak.lock();
@@ -75,6 +80,11 @@ void ConnectionLink::released(std::size_t bytes) {
 std::size_t ConnectionLink::unsentBytes() const {
   const std::lock_guard lock(mutex_);
   return inflight_;
+}
+
+ScreenLink::Counters ConnectionLink::counters() const {
+  const std::lock_guard lock(mutex_);
+  return counters_;
 }
 
 bool ConnectionLink::closed() const {

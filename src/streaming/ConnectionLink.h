@@ -13,7 +13,7 @@ namespace tessaline {
 
 /// What every link over a connection does alike: the byte budget that makes a slow network drop
 /// whole messages instead of building delay, closing exactly once, the goodbye. Lives on its
-/// connection's queue; `send`, `stop` and `unsentBytes` are callable from any thread.
+/// connection's queue; `send`, `stop`, `unsentBytes` and `counters` are callable from any thread.
 class ConnectionLink : public ScreenLink, public std::enable_shared_from_this<ConnectionLink> {
  public:
   /// A message is dropped while more than this is unsent. The test comes before the message is
@@ -28,6 +28,7 @@ class ConnectionLink : public ScreenLink, public std::enable_shared_from_this<Co
   using ScreenLink::send;
   bool send(std::uint8_t type, SharedBytes payload) override;
   [[nodiscard]] std::size_t unsentBytes() const override;
+  [[nodiscard]] Counters counters() const override;
   [[nodiscard]] std::optional<std::string> remoteHost() const override;
 
  protected:
@@ -60,6 +61,7 @@ class ConnectionLink : public ScreenLink, public std::enable_shared_from_this<Co
   mutable std::mutex mutex_;  // guards what follows
   std::size_t inflight_ = 0;  // bytes handed to the connection and not yet taken by the network
   bool closed_ = false;
+  Counters counters_;
 };
 
 }  // namespace tessaline

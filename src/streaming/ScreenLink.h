@@ -20,6 +20,13 @@ class ScreenLink {
   /// An input message of a browser device: a JSON object with a key "t".
   using Input = boost::json::object;
 
+  /// What became of the messages given to `send`, since the link was made.
+  struct Counters {
+    std::uint64_t frames = 0;   ///< queued pictures
+    std::uint64_t bytes = 0;    ///< queued, of all messages with their headers
+    std::uint64_t dropped = 0;  ///< messages
+  };
+
   virtual ~ScreenLink();
 
   /// On the main queue, for the first hello that can be read.
@@ -53,6 +60,8 @@ class ScreenLink {
 
   /// Bytes queued here that the network has not taken yet. Callable from any thread.
   [[nodiscard]] virtual std::size_t unsentBytes() const = 0;
+  /// Callable from any thread.
+  [[nodiscard]] virtual Counters counters() const = 0;
 };
 
 }  // namespace tessaline

@@ -43,6 +43,7 @@ class FakeLink final : public ScreenLink {
     return true;
   }
   std::size_t unsentBytes() const override { return unsent; }
+  Counters counters() const override { return {}; }
 
   [[nodiscard]] std::vector<Bytes> payloads(std::uint8_t type) const {
     std::vector<Bytes> found;
