@@ -14,6 +14,9 @@ constexpr auto kGoodbyeLimit = 1s;
 
 }  // namespace
 
+Controller::Controller(ControllerServices services, UserDefaults& defaults)
+    : Controller(services.session, defaults) {}
+
 Controller::Controller(SessionServices services, UserDefaults& defaults)
     : main_(services.queues.main()),
       defaults_(defaults),
@@ -58,6 +61,79 @@ void Controller::finishQuitAfter(Duration delay) {
 int Controller::bitrate() const {
   const std::int64_t stored = defaults_.integer("bitrate").value_or(kDefaultBitrate);
   return static_cast<int>(stored < 1 ? kDefaultBitrate : std::min(stored, kHighestBitrate));
+}
+
+// The operations below wait for what they stand on.
+
+void Controller::toggleStreaming() {}
+
+bool Controller::connect(const std::string& name) {
+  return receivers().contains(name);
+}
+
+void Controller::connect(const std::string&, const platform::ServiceEndpoint&) {}
+
+void Controller::autoConnect() {}
+
+void Controller::disconnect() {}
+
+void Controller::showOnboarding() {}
+
+void Controller::finishOnboarding() {}
+
+void Controller::requestScreenPermission() {}
+
+const std::map<std::string, platform::ServiceEndpoint>& Controller::receivers() const {
+  static const std::map<std::string, platform::ServiceEndpoint> none;
+  return none;
+}
+
+bool Controller::localNetworkDenied() const {
+  return false;
+}
+
+bool Controller::localNetworkOK() const {
+  return false;
+}
+
+bool Controller::browsing() const {
+  return false;
+}
+
+std::optional<std::string> Controller::lastReceiver() const {
+  return defaults_.string("lastReceiver");
+}
+
+void Controller::setLastReceiver(const std::optional<std::string>& name) {
+  if (name) {
+    defaults_.set("lastReceiver", *name);
+  } else {
+    defaults_.remove("lastReceiver");
+  }
+}
+
+bool Controller::cutAirDrop() const {
+  return defaults_.boolean("cutAirDrop").value_or(true);
+}
+
+void Controller::setCutAirDrop(bool cut) {
+  defaults_.set("cutAirDrop", cut);
+}
+
+bool Controller::smartAirDrop() const {
+  return defaults_.boolean("smartAirDrop").value_or(true);
+}
+
+void Controller::setSmartAirDrop(bool smart) {
+  defaults_.set("smartAirDrop", smart);
+}
+
+StatusMenu Controller::statusMenu() {
+  return {};
+}
+
+SetupAssistant Controller::setupAssistant() {
+  return {};
 }
 
 bool Controller::live() const {
