@@ -108,13 +108,8 @@ std::string_view Application::role() const {
   return mode ? mode->text() : "none";
 }
 
-std::optional<ControlBus::Service> Application::service() const {
-  if (!mainRole_) return std::nullopt;
-  return mainRole_->service();
-}
-
-ApprovedDevices* Application::approvedDevices() {
-  return mainRole_ ? &mainRole_->controller().approvedDevices() : nullptr;
+std::string Application::screenStatus() const {
+  return {};
 }
 
 void Application::changed() {

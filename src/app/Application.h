@@ -45,8 +45,8 @@ class Application final : private AppDelegate::Outside, private ControlBus::Appl
   void exit(int code) override;
 
   [[nodiscard]] std::string_view role() const override;
-  [[nodiscard]] std::optional<ControlBus::Service> service() const override;
-  [[nodiscard]] ApprovedDevices* approvedDevices() override;
+  [[nodiscard]] ControlBus::Main* mainRole() override { return mainRole_; }
+  [[nodiscard]] std::string screenStatus() const override;
   [[nodiscard]] bool activate() override { return delegate_.reopen(); }
   void switchMode() override { delegate_.switchMode(); }
   void quit() override { delegate_.terminate(0); }

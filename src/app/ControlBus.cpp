@@ -13,11 +13,23 @@ namespace {
 
 namespace json = boost::json;
 
+constexpr std::string_view kNoMainRole = "This computer is not a main Mac.";
+
+json::object measurementsObject(const ControlBus::Measurements& measurements) {
+  return {{"latencyMedian", measurements.latencyMedian},
+          {"latency95th", measurements.latency95th},
+          {"decodeTime", measurements.decodeTime},
+          {"frames", measurements.frames},
+          {"bytes", measurements.bytes},
+          {"dropped", measurements.droppedMessages}};
+}
+
 json::object screenObject(const ControlBus::Screen& screen) {
   return {{"name", screen.name},
           {"streaming", screen.streaming},
           {"width", screen.width},
-          {"height", screen.height}};
+          {"height", screen.height},
+          {"measurements", measurementsObject(screen.measurements)}};
 }
 
 json::object promptObject(const ApprovedDevices::Prompt& prompt) {
@@ -49,8 +61,15 @@ std::string localLink(const ControlBus::Service& service) {
 
 std::vector<platform::ControlRequest> ControlBus::requests() {
   using Answer = platform::ControlRequest::Answer;
-  const auto without = [](auto command) {
-    return [command](const std::string&, const Answer& answer) { answer(command()); };
+  // What only the main role can do.
+  const auto main = [this](auto command) {
+    return [this, command](const std::string& argument, const Answer& answer) {
+      if (Main* role = application_.mainRole()) {
+        answer(command(*role, argument));
+      } else {
+        answer(Failure{std::string(kNoMainRole)});
+      }
+    };
   };
   // The answer goes first: a command that ends the application ends the bus with it.
   const auto afterwards = [](auto command) {
@@ -64,15 +83,32 @@ std::vector<platform::ControlRequest> ControlBus::requests() {
       answer(answerPrompt(device, allow));
     };
   };
+  using Text = Result<std::string>;
   return {
-      {"Status", std::nullopt, without([this]() -> Result<std::string> { return status(); })},
-      {"Link", std::nullopt, without([this] { return link(); })},
-      {"Allow", "device", prompt(true)},
-      {"Deny", "device", prompt(false)},
-      {"Activate", std::nullopt, without([this]() -> Result<std::string> {
-         if (!application_.activate()) return Failure{"Tessaline is ending"};
+      {"Status", std::nullopt,
+       [this](const std::string&, const Answer& answer) { answer(status()); }},
+      {"Link", std::nullopt,
+       main([](Main& role, const std::string&) -> Text { return role.service().link; })},
+      {"Start", "name",
+       main([](Main& role, const std::string& name) { return role.startScreen(name); })},
+      {"Stop", std::nullopt, main([](Main& role, const std::string&) -> Text {
+         role.stopScreens();
          return std::string();
        })},
+      {"Allow", "device", prompt(true)},
+      {"Deny", "device", prompt(false)},
+      {"Forget", std::nullopt, main([](Main& role, const std::string&) -> Text {
+         const auto count = role.approvedDevices().all().size();
+         role.approvedDevices().forgetAll();
+         return std::to_string(count);
+       })},
+      {"Bitrate", "bitsPerSecond",
+       main([this](Main&, const std::string& wanted) { return bitrate(wanted); })},
+      {"Activate", std::nullopt,
+       [this](const std::string&, const Answer& answer) {
+         answer(application_.activate() ? Text(std::string())
+                                        : Text(Failure{"Tessaline is ending"}));
+       }},
       {"SwitchMode", std::nullopt, afterwards([this] { application_.switchMode(); })},
       {"Quit", std::nullopt, afterwards([this] { application_.quit(); })},
   };
@@ -80,30 +116,45 @@ std::vector<platform::ControlRequest> ControlBus::requests() {
 
 std::string ControlBus::status() const {
   json::object status{{"role", application_.role()}};
-  if (const auto service = application_.service()) {
-    status["link"] = service->link;
-    if (!service->encrypted) status["localLink"] = localLink(*service);
-    status["encrypted"] = service->encrypted;
-    json::array screens;
-    for (const auto& screen : service->screens) screens.push_back(screenObject(screen));
-    status["screens"] = std::move(screens);
-  }
   json::array pending;
-  if (const auto* devices = application_.approvedDevices()) {
-    for (const auto& prompt : devices->pending()) pending.push_back(promptObject(prompt));
+  if (Main* role = application_.mainRole()) {
+    const Service service = role->service();
+    status["status"] = service.statusText;
+    status["link"] = service.link;
+    if (!service.encrypted) status["localLink"] = localLink(service);
+    status["encrypted"] = service.encrypted;
+    status["bitrate"] = role->bitrate();
+    json::array screens;
+    for (const auto& screen : service.screens) screens.push_back(screenObject(screen));
+    status["screens"] = std::move(screens);
+    status["computers"] = json::array(service.computers.begin(), service.computers.end());
+    for (const auto& prompt : role->approvedDevices().pending()) {
+      pending.push_back(promptObject(prompt));
+    }
+  } else if (const auto text = application_.screenStatus(); !text.empty()) {
+    status["status"] = text;
   }
   status["pending"] = std::move(pending);
   return json::serialize(status);
 }
 
-Result<std::string> ControlBus::link() const {
-  if (const auto service = application_.service()) return service->link;
-  return Failure{"There is no link: this computer is not a main Mac."};
+Result<std::string> ControlBus::bitrate(const std::string& wanted) {
+  Main& role = *application_.mainRole();
+  if (!wanted.empty()) {
+    int bits = 0;
+    const auto [rest, error] = std::from_chars(wanted.data(), wanted.data() + wanted.size(), bits);
+    if (error != std::errc() || rest != wanted.data() + wanted.size() || bits < 1) {
+      return Failure{"A bit rate is a whole number of bits per second, 25000000 say."};
+    }
+    role.setBitrate(bits);
+  }
+  return std::to_string(role.bitrate());
 }
 
 Result<std::string> ControlBus::answerPrompt(const std::string& device, bool allow) {
-  ApprovedDevices* devices = application_.approvedDevices();
-  const auto pending = devices ? devices->pending() : std::vector<ApprovedDevices::Prompt>();
+  Main* role = application_.mainRole();
+  const auto pending =
+      role ? role->approvedDevices().pending() : std::vector<ApprovedDevices::Prompt>();
   if (pending.empty()) return Failure{"No device is asking."};
   auto found = pending.begin();
   if (device.empty()) {
@@ -116,7 +167,7 @@ Result<std::string> ControlBus::answerPrompt(const std::string& device, bool all
     if (found == pending.end()) return Failure{"No such device is asking."};
   }
   const std::string name = found->deviceName;
-  devices->answer(found->id, allow);
+  role->approvedDevices().answer(found->id, allow);
   return name;
 }
 

@@ -1,11 +1,10 @@
 #pragma once
 
 #include <memory>
-#include <vector>
+#include <string>
 
 #include "app/AppDelegate.h"
 #include "app/ControlBus.h"
-#include "base/Observers.h"
 #include "base/Queue.h"
 #include "base/UserDefaults.h"
 #include "control/Controller.h"
@@ -15,9 +14,10 @@
 
 namespace tessaline {
 
-/// The main role as the delegate runs it: the controller, and the parts of the system that it works
-/// with, which it outlives. Lives on the main queue; owned by the delegate.
-class MainRole final : public AppDelegate::Role {
+/// The main role as the delegate runs it and as the control bus steers it: the controller, and the
+/// parts of the system that it works with, which outlive it. Lives on the main queue; owned by the
+/// delegate.
+class MainRole final : public AppDelegate::Role, public ControlBus::Main {
  public:
   struct System {
     std::unique_ptr<platform::DesktopEnvironment> desktop;
@@ -34,10 +34,19 @@ class MainRole final : public AppDelegate::Role {
   void reopen() override;
   void quit(std::function<void()> done) override;
 
-  [[nodiscard]] ControlBus::Service service() const;
+  [[nodiscard]] ControlBus::Service service() const override;
+  [[nodiscard]] ApprovedDevices& approvedDevices() override {
+    return controller_.approvedDevices();
+  }
+  [[nodiscard]] Result<std::string> startScreen(const std::string& name) override;
+  void stopScreens() override;
+  [[nodiscard]] int bitrate() const override { return controller_.bitrate(); }
+  void setBitrate(int bitsPerSecond) override;
+
   [[nodiscard]] Controller& controller() { return controller_; }
 
  private:
+  UserDefaults& defaults_;
   const System system_;
   mutable Controller controller_;  // its accessors are not const
 };

@@ -21,7 +21,9 @@ using test::Program;
 using testing::HasSubstr;
 
 /// A running application without its screens: real approvals, real bus, the real tessalinectl.
-class ControlBusTest : public testing::Test, protected ControlBus::Application {
+class ControlBusTest : public testing::Test,
+                       protected ControlBus::Application,
+                       protected ControlBus::Main {
  protected:
   void SetUp() override {
     if (!test::SessionBus::available()) GTEST_SKIP() << "dbus-daemon is not installed";
@@ -53,14 +55,27 @@ class ControlBusTest : public testing::Test, protected ControlBus::Application {
   void onMain(const Queue::Work& work) { queues_.main()->sync(work); }
 
   std::string_view role() const override { return role_; }
-  std::optional<ControlBus::Service> service() const override {
-    if (role_ != "main") return std::nullopt;
-    return ControlBus::Service{"http://192.0.2.1:7790/#k=abc",
-                               "abc",
-                               false,
-                               {{"Anna's iPad", true, 2048, 1536}, {"Browser 192.0.2.9"}}};
+  ControlBus::Main* mainRole() override { return role_ == "main" ? this : nullptr; }
+  std::string screenStatus() const override { return {}; }
+  ControlBus::Service service() const override {
+    ++asked_;
+    const ControlBus::Measurements measured{12.5, 30.25, 2, 600 * asked_, 1'000'000 * asked_, 3};
+    return {"http://192.0.2.1:7790/#k=abc",
+            "abc",
+            false,
+            {{"Anna's iPad", true, 2048, 1536, measured}, {"Browser 192.0.2.9", false, 0, 0, {}}},
+            {"Anna's iMac", "Büro\033[31m"},
+            "Live on Anna's iPad"};
   }
-  ApprovedDevices* approvedDevices() override { return approved_.get(); }
+  ApprovedDevices& approvedDevices() override { return *approved_; }
+  Result<std::string> startScreen(const std::string& name) override {
+    if (name == "nobody") return Failure{"There is no such screen."};
+    did_ += "start<" + name + "> ";
+    return name.empty() ? "Anna's iMac" : name;
+  }
+  void stopScreens() override { did_ += "stop "; }
+  int bitrate() const override { return bitrate_; }
+  void setBitrate(int bitsPerSecond) override { bitrate_ = bitsPerSecond; }
   bool activate() override {
     did_ += "activate ";
     return true;
@@ -104,6 +119,8 @@ class ControlBusTest : public testing::Test, protected ControlBus::Application {
   AsioQueues queues_;
   std::string role_ = "main";
   std::string did_;
+  mutable std::uint64_t asked_ = 0;
+  int bitrate_ = 25'000'000;
   std::string answers_;
   std::unique_ptr<ApprovedDevices> approved_;
   Subscription subscription_;
@@ -133,8 +150,47 @@ TEST_F(ControlBusTest, TellsLinkAndStatus) {
   EXPECT_EQ(human.find('\033'), std::string::npos) << "a device's name reached the terminal raw";
 }
 
+TEST_F(ControlBusTest, SteersTheMainRole) {
+  using Reply = std::pair<int, std::string>;
+  EXPECT_EQ(ctl({"screens"}), Reply(0, "Anna's iMac\nBüro?[31m\n"));
+  EXPECT_EQ(ctl({"start"}), Reply(0, "connecting to Anna's iMac\n"));
+  EXPECT_EQ(ctl({"start", "Büro 2"}), Reply(0, "connecting to Büro 2\n"));
+  EXPECT_EQ(ctl({"start", "nobody"}), Reply(1, "There is no such screen.\n"));
+  EXPECT_EQ(ctl({"stop"}).first, 0);
+  onMain([this] {
+    EXPECT_EQ(did_, "start<> start<Büro 2> stop ");
+    approved_->add("id", "Anna");
+  });
+  EXPECT_EQ(ctl({"forget"}), Reply(0, "forgotten: 1 allowed screens\n"));
+  onMain([this] { EXPECT_FALSE(approved_->contains("id")); });
+
+  EXPECT_EQ(ctl({"bitrate", "8000000"}), Reply(0, "8000000\n"));
+  for (const char* wrong : {"0", "-1", "8M", "99999999999", " 1"}) {
+    EXPECT_EQ(ctl({"bitrate", wrong}).first, 1) << wrong;
+  }
+  EXPECT_EQ(ctl({"bitrate"}), Reply(0, "8000000\n"));
+
+  Program watch({TESSALINECTL, "watch"});
+  ASSERT_TRUE(watch.waitFor("Anna's iPad")) << watch.output();
+  EXPECT_THAT(watch.output(), HasSubstr("12.5 ms  30.2 ms   2.0 ms"));
+  stop();
+  EXPECT_EQ(watch.wait(), 3);
+}
+
+TEST_F(ControlBusTest, CompletesItsCommandsAndTheNamesOfScreens) {
+  Program bash(
+      {"bash", "-c",
+       "PATH=$(dirname " TESSALINECTL "):$PATH; source <(tessalinectl completion bash);"
+       "COMP_WORDS=(tessalinectl st) COMP_CWORD=1; _tessalinectl; echo \"${COMPREPLY[*]}\";"
+       "COMP_WORDS=(tessalinectl start An) COMP_CWORD=2; _tessalinectl;"
+       "eval \"set -- ${COMPREPLY[*]}\"; echo \"$1\""});
+  EXPECT_EQ(bash.wait(), 0);
+  EXPECT_EQ(bash.output(), "status start stop\nAnna's iMac\n");
+}
+
 TEST_F(ControlBusTest, ThereIsNoLinkOutsideTheMainRole) {
   onMain([this] { role_ = "none"; });
+  EXPECT_EQ(ctl({"start"}), std::pair(1, std::string("This computer is not a main Mac.\n")));
   EXPECT_EQ(ctl({"link"}).first, 1);
   EXPECT_THAT(ctl({"status"}).second, HasSubstr("Link:     none"));
 }
@@ -176,7 +232,9 @@ TEST_F(ControlBusTest, RefusesCommandLinesThatItDoesNotKnow) {
                                                        {"status", "x"},
                                                        {"quit", "now"},
                                                        {"allow", "a", "b"},
-                                                       {"allow", "--all"}};
+                                                       {"allow", "--all"},
+                                                       {"completion"},
+                                                       {"completion", "csh"}};
   for (const auto& arguments : wrong) EXPECT_EQ(ctl(arguments).first, 2);
   EXPECT_EQ(ctl({"--help"}).first, 0);
 }

@@ -4,14 +4,17 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <functional>
 #include <iostream>
 #include <mutex>
 #include <optional>
 
+#include "app/ctl/Completion.h"
 #include "app/ctl/Console.h"
 #include "app/ctl/ExitCodes.h"
 #include "app/ctl/QrText.h"
 #include "app/ctl/Status.h"
+#include "app/ctl/Watch.h"
 
 namespace tessaline::ctl {
 namespace {
@@ -41,10 +44,13 @@ void print(const Status& status) {
     return text.empty() ? std::string(otherwise) : text;
   };
   std::cout << "Role:     " << lineOr(status.role, "none") << '\n'
+            << "Status:   " << lineOr(status.text, "none") << '\n'
             << "Link:     " << lineOr(status.link, "none") << '\n';
   if (!status.localLink.empty()) std::cout << "Local:    " << status.localLink << '\n';
   std::cout << "Screens:  " << (status.screens.empty() ? "none" : "") << '\n';
   for (const auto& screen : status.screens) std::cout << "  " << screen.line() << '\n';
+  std::cout << "Seen:     " << (status.computers.empty() ? "none" : "") << '\n';
+  for (const auto& name : status.computers) std::cout << "  " << name << '\n';
   std::cout << "Asking:   " << (status.pending.empty() ? "none" : "") << '\n';
   for (const auto& prompt : status.pending) {
     std::cout << "  #" << prompt.id << "  " << prompt.name << "  ("
@@ -52,19 +58,54 @@ void print(const Status& status) {
   }
 }
 
-int status(ControlClient& client, const Arguments& arguments) {
+/// Asks for the status and hands it to `use`, whose answer is the exit code.
+int withStatus(ControlClient& client, const std::function<int(const Status&)>& use) {
   const auto reply = client.request("Status", std::nullopt);
   if (reply.problem) return fail(reply);
-  if (!arguments.empty()) {
-    std::cout << reply.text << '\n';
+  if (const auto parsed = Status::parse(reply.text)) return use(*parsed);
+  std::cerr << "The application's answer is not understood; is it of another version?\n";
+  return kFailed;
+}
+
+int status(ControlClient& client, const Arguments& arguments) {
+  if (arguments.empty()) {
+    return withStatus(client, [](const Status& parsed) {
+      print(parsed);
+      return kDone;
+    });
+  }
+  const auto reply = client.request("Status", std::nullopt);
+  if (reply.problem) return fail(reply);
+  std::cout << reply.text << '\n';
+  return kDone;
+}
+
+/// One name a line, as `start` takes them.
+int screens(ControlClient& client, const Arguments& /*arguments*/) {
+  return withStatus(client, [](const Status& status) {
+    for (const auto& name : status.computers) std::cout << name << '\n';
     return kDone;
-  }
-  const auto parsed = Status::parse(reply.text);
-  if (!parsed) {
-    std::cerr << "The application's answer is not understood; is it of another version?\n";
-    return kFailed;
-  }
-  print(*parsed);
+  });
+}
+
+int start(ControlClient& client, const Arguments& arguments) {
+  const auto reply = client.request("Start", arguments.empty() ? "" : arguments.front());
+  if (reply.problem) return fail(reply);
+  std::cout << "connecting to " << printable(reply.text) << '\n';
+  return kDone;
+}
+
+int forget(ControlClient& client, const Arguments& /*arguments*/) {
+  const auto reply = client.request("Forget", std::nullopt);
+  if (reply.problem) return fail(reply);
+  std::cout << "forgotten: " << printable(reply.text) << " allowed screens\n";
+  return kDone;
+}
+
+int bitrate(ControlClient& client, const Arguments& arguments) {
+  const auto reply = client.request("Bitrate", arguments.empty() ? "" : arguments.front());
+  if (reply.problem) return fail(reply);
+  std::cout << printable(reply.text) << '\n';
   return kDone;
 }
 
@@ -113,10 +154,16 @@ struct Command {
   int (*run)(ControlClient&, const Arguments&);
 };
 
+int completion(ControlClient& client, const Arguments& arguments);
+
 // Every command that there is, in the order of the help.
 constexpr Command kCommands[] = {
     {"link", "[--qr]", "print the link for browsers; with --qr also its QR code", link},
     {"status", "[--json]", "print role, link, extra screens and devices that ask", status},
+    {"screens", "", "print the computers on the network that can be the screen", screens},
+    {"start", "[NAME]", "make a computer the extra screen; without NAME the last one used", start},
+    {"stop", "", "end every extra screen",
+     [](ControlClient& client, const Arguments&) { return simple(client, "Stop"); }},
     {"allow", "[DEVICE]", "let a device that asks become an extra screen",
      [](ControlClient& client, const Arguments& arguments) {
        return answer(client, "Allow", "allowed", arguments);
@@ -125,6 +172,10 @@ constexpr Command kCommands[] = {
      [](ControlClient& client, const Arguments& arguments) {
        return answer(client, "Deny", "not allowed", arguments);
      }},
+    {"forget", "", "ask about every device again", forget},
+    {"bitrate", "[BITS]", "print or set the bits per second of a 1920 × 1080 picture", bitrate},
+    {"watch", "", "print once a second how each stream fares",
+     [](ControlClient& client, const Arguments&) { return watchStreams(client); }},
     {"activate", "", "bring the application to the front",
      [](ControlClient& client, const Arguments&) { return simple(client, "Activate"); }},
     {"switch-mode", "", "forget this computer's role and ask for it again",
@@ -133,7 +184,22 @@ constexpr Command kCommands[] = {
      [](ControlClient& client, const Arguments&) { return quit(client); }},
     {"console", "", "show the link and answer devices here, with single keys",
      [](ControlClient& client, const Arguments&) { return Console(client).run(); }},
+    {"completion", "SHELL", "print the completion script of bash, zsh or fish", completion},
 };
+
+int completion(ControlClient& /*client*/, const Arguments& arguments) {
+  std::vector<CompletionEntry> entries;
+  for (const auto& command : kCommands) {
+    entries.push_back({command.name, command.parameter, command.purpose});
+  }
+  const auto script = completionScript(arguments.front(), entries);
+  if (!script) {
+    std::cerr << "There are completions for bash, zsh and fish.\n";
+    return kUsage;
+  }
+  std::cout << *script;
+  return kDone;
+}
 
 void printHelp(std::ostream& out) {
   out << "Usage: tessalinectl COMMAND\n\nTalks to the running Tessaline of this user and this "
@@ -154,7 +220,7 @@ void printHelp(std::ostream& out) {
 /// names only when they do not look like options.
 bool fits(const Command& command, const Arguments& arguments) {
   const std::string parameter = command.parameter;
-  if (arguments.empty()) return true;
+  if (arguments.empty()) return parameter.empty() || parameter.front() == '[';
   if (arguments.size() > 1 || parameter.empty()) return false;
   if (parameter.starts_with("[--")) return '[' + arguments.front() + ']' == parameter;
   return !arguments.front().starts_with("--");

@@ -20,6 +20,13 @@ std::int64_t numberOf(const json::object& object, std::string_view key) {
   return number ? *number : 0;
 }
 
+double decimalOf(const json::object& object, std::string_view key) {
+  const auto* value = object.if_contains(key);
+  boost::system::error_code error;
+  const double number = value ? value->to_number<double>(error) : 0;
+  return error ? 0 : number;
+}
+
 bool flagOf(const json::object& object, std::string_view key) {
   const auto* value = object.if_contains(key);
   const auto* flag = value ? value->if_bool() : nullptr;
@@ -34,6 +41,23 @@ void forEachObject(const json::object& object, std::string_view key, Function fu
   for (const auto& entry : *list) {
     if (const auto* item = entry.if_object()) function(*item);
   }
+}
+
+Status::Screen parseScreen(const json::object& object) {
+  Status::Screen screen{.name = textOf(object, "name"),
+                        .streaming = flagOf(object, "streaming"),
+                        .width = numberOf(object, "width"),
+                        .height = numberOf(object, "height")};
+  const auto* value = object.if_contains("measurements");
+  if (const auto* measurements = value ? value->if_object() : nullptr) {
+    screen.latencyMedian = decimalOf(*measurements, "latencyMedian");
+    screen.latency95th = decimalOf(*measurements, "latency95th");
+    screen.decodeTime = decimalOf(*measurements, "decodeTime");
+    screen.frames = numberOf(*measurements, "frames");
+    screen.bytes = numberOf(*measurements, "bytes");
+    screen.dropped = numberOf(*measurements, "dropped");
+  }
+  return screen;
 }
 
 /// Bytes of the control character that `text` begins with, 0 when it begins with none: C0, DEL,
@@ -81,13 +105,18 @@ std::optional<Status> Status::parse(std::string_view text) {
 
   Status status;
   status.role = textOf(*object, "role");
+  status.text = textOf(*object, "status");
   status.link = textOf(*object, "link");
   status.localLink = textOf(*object, "localLink");
   status.encrypted = flagOf(*object, "encrypted");
-  forEachObject(*object, "screens", [&](const json::object& screen) {
-    status.screens.push_back({textOf(screen, "name"), flagOf(screen, "streaming"),
-                              numberOf(screen, "width"), numberOf(screen, "height")});
-  });
+  forEachObject(*object, "screens",
+                [&](const json::object& screen) { status.screens.push_back(parseScreen(screen)); });
+  if (const auto* computers = object->if_contains("computers");
+      computers && computers->is_array()) {
+    for (const auto& name : computers->get_array()) {
+      if (name.is_string()) status.computers.push_back(printable(name.get_string()));
+    }
+  }
   forEachObject(*object, "pending", [&](const json::object& prompt) {
     status.pending.push_back({numberOf(prompt, "prompt"), textOf(prompt, "device"),
                               textOf(prompt, "name"), textOf(prompt, "question"),

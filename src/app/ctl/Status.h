@@ -16,6 +16,13 @@ struct Status {
     bool streaming = false;
     std::int64_t width = 0;
     std::int64_t height = 0;
+    // How the stream fares: milliseconds (0 while unknown), and sums since it began.
+    double latencyMedian = 0;
+    double latency95th = 0;
+    double decodeTime = 0;
+    std::int64_t frames = 0;
+    std::int64_t bytes = 0;
+    std::int64_t dropped = 0;
     /// One line about it.
     [[nodiscard]] std::string line() const;
   };
@@ -28,10 +35,12 @@ struct Status {
   };
 
   std::string role;
+  std::string text;  ///< what the application says of itself in a few words
   std::string link;
   std::string localLink;  ///< the link for browsers on this computer, when it is another one
   bool encrypted = false;
   std::vector<Screen> screens;
+  std::vector<std::string> computers;  ///< seen on the network, ready to be screens
   std::vector<Prompt> pending;
 
   /// Nothing when `json` is not such an answer.
