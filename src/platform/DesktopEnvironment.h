@@ -7,8 +7,11 @@
 
 #include "base/Queue.h"
 #include "base/Result.h"
+#include "platform/Accessibility.h"
 #include "platform/CaptureStream.h"
 #include "platform/Display.h"
+#include "platform/HotKey.h"
+#include "platform/InputEvents.h"
 #include "platform/PointerSource.h"
 
 namespace tessaline::platform {
@@ -38,6 +41,15 @@ class DesktopEnvironment {
 
   /// Shared: it may be asked from a streamer's queue while the session that made it ends.
   [[nodiscard]] virtual std::shared_ptr<PointerSource> pointer() = 0;
+
+  [[nodiscard]] virtual InputEvents& inputEvents() = 0;
+  [[nodiscard]] virtual Accessibility& accessibility() = 0;
+
+  /// Has `action` run on the main queue whenever the key is pressed, whichever program has the
+  /// focus. Never empty: where another program holds the key, or the desktop has no such keys, the
+  /// log says so and the action does not run.
+  [[nodiscard]] virtual std::unique_ptr<HotKeyRegistration> registerHotKey(
+      const HotKey& hotKey, std::function<void()> action) = 0;
 
   /// Runs once on the main queue when the desktop itself has gone; nothing works afterwards.
   std::function<void()> onLost;

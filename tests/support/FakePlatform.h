@@ -4,11 +4,14 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/DesktopEnvironment.h"
 #include "platform/Network.h"
 #include "platform/VideoCoding.h"
+#include "platform/Workspace.h"
 
 namespace tessaline::test {
 
@@ -23,6 +26,85 @@ class FakePointer final : public platform::PointerSource {
   std::shared_ptr<const platform::PointerImage> image() const override { return picture; }
   std::optional<PixelRect> bounds(platform::DisplayID) const override { return display; }
   void warp(platform::PointerLocation location) override { where = location; }
+};
+
+/// Writes down what is posted, one line for each event: "left down 1 @30,40", "scroll 2 -1".
+class FakeInputEvents final : public platform::InputEvents {
+ public:
+  bool allowed = true;
+  int asked = 0;  // how often the user was asked to allow it
+  std::size_t waiting = 0;
+  std::vector<std::string> events;
+
+  bool trusted(bool ask) override {
+    if (ask && !allowed) ++asked;
+    return allowed;
+  }
+  void postButton(platform::MouseButton button, bool down, platform::PointerLocation at,
+                  int clickState) override {
+    events.push_back(std::string(button == platform::MouseButton::left ? "left" : "right") +
+                     (down ? " down " : " up ") + std::to_string(clickState) + " @" +
+                     std::to_string(static_cast<int>(at.x)) + "," +
+                     std::to_string(static_cast<int>(at.y)));
+  }
+  void postScroll(std::int32_t dx, std::int32_t dy) override {
+    events.push_back("scroll " + std::to_string(dx) + " " + std::to_string(dy));
+  }
+  void postKey(std::uint16_t virtualKey, bool down) override {
+    events.push_back("key " + std::to_string(virtualKey) + (down ? " down" : " up"));
+  }
+  void postShortcut(platform::Shortcut shortcut) override {
+    events.push_back(shortcut == platform::Shortcut::zoomIn ? "zoom in" : "zoom out");
+  }
+  void postText(std::string text) override { events.push_back("text " + text); }
+  std::size_t pending() const override { return waiting; }
+};
+
+class FakeAccessibility final : public platform::Accessibility {
+ public:
+  std::optional<platform::FocusedElement> focused;
+  std::optional<platform::FocusedElement> focusedElement() const override { return focused; }
+};
+
+/// The services of a desktop that the test looks at: what was opened, whether the application opens
+/// at login, which activities last.
+class FakeWorkspace final : public platform::Workspace {
+ public:
+  struct Running final : platform::Activity {
+    FakeWorkspace* workspace = nullptr;
+    ~Running() override { --workspace->activities; }
+  };
+
+  std::vector<std::string> opened;
+  int relaunches = 0;
+  std::string name = "Studio";
+  bool atLogin = false;
+  int activities = 0;  // that last now
+  int begun = 0;
+  platform::ActivityOptions options;  // of the last one begun
+  std::string reason;
+
+  bool open(const std::string& url) override {
+    opened.push_back(url);
+    return true;
+  }
+  bool relaunch() override {
+    ++relaunches;
+    return true;
+  }
+  std::string computerName() const override { return name; }
+  bool opensAtLogin(std::string_view) const override { return atLogin; }
+  void setOpensAtLogin(std::string_view, bool on) override { atLogin = on; }
+  std::unique_ptr<platform::Activity> beginActivity(platform::ActivityOptions wanted,
+                                                    const std::string& why) override {
+    options = wanted;
+    reason = why;
+    ++begun;
+    ++activities;
+    auto made = std::make_unique<Running>();
+    made->workspace = this;
+    return made;
+  }
 };
 
 /// A desktop whose displays and captures do what the test says.
@@ -54,6 +136,11 @@ class FakeDesktop final : public platform::DesktopEnvironment {
     }
   };
 
+  struct Registration final : platform::HotKeyRegistration {
+    FakeDesktop* desktop = nullptr;
+    ~Registration() override { desktop->hotKeyAction = nullptr; }
+  };
+
   int refusals = 0;  // how many displays are refused before one is made
   int queriesUntilListed = 0;
   int attempts = 0;
@@ -64,6 +151,10 @@ class FakeDesktop final : public platform::DesktopEnvironment {
   std::vector<platform::DisplayID> displays;  // those that exist
   Stream* stream = nullptr;
   std::shared_ptr<FakePointer> fakePointer = std::make_shared<FakePointer>();
+  FakeInputEvents input;
+  FakeAccessibility elements;
+  std::optional<platform::HotKey> hotKey;
+  std::function<void()> hotKeyAction;  // empty while no hot key is registered
 
   std::string kind() const override { return "fake"; }
   std::unique_ptr<platform::VirtualDisplay> createVirtualDisplay(
@@ -96,6 +187,16 @@ class FakeDesktop final : public platform::DesktopEnvironment {
     return made;
   }
   std::shared_ptr<platform::PointerSource> pointer() override { return fakePointer; }
+  platform::InputEvents& inputEvents() override { return input; }
+  platform::Accessibility& accessibility() override { return elements; }
+  std::unique_ptr<platform::HotKeyRegistration> registerHotKey(
+      const platform::HotKey& wanted, std::function<void()> action) override {
+    hotKey = wanted;
+    hotKeyAction = std::move(action);
+    auto made = std::make_unique<Registration>();
+    made->desktop = this;
+    return made;
+  }
 };
 
 /// A coder that "encodes" a picture into a few bytes when the test asks for the output.

@@ -44,6 +44,7 @@ ApplicationFolders ApplicationFolders::fromEnvironment() {
   ApplicationFolders folders;
   folders.configuration = configuration / "tessaline";
   folders.support = baseFolder("XDG_DATA_HOME", home / ".local/share") / "Tessaline";
+  folders.autostart = configuration / "autostart";
   folders.busName = kBusName;
   if (const fs::path own = sameSpelling(configuration); own != sameSpelling(defaultConfiguration)) {
     char suffix[20];

@@ -10,6 +10,7 @@ namespace tessaline::platform {
 struct ApplicationFolders {
   std::filesystem::path configuration;  ///< settings and the instance lock
   std::filesystem::path support;        ///< certificates and other data
+  std::filesystem::path autostart;      ///< what the desktop starts at each login
   /// The session bus name. An instance with a configuration folder of its own has a name of its
   /// own, so that two can share a bus.
   std::string busName;

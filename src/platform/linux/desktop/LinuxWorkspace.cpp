@@ -13,6 +13,8 @@
 #include <vector>
 
 #include "base/Log.h"
+#include "platform/linux/desktop/ComputerName.h"
+#include "platform/linux/desktop/LoginEntry.h"
 
 namespace tessaline::platform {
 namespace {
@@ -75,6 +77,27 @@ bool LinuxWorkspace::open(const std::string& url) {
 bool LinuxWorkspace::relaunch() {
   if (executable_.empty()) return false;
   return start({executable_}, {std::string(kSuccessionVariable) + "=1"}).has_value();
+}
+
+std::string LinuxWorkspace::computerName() const {
+  return readComputerName();
+}
+
+bool LinuxWorkspace::opensAtLogin(std::string_view label) const {
+  return LoginEntry::exists(label);
+}
+
+void LinuxWorkspace::setOpensAtLogin(std::string_view label, bool on) {
+  if (!on) {
+    LoginEntry::remove(label);
+  } else if (!executable_.empty()) {
+    LoginEntry::write(label, executable_);
+  }
+}
+
+std::unique_ptr<Activity> LinuxWorkspace::beginActivity(ActivityOptions /*options*/,
+                                                        const std::string& /*reason*/) {
+  return std::make_unique<Activity>();
 }
 
 bool LinuxWorkspace::takeSuccession() {

@@ -23,6 +23,10 @@ class X11DesktopEnvironment final : public DesktopEnvironment {
       DisplayID display, const CaptureConfiguration& configuration, std::shared_ptr<Queue> queue,
       CaptureStream::Callbacks callbacks) override;
   [[nodiscard]] std::shared_ptr<PointerSource> pointer() override { return server_->pointer(); }
+  [[nodiscard]] InputEvents& inputEvents() override { return *input_; }
+  [[nodiscard]] Accessibility& accessibility() override { return *accessibility_; }
+  [[nodiscard]] std::unique_ptr<HotKeyRegistration> registerHotKey(
+      const HotKey& hotKey, std::function<void()> action) override;
 
  private:
   explicit X11DesktopEnvironment(std::shared_ptr<Queue> main);
@@ -30,6 +34,8 @@ class X11DesktopEnvironment final : public DesktopEnvironment {
 
   const std::shared_ptr<Queue> main_;
   std::shared_ptr<X11Server> server_;
+  const std::unique_ptr<InputEvents> input_;
+  const std::unique_ptr<Accessibility> accessibility_;
   DisplayID lastDisplay_;
   bool lost_ = false;
   const std::shared_ptr<int> alive_ = std::make_shared<int>(0);  // held weakly by posted work
