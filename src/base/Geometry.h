@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 namespace tessaline {
@@ -34,6 +35,24 @@ struct PixelRect {
   }
   bool operator==(const PixelRect&) const = default;
 };
+
+/// The smallest rectangle that holds both, which are not empty.
+[[nodiscard]] inline PixelRect united(const PixelRect& a, const PixelRect& b) {
+  const int left = std::min(a.x, b.x);
+  const int top = std::min(a.y, b.y);
+  const int right = std::max(a.x + a.width, b.x + b.width);
+  const int bottom = std::max(a.y + a.height, b.y + b.height);
+  return {left, top, right - left, bottom - top};
+}
+
+/// What both have in common, with no width or no height when that is nothing.
+[[nodiscard]] inline PixelRect intersected(const PixelRect& a, const PixelRect& b) {
+  const int left = std::max(a.x, b.x);
+  const int top = std::max(a.y, b.y);
+  const int right = std::min(a.x + a.width, b.x + b.width);
+  const int bottom = std::min(a.y + a.height, b.y + b.height);
+  return {left, top, std::max(0, right - left), std::max(0, bottom - top)};
+}
 
 /// A rectangle in fractions of a display, 0…1 from the top left.
 struct UnitRect {

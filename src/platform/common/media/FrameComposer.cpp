@@ -16,24 +16,8 @@ namespace {
 // few windows, little enough that going through it costs nothing beside a copy.
 constexpr std::size_t kMaximumRects = 16;
 
-PixelRect intersection(const PixelRect& a, const PixelRect& b) {
-  const int left = std::max(a.x, b.x);
-  const int top = std::max(a.y, b.y);
-  const int right = std::min(a.x + a.width, b.x + b.width);
-  const int bottom = std::min(a.y + a.height, b.y + b.height);
-  return {left, top, std::max(0, right - left), std::max(0, bottom - top)};
-}
-
-PixelRect bounds(const PixelRect& a, const PixelRect& b) {
-  const int left = std::min(a.x, b.x);
-  const int top = std::min(a.y, b.y);
-  const int right = std::max(a.x + a.width, b.x + b.width);
-  const int bottom = std::max(a.y + a.height, b.y + b.height);
-  return {left, top, right - left, bottom - top};
-}
-
 bool covers(const PixelRect& outer, const PixelRect& inner) {
-  return intersection(outer, inner) == inner;
+  return intersected(outer, inner) == inner;
 }
 
 /// The pixels of a picture that a buffer lacks. Rectangles may overlap, and cover more than was
@@ -51,12 +35,12 @@ class Region {
       return;
     }
     const auto growth = [&](const PixelRect& known) {
-      return bounds(known, rect).area() - known.area();
+      return united(known, rect).area() - known.area();
     };
     const auto nearest = std::min_element(
         rects_.begin(), rects_.end(),
         [&](const PixelRect& a, const PixelRect& b) { return growth(a) < growth(b); });
-    const PixelRect merged = bounds(*nearest, rect);
+    const PixelRect merged = united(*nearest, rect);
     rects_.erase(nearest);
     add(merged);
   }
@@ -102,7 +86,7 @@ void convertPatch(const PixelPatch& patch, PixelBuffer& to) {
 PixelPatch clipped(const PixelPatch& patch, const PixelRect& picture) {
   assert(patch.rect.x % 2 == 0 && patch.rect.y % 2 == 0 && "chroma is shared by 2 x 2 pixels");
   PixelPatch result = patch;
-  result.rect = intersection(patch.rect, picture);
+  result.rect = intersected(patch.rect, picture);
   result.bgra += std::ptrdiff_t{result.rect.y - patch.rect.y} * patch.stride +
                  std::ptrdiff_t{result.rect.x - patch.rect.x} * 4;
   return result;

@@ -13,17 +13,9 @@ namespace {
 constexpr std::int64_t kGrabCost = 12'000;  // pixels
 constexpr std::size_t kMostRects = 32;      // bounds what a torn-up screen costs to book-keep
 
-PixelRect boundingBox(const PixelRect& a, const PixelRect& b) {
-  const int left = std::min(a.x, b.x);
-  const int top = std::min(a.y, b.y);
-  const int right = std::max(a.x + a.width, b.x + b.width);
-  const int bottom = std::max(a.y + a.height, b.y + b.height);
-  return {left, top, right - left, bottom - top};
-}
-
 /// Pixels that one grab of both would take for nothing.
 std::int64_t waste(const PixelRect& a, const PixelRect& b) {
-  return boundingBox(a, b).area() - a.area() - b.area();
+  return united(a, b).area() - a.area() - b.area();
 }
 
 }  // namespace
@@ -40,7 +32,7 @@ void DamageList::add(PixelRect rect) {
     again = false;
     for (std::size_t i = 0; i < rects_.size(); ++i) {
       if (waste(rects_[i], joined) > kGrabCost) continue;
-      joined = boundingBox(rects_[i], joined);
+      joined = united(rects_[i], joined);
       rects_[i] = rects_.back();
       rects_.pop_back();
       again = true;
@@ -62,7 +54,7 @@ void DamageList::joinClosestPair() {
       closest = {i, j};
     }
   }
-  const PixelRect joined = boundingBox(rects_[closest.first], rects_[closest.second]);
+  const PixelRect joined = united(rects_[closest.first], rects_[closest.second]);
   rects_.erase(rects_.begin() + static_cast<std::ptrdiff_t>(closest.second));
   rects_.erase(rects_.begin() + static_cast<std::ptrdiff_t>(closest.first));
   add(joined);
