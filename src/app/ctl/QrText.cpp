@@ -1,8 +1,6 @@
 #include "app/ctl/QrText.h"
 
-#include <qrencode.h>
-
-#include <memory>
+#include "web/qr/QrCode.h"
 
 namespace tessaline::ctl {
 namespace {
@@ -13,26 +11,18 @@ constexpr int kQuietZone = 2;
 constexpr const char* kWhiteOnBlack = "\033[38;2;255;255;255;48;2;0;0;0m";
 constexpr const char* kReset = "\033[0m";
 
-struct FreeCode {
-  void operator()(QRcode* code) const { QRcode_free(code); }
-};
-
 }  // namespace
 
 std::string qrText(const std::string& text, bool colours) {
-  const std::unique_ptr<QRcode, FreeCode> code(
-      QRcode_encodeString8bit(text.c_str(), 0, QR_ECLEVEL_M));
+  const auto code = QrCode::encode(text);
   if (!code) return {};
-  const int width = code->width;
-  const auto light = [&](int x, int y) {
-    if (y >= width + kQuietZone) return false;  // below the last row of half blocks
-    if (x < 0 || y < 0 || x >= width || y >= width) return true;
-    return (code->data[y * width + x] & 1) == 0;
-  };
+  const int end = code->width() + kQuietZone;
+  // Below the last row of half blocks lies the terminal's own ground.
+  const auto light = [&](int x, int y) { return y < end && !code->dark(x, y); };
   std::string drawn;
-  for (int y = -kQuietZone; y < width + kQuietZone; y += 2) {
+  for (int y = -kQuietZone; y < end; y += 2) {
     if (colours) drawn += kWhiteOnBlack;
-    for (int x = -kQuietZone; x < width + kQuietZone; ++x) {
+    for (int x = -kQuietZone; x < end; ++x) {
       const bool upper = light(x, y);
       const bool lower = light(x, y + 1);
       drawn += upper ? (lower ? "█" : "▀") : (lower ? "▄" : " ");

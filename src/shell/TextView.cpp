@@ -1,0 +1,74 @@
+#include "shell/TextView.h"
+
+#include <QApplication>
+#include <QEvent>
+#include <QPainter>
+
+namespace tessaline {
+
+TextView::TextView(const QString& words, const Look& look) : look_(look) {
+  setTextFormat(Qt::PlainText);
+  setWordWrap(!look.oneLine);
+  setFont(ViewStyle::font(look.pixels, look.weight));
+  setText(words);
+  updateColour();
+}
+
+void TextView::setWords(const QString& words) {
+  if (words == text()) return;
+  setText(words);
+  updateToolTip();
+}
+
+void TextView::setTone(Tone tone) {
+  look_.tone = tone;
+  updateColour();
+}
+
+QSize TextView::minimumSizeHint() const {
+  const QSize usual = QLabel::minimumSizeHint();
+  return look_.oneLine ? QSize(0, usual.height()) : usual;
+}
+
+QString TextView::shortened() const {
+  return fontMetrics().elidedText(text(), Qt::ElideRight, contentsRect().width());
+}
+
+void TextView::paintEvent(QPaintEvent* event) {
+  if (!look_.oneLine) {
+    QLabel::paintEvent(event);
+    return;
+  }
+  QPainter painter(this);
+  painter.setPen(palette().color(QPalette::WindowText));
+  painter.drawText(contentsRect(), static_cast<int>(alignment()) | Qt::TextSingleLine, shortened());
+}
+
+void TextView::resizeEvent(QResizeEvent* event) {
+  QLabel::resizeEvent(event);
+  updateToolTip();
+}
+
+void TextView::changeEvent(QEvent* event) {
+  QLabel::changeEvent(event);
+  if (event->type() == QEvent::PaletteChange || event->type() == QEvent::ApplicationPaletteChange) {
+    updateColour();
+  }
+}
+
+void TextView::updateColour() {
+  const QColor wanted = ViewStyle::colour(QApplication::palette(), look_.tone);
+  QPalette own = palette();
+  if (own.color(QPalette::WindowText) == wanted &&
+      own.isBrushSet(QPalette::Active, QPalette::WindowText)) {
+    return;
+  }
+  own.setColor(QPalette::WindowText, wanted);
+  setPalette(own);
+}
+
+void TextView::updateToolTip() {
+  if (look_.oneLine) setToolTip(shortened() == text() ? QString() : text());
+}
+
+}  // namespace tessaline
