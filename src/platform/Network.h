@@ -125,11 +125,26 @@ class Listener {
   [[nodiscard]] virtual std::uint16_t port() const = 0;
 };
 
+/// What came of opening a flow to a service on the local network.
+enum class Reachability {
+  ready,
+  blocked,  ///< the system's privacy rules keep this application off the local network
+  failed,   ///< the service was not found, or there is no way to it
+};
+
+/// A question whether a service can be reached. Destroying it on its queue takes the question back.
+class ReachabilityProbe {
+ public:
+  virtual ~ReachabilityProbe() = default;
+};
+
 /// Makes connections and listeners.
 class Network {
  public:
   template <typename T>
   using Accept = std::function<void(std::shared_ptr<T>)>;
+  /// `from` is the sender's numeric address; the bytes live during the call only.
+  using DatagramHandler = std::function<void(const Endpoint& from, ByteView bytes)>;
   /// Gives each accepted connection its queue, called for every connection.
   using QueueMaker = std::function<std::shared_ptr<Queue>()>;
 
@@ -137,6 +152,10 @@ class Network {
 
   /// A connection to `endpoint` that tries each of its addresses; not started.
   [[nodiscard]] virtual std::shared_ptr<Connection> connect(const Endpoint& endpoint,
+                                                            std::shared_ptr<Queue> queue) = 0;
+  /// A connection to wherever discovery finds `service` when it is started: each address with the
+  /// advertised port. A service that is not found leaves the connection `waiting`.
+  [[nodiscard]] virtual std::shared_ptr<Connection> connect(const ServiceEndpoint& service,
                                                             std::shared_ptr<Queue> queue) = 0;
   /// The error is a text such as "port 7790: address already in use".
   [[nodiscard]] virtual Result<std::unique_ptr<Listener>> listen(
@@ -149,6 +168,16 @@ class Network {
   /// Nothing when `endpoint` is not a numeric address.
   [[nodiscard]] virtual std::unique_ptr<DatagramConnection> openDatagram(
       const Endpoint& endpoint, std::shared_ptr<Queue> queue) = 0;
+  /// Receives from every sender. A flood leaves the queue's other work its turns, and loses
+  /// datagrams instead of growing. The handler may destroy the listener.
+  [[nodiscard]] virtual Result<std::unique_ptr<Listener>> listenDatagrams(
+      std::uint16_t port, std::shared_ptr<Queue> queue, DatagramHandler handler) = 0;
+
+  /// Opens a UDP flow to `service`, without sending anything. `done` runs once on `queue`, unless
+  /// the probe is destroyed first; it may destroy the probe.
+  [[nodiscard]] virtual std::unique_ptr<ReachabilityProbe> probe(
+      const ServiceEndpoint& service, std::shared_ptr<Queue> queue,
+      std::function<void(Reachability)> done) = 0;
 
   /// This computer's IPv4 address on the local network, nothing when it has none.
   [[nodiscard]] virtual std::optional<std::string> localIPv4Address() = 0;

@@ -14,8 +14,8 @@ constexpr auto kGoodbyeLimit = 1s;
 }  // namespace
 
 std::shared_ptr<Link> Link::make(platform::Network& network, Queues& queues,
-                                 const platform::Endpoint& endpoint) {
-  return std::make_shared<Link>(network.connect(endpoint, queues.serial("tessaline.link")),
+                                 const platform::ServiceEndpoint& screen) {
+  return std::make_shared<Link>(network.connect(screen, queues.serial("tessaline.link")),
                                 queues.main());
 }
 

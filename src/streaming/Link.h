@@ -13,9 +13,9 @@ namespace tessaline {
 /// framed messages, reads the screen's hello and its probe answers. Lives on "tessaline.link".
 class Link final : public ConnectionLink {
  public:
-  /// A link to `endpoint`, which discovery found; not started.
+  /// A link to `screen`, which discovery found; not started.
   static std::shared_ptr<Link> make(platform::Network& network, Queues& queues,
-                                    const platform::Endpoint& endpoint);
+                                    const platform::ServiceEndpoint& screen);
   Link(std::shared_ptr<platform::Connection> connection, std::shared_ptr<Queue> main);
 
   /// The screen's advertised service name; set before `start`.

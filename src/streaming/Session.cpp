@@ -35,6 +35,12 @@ Session::Session(SessionServices services, std::string name, std::shared_ptr<Scr
       bitrate_(bitrate),
       waker_(std::make_shared<CaptureWaker>()) {}
 
+std::shared_ptr<Session> Session::toScreen(const SessionServices& services, const std::string& name,
+                                           const platform::ServiceEndpoint& screen, int bitrate) {
+  return std::make_shared<Session>(services, name,
+                                   Link::make(services.network, services.queues, screen), bitrate);
+}
+
 Session::~Session() {
   tearDown();
 }

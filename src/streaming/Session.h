@@ -26,7 +26,8 @@ class VirtualScreen;
 
 namespace platform {
 class Network;
-}
+struct ServiceEndpoint;
+}  // namespace platform
 
 /// What a session does with the input of a touch device; its owner provides it. Called on the main
 /// queue.
@@ -58,6 +59,9 @@ class Session : public std::enable_shared_from_this<Session> {
   /// `bitrate` in bit/s is that of a 1920 × 1080 picture.
   Session(SessionServices services, std::string name, std::shared_ptr<ScreenLink> link,
           int bitrate);
+  /// A session with another computer's screen, which discovery found.
+  static std::shared_ptr<Session> toScreen(const SessionServices& services, const std::string& name,
+                                           const platform::ServiceEndpoint& screen, int bitrate);
   ~Session();
 
   /// Streaming began, or the device told its name.

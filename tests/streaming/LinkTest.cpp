@@ -13,6 +13,7 @@
 #include "protocol/Framing.h"
 #include "protocol/Proto.h"
 #include "support/FakeConnection.h"
+#include "support/FakeDiscovery.h"
 #include "support/VirtualQueues.h"
 
 namespace tessaline {
@@ -101,7 +102,10 @@ class LinkBytes : public testing::Test {
  protected:
   void SetUp() override {
     const auto port = acceptor_.local_endpoint().port();
-    link_ = Link::make(*network_, queues_, {"127.0.0.1", port});
+    // The computer has an address that does not answer, too.
+    discovery_->addresses["Anna's iMac"] = {{"::1", port}, {"127.0.0.1", port}};
+    link_ =
+        Link::make(*network_, queues_, {"Anna's iMac", std::string(Proto::serviceType), "local"});
     link_->screenName = "Anna's iMac";
     link_->onHello = [this](const Hello& hello) { hello_.set_value(hello); };
     link_->onProbeAck = [this](std::uint32_t id, double time) { ack_.set_value({id, time}); };
@@ -123,7 +127,8 @@ class LinkBytes : public testing::Test {
   boost::asio::ip::tcp::acceptor acceptor_{context_, {boost::asio::ip::address_v4::loopback(), 0}};
   boost::asio::ip::tcp::socket screen_{context_};
   AsioQueues queues_;
-  std::unique_ptr<platform::Network> network_ = platform::createNetwork();
+  std::shared_ptr<test::FakeDiscovery> discovery_ = std::make_shared<test::FakeDiscovery>();
+  std::unique_ptr<platform::Network> network_ = platform::createNetwork(discovery_);
   std::shared_ptr<Link> link_;
   std::promise<Hello> hello_;
   std::promise<std::pair<std::uint32_t, double>> ack_;

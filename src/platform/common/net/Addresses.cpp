@@ -13,15 +13,18 @@ std::optional<ip::address> numericAddress(const std::string& text) {
   return address;
 }
 
+std::string plainAddress(ip::address address) {
+  if (address.is_v6() && address.to_v6().is_v4_mapped()) {
+    address = ip::make_address_v4(ip::v4_mapped, address.to_v6());
+  }
+  return address.to_string();
+}
+
 std::optional<Endpoint> remoteEndpointOf(const ip::tcp::socket& socket) {
   boost::system::error_code error;
   const auto remote = socket.remote_endpoint(error);
   if (error) return std::nullopt;
-  auto address = remote.address();
-  if (address.is_v6() && address.to_v6().is_v4_mapped()) {
-    address = ip::make_address_v4(ip::v4_mapped, address.to_v6());
-  }
-  return Endpoint{address.to_string(), remote.port()};
+  return Endpoint{plainAddress(remote.address()), remote.port()};
 }
 
 }  // namespace tessaline::platform

@@ -1,5 +1,6 @@
 #include "platform/common/net/Dialer.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -12,37 +13,77 @@ using boost::asio::ip::tcp;
 using boost::system::error_code;
 
 namespace {
-// An address that does not answer gives way to the next after this time: long enough for one
-// repeated connection request, short enough to try three within a link's five seconds.
-constexpr auto kAttemptLimit = std::chrono::milliseconds(1500);
+
+// What all addresses together get, so that the last still has its turn within a link's five
+// seconds, and the share of one: long enough for one repeated connection request, never less than a
+// slow home network takes.
+constexpr auto kAllAttempts = std::chrono::milliseconds(3000);
+constexpr auto kLongestAttempt = std::chrono::milliseconds(1500);
+constexpr auto kShortestAttempt = std::chrono::milliseconds(300);
+// More than any computer has on one network; the rest is somebody's nuisance.
+constexpr std::size_t kMaxAddresses = 12;
+
+std::chrono::milliseconds attemptLimit(std::size_t addresses) {
+  return std::clamp(kAllAttempts / static_cast<int>(addresses), kShortestAttempt, kLongestAttempt);
+}
+
+/// The system's resolver for a host's name. Kept alive by the question under way.
+void resolveHost(const boost::asio::any_io_executor& executor, const Endpoint& endpoint,
+                 std::function<void(std::vector<Endpoint>)> answer) {
+  const auto resolver = std::make_shared<tcp::resolver>(executor);
+  resolver->async_resolve(
+      endpoint.host, std::to_string(endpoint.port), tcp::resolver::numeric_service,
+      [resolver, answer = std::move(answer)](const error_code& error,
+                                             const tcp::resolver::results_type& all) {
+        std::vector<Endpoint> endpoints;
+        if (!error) {
+          for (const auto& entry : all) {
+            endpoints.push_back({entry.endpoint().address().to_string(), entry.endpoint().port()});
+          }
+        }
+        answer(std::move(endpoints));
+      });
+}
+
 }  // namespace
 
-Dialer::Dialer(const boost::asio::any_io_executor& executor, Endpoint endpoint)
-    : endpoint_(std::move(endpoint)), resolver_(executor), socket_(executor), limit_(executor) {}
+Dialer::Dialer(const boost::asio::any_io_executor& executor, LookUp lookUp)
+    : lookUp_(std::move(lookUp)), socket_(executor), limit_(executor) {}
+
+std::shared_ptr<Dialer> Dialer::toHost(const boost::asio::any_io_executor& executor,
+                                       const Endpoint& endpoint) {
+  return std::make_shared<Dialer>(executor, [executor, endpoint](auto answer) {
+    if (numericAddress(endpoint.host)) {
+      answer({endpoint});
+    } else {
+      resolveHost(executor, endpoint, std::move(answer));
+    }
+  });
+}
 
 void Dialer::start(Done done) {
   done_ = std::move(done);
-  if (const auto address = numericAddress(endpoint_.host)) {
-    addresses_.emplace_back(*address, endpoint_.port);
-    tryNext();
-    return;
-  }
-  resolver_.async_resolve(
-      endpoint_.host, std::to_string(endpoint_.port), tcp::resolver::numeric_service,
-      [self = shared_from_this()](const error_code& error, const tcp::resolver::results_type& all) {
-        if (!error) {
-          for (const auto& entry : all) self->addresses_.push_back(entry.endpoint());
-        }
-        self->tryNext();
-      });
+  const auto lookUp = std::exchange(lookUp_, nullptr);
+  lookUp([self = shared_from_this()](const std::vector<Endpoint>& endpoints) {
+    self->found(endpoints);
+  });
 }
 
 void Dialer::cancel() {
   done_ = nullptr;
   error_code ignored;
-  resolver_.cancel();
   socket_.close(ignored);
   limit_.cancel();
+}
+
+void Dialer::found(const std::vector<Endpoint>& endpoints) {
+  for (const auto& endpoint : endpoints) {
+    const auto address = numericAddress(endpoint.host);
+    if (address && addresses_.size() < kMaxAddresses) {
+      addresses_.emplace_back(*address, endpoint.port);
+    }
+  }
+  tryNext();
 }
 
 void Dialer::tryNext() {
@@ -57,7 +98,7 @@ void Dialer::tryNext() {
       self->onConnected(result);
     });
     if (next_ == addresses_.size()) return;
-    limit_.expires_after(kAttemptLimit);
+    limit_.expires_after(attemptLimit(addresses_.size()));
     limit_.async_wait([self = shared_from_this(), tried = next_](const error_code& cancelled) {
       // Closing ends the attempt, whose completion then goes on.
       error_code ignored;

@@ -6,6 +6,8 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
+#include <boost/asio/error.hpp>
+
 namespace tessaline::platform {
 namespace {
 
@@ -59,6 +61,18 @@ void tuneStream(boost::asio::ip::tcp::socket& socket) {
 void tuneDatagrams(boost::asio::ip::udp::socket& socket) {
   keepFromChildren(socket.native_handle());
   setTrafficClass(socket.native_handle());
+}
+
+bool lacksIPv6(const boost::system::error_code& error) {
+  return error == boost::asio::error::address_family_not_supported ||
+         error == boost::system::errc::address_not_available;
+}
+
+std::string describePortError(std::uint16_t port, const boost::system::error_code& error) {
+  std::string reason = error.message();
+  if (error == boost::asio::error::address_in_use) reason = "address already in use";
+  if (error == boost::asio::error::access_denied) reason = "permission denied";
+  return "port " + std::to_string(port) + ": " + reason;
 }
 
 }  // namespace tessaline::platform

@@ -2,6 +2,7 @@
 
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ip/udp.hpp>
+#include <string>
 
 namespace tessaline::platform {
 
@@ -15,5 +16,12 @@ void keepFromChildren(int descriptor);
 void tuneStream(boost::asio::ip::tcp::socket& socket);
 
 void tuneDatagrams(boost::asio::ip::udp::socket& socket);
+
+/// Opening a socket for both address families failed because the system has no IPv6.
+[[nodiscard]] bool lacksIPv6(const boost::system::error_code& error);
+
+/// Why a port cannot be listened on, as people say it.
+[[nodiscard]] std::string describePortError(std::uint16_t port,
+                                            const boost::system::error_code& error);
 
 }  // namespace tessaline::platform

@@ -27,12 +27,11 @@ constexpr auto kFinishTime = std::chrono::seconds(10);
 constexpr std::size_t kDropBuffer = std::size_t{16} * 1024;  // bytes
 }  // namespace
 
-std::shared_ptr<Connection> TcpConnection::dial(const Endpoint& endpoint,
+std::shared_ptr<Connection> TcpConnection::dial(std::shared_ptr<Dialer> dialer,
                                                 std::shared_ptr<Queue> queue) {
-  const auto executor = AsioQueue::executorOf(*queue);
-  auto connection = std::make_shared<TcpConnection>(tcp::socket(executor));
+  auto connection = std::make_shared<TcpConnection>(tcp::socket(AsioQueue::executorOf(*queue)));
   connection->queue_ = std::move(queue);
-  connection->dialer_ = std::make_shared<Dialer>(executor, endpoint);
+  connection->dialer_ = std::move(dialer);
   return makeConnectionHandle<Connection>(std::move(connection));
 }
 

@@ -19,7 +19,9 @@ namespace tessaline::platform {
 /// made; operations under way keep it alive, and when its last owner lets go of it, it ends.
 class TcpConnection final : public Connection, public std::enable_shared_from_this<TcpConnection> {
  public:
-  static std::shared_ptr<Connection> dial(const Endpoint& endpoint, std::shared_ptr<Queue> queue);
+  /// `dialer` lives on the executor of `queue`.
+  static std::shared_ptr<Connection> dial(std::shared_ptr<Dialer> dialer,
+                                          std::shared_ptr<Queue> queue);
   /// `socket` lives on the executor of `queue`.
   static std::shared_ptr<Connection> accepted(boost::asio::ip::tcp::socket socket,
                                               std::shared_ptr<Queue> queue);

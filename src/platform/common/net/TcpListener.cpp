@@ -25,12 +25,6 @@ constexpr auto kRetryDelay = std::chrono::milliseconds(250);
 // Failed accepts come in runs: one log line for a run is enough.
 constexpr auto kLogInterval = std::chrono::minutes(1);
 
-std::string describe(const error_code& error) {
-  if (error == asio::error::address_in_use) return "address already in use";
-  if (error == asio::error::access_denied) return "permission denied";
-  return error.message();
-}
-
 error_code open(tcp::acceptor& acceptor, const tcp::endpoint& address) {
   error_code error;
   acceptor.open(address.protocol(), error);
@@ -53,10 +47,7 @@ error_code open(tcp::acceptor& acceptor, const tcp::endpoint& address) {
 /// Both address families on one socket, or IPv4 alone on a system without IPv6.
 error_code openAny(tcp::acceptor& acceptor, std::uint16_t port) {
   const auto error = open(acceptor, {tcp::v6(), port});
-  if (error == asio::error::address_family_not_supported ||
-      error == boost::system::errc::address_not_available) {
-    return open(acceptor, {tcp::v4(), port});
-  }
+  if (lacksIPv6(error)) return open(acceptor, {tcp::v4(), port});
   return error;
 }
 
@@ -129,7 +120,7 @@ class TcpListener::Acceptor : public std::enable_shared_from_this<Acceptor> {
     const auto now = Clock::now();
     if (!logged_ || now - *logged_ > kLogInterval) {
       logged_ = now;
-      log("Port " + std::to_string(port_) + " cannot accept now: " + describe(error));
+      log("Port " + std::to_string(port_) + " cannot accept now: " + error.message());
     }
     retry_.expires_after(kRetryDelay);
     retry_.async_wait([self = shared_from_this()](const error_code& cancelled) {
@@ -151,7 +142,7 @@ Result<std::unique_ptr<Listener>> TcpListener::listen(std::uint16_t port,
                                                       Callbacks callbacks) {
   tcp::acceptor acceptor(AsioQueue::executorOf(*queue));
   if (const auto error = openAny(acceptor, port)) {
-    return Failure{"port " + std::to_string(port) + ": " + describe(error)};
+    return Failure{describePortError(port, error)};
   }
   auto core = std::make_shared<Acceptor>(std::move(acceptor), std::move(callbacks));
   core->acceptNext();
