@@ -3,6 +3,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/Log.h"
+#include "shell/LoginItem.h"
+#include "streaming/Link.h"
+#include "streaming/Messages.h"
+
 namespace tessaline {
 namespace {
 
@@ -11,29 +16,239 @@ using namespace std::chrono_literals;
 constexpr std::int64_t kDefaultBitrate = 25'000'000;  // bit/s
 constexpr std::int64_t kHighestBitrate = 60'000'000;  // what an encoder is ever given
 constexpr auto kGoodbyeLimit = 1s;
+constexpr auto kReconnect = 2s;         // after an end without a reason
+constexpr auto kBlockedReconnect = 5s;  // the user needs time to find the settings
+
+constexpr std::string_view kLastReceiver = "lastReceiver";
+constexpr std::string_view kOnboarded = "onboarded";
+constexpr std::string_view kMainConfigured = "mainConfigured";
+constexpr std::string_view kNotPermitted =
+    "Allow Screen Recording first (Setup Assistant, step 1).";
+
+// A shell that has nothing but sessions to offer: nothing is found, opened or shown.
+struct NoDiscovery final : platform::ServiceDiscovery {
+  std::unique_ptr<platform::ServiceAdvertisement> advertise(const std::string&, const std::string&,
+                                                            std::uint16_t) override {
+    return nullptr;
+  }
+  std::unique_ptr<platform::ServiceBrowser> browse(const std::string&, std::shared_ptr<Queue>,
+                                                   platform::ServiceBrowser::Callbacks) override {
+    return nullptr;
+  }
+  void resolve(const platform::ServiceEndpoint&, Duration, std::shared_ptr<Queue>,
+               std::function<void(std::vector<platform::Endpoint>)>) override {}
+};
+struct NoWorkspace final : platform::Workspace {
+  bool open(const std::string&) override { return false; }
+  bool relaunch() override { return false; }
+  std::string computerName() const override { return "Mac"; }
+  bool opensAtLogin(std::string_view) const override { return false; }
+  void setOpensAtLogin(std::string_view, bool) override {}
+  std::unique_ptr<platform::Activity> beginActivity(platform::ActivityOptions,
+                                                    const std::string&) override {
+    return nullptr;
+  }
+};
+struct NoCommands final : platform::SystemCommands {
+  std::optional<unsigned> interfaceFlags(const std::string&) override { return std::nullopt; }
+  bool fileExists(const std::string&) override { return false; }
+  std::string userName() override { return {}; }
+  void run(const std::string&, const std::vector<std::string>&) override {}
+  bool runScript(const std::string&) override { return false; }
+};
+struct OpenAccess final : platform::ScreenCaptureAccess {
+  bool granted() override { return true; }
+  void request() override {}
+  std::unique_ptr<Trial> tryCapture() override { return nullptr; }
+  void revealApplication() override {}
+};
+struct NoWindows final : ControllerWindows {
+  void showOnboarding() override {}
+  void closeOnboarding() override {}
+  void showQR() override {}
+  void showMacHelp() override {}
+  void setRegular(bool) override {}
+};
+
+ControllerServices onlySessions(const SessionServices& services) {
+  static NoDiscovery discovery;
+  static NoWorkspace workspace;
+  static OpenAccess access;
+  static NoWindows windows;
+  return {services, discovery, workspace, std::make_shared<NoCommands>(), access, windows};
+}
 
 }  // namespace
 
-Controller::Controller(ControllerServices services, UserDefaults& defaults)
-    : Controller(services.session, defaults) {}
-
 Controller::Controller(SessionServices services, UserDefaults& defaults)
-    : main_(services.queues.main()),
+    : Controller(onlySessions(services), defaults) {}
+
+Controller::Controller(ControllerServices services, UserDefaults& defaults)
+    : services_(std::move(services)),
+      main_(services_.session.queues.main()),
       defaults_(defaults),
       approved_(defaults),
-      web_(std::make_unique<WebScreenServer>(services, defaults, approved_)) {
-  approvals_ = approved_.observe([this] { observers_.notify(); });
-  server_ = web_->observe([this] {
-    observers_.notify();
-    if (!quitDone_.empty() && web_->sessions().empty()) finishQuitAfter(Duration::zero());
-  });
+      permission_(services_.screenAccess, services_.workspace, main_, defaults),
+      airDrop_(services_.commands, services_.session.queues, defaults),
+      search_(services_.discovery, services_.session.network, main_),
+      web_(std::make_unique<WebScreenServer>(services_.session, defaults, approved_)),
+      self_(std::make_shared<Controller*>(this)) {
+  approvals_ = approved_.observe([this] { changed(); });
+  server_ = web_->observe([this] { sessionsChanged(); });
+  search_.onChange = [this] { changed(); };
+  search_.onResults = [this] { autoConnect(); };
+  airDrop_.onChange = [this] { changed(); };
 }
 
 Controller::~Controller() = default;
 
 void Controller::launch() {
+  hotkey_.registerAction(services_.session.desktop,
+                         action([](Controller& controller) { controller.toggleStreaming(); }));
   web_->bitrate = bitrate();
+  web_->onActivity = airDrop_.activityReporter();
   web_->start();
+  search_.start();
+  if (!defaults_.boolean(kOnboarded).value_or(false)) showOnboarding();
+  if (!defaults_.boolean(kMainConfigured).value_or(false)) {
+    // Once: whoever turns it off later is not asked again.
+    LoginItem::set(services_.workspace, true);
+    defaults_.set(kMainConfigured, true);
+  }
+}
+
+void Controller::toggleStreaming() {
+  if (session_ || !web_->sessions().empty()) {
+    disconnect();
+    web_->stopAll();
+  } else if (const auto target = startTarget()) {
+    connect(*target);
+  }
+}
+
+std::optional<std::string> Controller::startTarget() const {
+  if (auto last = lastReceiver()) return last;
+  if (receivers().empty()) return std::nullopt;
+  return receivers().begin()->first;
+}
+
+bool Controller::connect(const std::string& name) {
+  const auto found = receivers().find(name);
+  if (found == receivers().end()) return false;
+  const auto endpoint = found->second;
+  connect(name, endpoint);
+  return true;
+}
+
+void Controller::connect(const std::string& name, const platform::ServiceEndpoint& endpoint) {
+  if (!quitDone_.empty()) return;
+  if (!permission_.granted()) {
+    lastError_ = kNotPermitted;
+    showOnboarding();
+    changed();
+    return;
+  }
+  if (session_) {
+    replaced_.push_back(std::exchange(session_, nullptr));
+    const auto replaced = replaced_.back();
+    replaced->stop();
+  }
+  userStopped_ = false;
+  reconnect_ = {};
+  lastError_.reset();
+  setLastReceiver(name);
+  airDrop_.connecting();
+
+  auto& network = services_.session.network;
+  auto& queues = services_.session.queues;
+  const auto session = std::make_shared<Session>(services_.session, name,
+                                                 Link::make(network, queues, endpoint), bitrate());
+  const std::weak_ptr this_ = self_;
+  const std::weak_ptr weak = session;
+  session->approve = [this_](const Hello& hello, std::function<void(bool)> completion) {
+    if (const auto controller = this_.lock()) {
+      (*controller)->approved_.ask(hello, std::move(completion));
+    }
+  };
+  session->onActivity = airDrop_.activityReporter();
+  session->onStateChange = [this_, weak] {
+    const auto controller = this_.lock();
+    const auto changed = weak.lock();
+    if (controller && changed) (*controller)->stateChanged(*changed);
+  };
+  session->onEnd = [this_, weak](const std::optional<std::string>& reason) {
+    const auto controller = this_.lock();
+    const auto over = weak.lock();
+    if (controller && over) (*controller)->ended(over, reason);
+  };
+  session_ = session;
+  activeName_ = name;
+  streaming_ = false;
+  session->start();
+  sessionsChanged();
+}
+
+void Controller::stateChanged(const Session& session) {
+  if (&session != session_.get()) return;
+  streaming_ = session.streaming();
+  if (streaming_) search_.noteReached();
+  changed();
+}
+
+void Controller::ended(const std::shared_ptr<Session>& session,
+                       const std::optional<std::string>& reason) {
+  if (reason) log(session->name() + ": " + *reason);
+  std::erase(replaced_, session);
+  if (session == session_) sessionEnded(reason);
+  sessionsChanged();
+}
+
+void Controller::sessionEnded(const std::optional<std::string>& reason) {
+  session_.reset();
+  activeName_.reset();
+  streaming_ = false;
+  if (reason) {
+    lastError_ = reason;
+    if (*reason == Messages::localNetwork) search_.noteDenied();
+    if (*reason == Messages::refused) userStopped_ = true;  // it said no: it is not asked again
+  }
+  if (web_->sessions().empty()) airDrop_.lastSessionEnded();
+  if (userStopped_ || (reason && *reason != Messages::localNetwork)) return;
+  reconnect_ = main_->after(reason ? kBlockedReconnect : kReconnect, [this] { autoConnect(); });
+}
+
+void Controller::sessionsChanged() {
+  airDrop_.setSessions(session_ || !web_->sessions().empty());
+  if (!quitDone_.empty() && allEnded()) finishQuitAfter(Duration::zero());
+  changed();
+}
+
+void Controller::autoConnect() {
+  if (session_ || userStopped_ || !permission_.granted()) return;
+  if (const auto name = lastReceiver()) connect(*name);
+}
+
+void Controller::disconnect() {
+  userStopped_ = true;
+  if (const auto session = session_) session->stop();
+}
+
+void Controller::showOnboarding() {
+  services_.windows.setRegular(true);
+  services_.windows.showOnboarding();
+}
+
+void Controller::finishOnboarding() {
+  defaults_.set(kOnboarded, true);
+  services_.windows.closeOnboarding();
+  services_.windows.setRegular(false);
+  autoConnect();
+}
+
+void Controller::requestScreenPermission() {
+  permissionAsked_ = true;
+  permission_.request();
+  changed();
 }
 
 void Controller::switchRole() {
@@ -45,9 +260,19 @@ void Controller::switchRole() {
 void Controller::quit(std::function<void()> done) {
   quitDone_.push_back(std::move(done));
   if (quitDone_.size() > 1) return;  // whoever comes second waits with the first
+  disconnect();
   web_->stopAll();
+  linkReleased_ = false;
+  airDrop_.release([this] {
+    linkReleased_ = true;
+    if (allEnded()) finishQuitAfter(Duration::zero());
+  });
   // A device that does not read its goodbye must not keep the application from ending.
-  finishQuitAfter(web_->sessions().empty() ? Duration::zero() : kGoodbyeLimit);
+  if (!allEnded()) finishQuitAfter(kGoodbyeLimit);
+}
+
+bool Controller::allEnded() const {
+  return !session_ && replaced_.empty() && web_->sessions().empty() && linkReleased_;
 }
 
 void Controller::finishQuitAfter(Duration delay) {
@@ -63,86 +288,51 @@ int Controller::bitrate() const {
   return static_cast<int>(stored < 1 ? kDefaultBitrate : std::min(stored, kHighestBitrate));
 }
 
-// The operations below wait for what they stand on.
-
-void Controller::toggleStreaming() {}
-
-bool Controller::connect(const std::string& name) {
-  return receivers().contains(name);
-}
-
-void Controller::connect(const std::string&, const platform::ServiceEndpoint&) {}
-
-void Controller::autoConnect() {}
-
-void Controller::disconnect() {}
-
-void Controller::showOnboarding() {}
-
-void Controller::finishOnboarding() {}
-
-void Controller::requestScreenPermission() {}
-
-const std::map<std::string, platform::ServiceEndpoint>& Controller::receivers() const {
-  static const std::map<std::string, platform::ServiceEndpoint> none;
-  return none;
-}
-
-bool Controller::localNetworkDenied() const {
-  return false;
-}
-
-bool Controller::localNetworkOK() const {
-  return false;
-}
-
-bool Controller::browsing() const {
-  return false;
-}
-
 std::optional<std::string> Controller::lastReceiver() const {
-  return defaults_.string("lastReceiver");
+  return defaults_.string(kLastReceiver);
 }
 
 void Controller::setLastReceiver(const std::optional<std::string>& name) {
+  if (name == lastReceiver()) return;
   if (name) {
-    defaults_.set("lastReceiver", *name);
+    defaults_.set(kLastReceiver, *name);
   } else {
-    defaults_.remove("lastReceiver");
+    defaults_.remove(kLastReceiver);
   }
-}
-
-bool Controller::cutAirDrop() const {
-  return defaults_.boolean("cutAirDrop").value_or(true);
+  changed();
 }
 
 void Controller::setCutAirDrop(bool cut) {
-  defaults_.set("cutAirDrop", cut);
-}
-
-bool Controller::smartAirDrop() const {
-  return defaults_.boolean("smartAirDrop").value_or(true);
+  airDrop_.setCut(cut);
+  changed();
 }
 
 void Controller::setSmartAirDrop(bool smart) {
-  defaults_.set("smartAirDrop", smart);
+  airDrop_.setSmart(smart);
+  changed();
 }
 
-StatusMenu Controller::statusMenu() {
-  return {};
-}
-
-SetupAssistant Controller::setupAssistant() {
-  return {};
+std::vector<std::string> Controller::streamingNames() const {
+  std::vector<std::string> names;
+  if (session_ && session_->streaming()) names.push_back(session_->name());
+  for (const auto& session : web_->sessions()) {
+    if (session->streaming()) names.push_back(session->name());
+  }
+  return names;
 }
 
 bool Controller::live() const {
-  return std::ranges::any_of(web_->sessions(),
-                             [](const auto& session) { return session->streaming(); });
+  return !streamingNames().empty();
 }
 
 Subscription Controller::observe(Observers::Observer observer) {
   return observers_.add(std::move(observer));
+}
+
+std::function<void()> Controller::action(std::function<void(Controller&)> operation) const {
+  return [this_ = std::weak_ptr(self_), operation = std::move(operation)] {
+    if (const auto controller = this_.lock()) operation(**controller);
+  };
 }
 
 }  // namespace tessaline

@@ -10,13 +10,17 @@
 #include "base/Observers.h"
 #include "base/UserDefaults.h"
 #include "control/ControllerWindows.h"
+#include "control/ReceiverSearch.h"
 #include "control/SetupAssistant.h"
 #include "control/StatusMenu.h"
 #include "platform/ScreenCaptureAccess.h"
 #include "platform/ServiceDiscovery.h"
 #include "platform/SystemCommands.h"
 #include "platform/Workspace.h"
+#include "shell/Hotkey.h"
 #include "streaming/Session.h"
+#include "system/AirDropPause.h"
+#include "system/ScreenPermission.h"
 #include "web/ApprovedDevices.h"
 #include "web/WebScreenServer.h"
 
@@ -27,7 +31,7 @@ struct ControllerServices {
   SessionServices session;
   platform::ServiceDiscovery& discovery;
   platform::Workspace& workspace;
-  platform::SystemCommands& commands;
+  std::shared_ptr<platform::SystemCommands> commands;  ///< outlives the controller for a command
   platform::ScreenCaptureAccess& screenAccess;
   ControllerWindows& windows;
 };
@@ -71,27 +75,28 @@ class Controller {
   void requestScreenPermission();
 
   /// The computers that lend their screen, as discovery sees them now, by their names.
-  [[nodiscard]] const std::map<std::string, platform::ServiceEndpoint>& receivers() const;
+  [[nodiscard]] const ReceiverSearch::Receivers& receivers() const { return search_.receivers(); }
   /// The screen of the current session with another computer.
   [[nodiscard]] const std::optional<std::string>& activeName() const { return activeName_; }
   [[nodiscard]] const std::optional<std::string>& lastError() const { return lastError_; }
-  [[nodiscard]] bool localNetworkDenied() const;
-  [[nodiscard]] bool localNetworkOK() const;
-  [[nodiscard]] bool browsing() const;
+  [[nodiscard]] bool localNetworkDenied() const { return search_.localNetworkDenied(); }
+  [[nodiscard]] bool localNetworkOK() const { return search_.localNetworkOK(); }
+  [[nodiscard]] bool browsing() const { return search_.browsing(); }
   /// The session with another computer shows its picture.
   [[nodiscard]] bool streaming() const { return streaming_; }
   /// Any session is streaming: the icon is in its active form.
   [[nodiscard]] bool live() const;
-  /// The session with another computer; nothing when there is none.
+  /// The session with another computer until its end has been reported; nothing without one.
   [[nodiscard]] const std::shared_ptr<Session>& session() const { return session_; }
 
   /// Bit/s handed to new sessions: the "bitrate" setting, 25,000,000 when absent or below 1.
   [[nodiscard]] int bitrate() const;
   [[nodiscard]] std::optional<std::string> lastReceiver() const;
   void setLastReceiver(const std::optional<std::string>& name);
-  [[nodiscard]] bool cutAirDrop() const;
+  /// The AirDrop link is paused at all, and only while things move.
+  [[nodiscard]] bool cutAirDrop() const { return airDrop_.cut(); }
   void setCutAirDrop(bool cut);
-  [[nodiscard]] bool smartAirDrop() const;
+  [[nodiscard]] bool smartAirDrop() const { return airDrop_.smart(); }
   void setSmartAirDrop(bool smart);
 
   /// What the menu shows now.
@@ -106,21 +111,63 @@ class Controller {
   [[nodiscard]] Subscription observe(Observers::Observer observer);
 
  private:
+  using Item = StatusMenuItem;
+  using Step = SetupAssistant::Step;
+
+  void stateChanged(const Session& session);
+  void ended(const std::shared_ptr<Session>& session, const std::optional<std::string>& reason);
+  void sessionEnded(const std::optional<std::string>& reason);
+  void sessionsChanged();
+  void changed() const { observers_.notify(); }
+  [[nodiscard]] std::optional<std::string> startTarget() const;
+  [[nodiscard]] std::vector<std::string> streamingNames() const;
+  [[nodiscard]] bool allEnded() const;
   void finishQuitAfter(Duration delay);
 
+  /// `operation` as an action that does nothing once this object has gone.
+  [[nodiscard]] std::function<void()> action(std::function<void(Controller&)> operation) const;
+  [[nodiscard]] StatusMenu::Header menuHeader() const;
+  void addSessionItems(std::vector<Item>& items) const;
+  void addScreenItems(std::vector<Item>& items) const;
+  [[nodiscard]] Item addScreenMenu() const;
+  [[nodiscard]] Item settingsMenu() const;
+  void addAirDropItems(std::vector<Item>& items) const;
+  void toggleReceiver(const std::string& name);
+  void openSupport();
+  [[nodiscard]] bool touchControl() const;
+  void setTouchControl(bool on);
+  [[nodiscard]] bool opensAtLogin() const;
+  void setOpensAtLogin(bool on);
+
+  [[nodiscard]] Step screenRecordingStep() const;
+  [[nodiscard]] Step localNetworkStep() const;
+  [[nodiscard]] Step otherMacStep() const;
+  [[nodiscard]] Step smoothStep() const;
+
+  const ControllerServices services_;
   const std::shared_ptr<Queue> main_;
   UserDefaults& defaults_;
   ApprovedDevices approved_;
+  ScreenPermission permission_;
+  AirDropPause airDrop_;
+  ReceiverSearch search_;
+  Hotkey hotkey_;
   std::unique_ptr<WebScreenServer> web_;
   std::shared_ptr<Session> session_;
+  std::vector<std::shared_ptr<Session>> replaced_;  // told to stop, their end not reported yet
   std::optional<std::string> activeName_;
   std::optional<std::string> lastError_;
   bool streaming_ = false;
+  bool userStopped_ = false;  // nothing starts by itself until the user starts something
+  bool permissionAsked_ = false;
+  bool linkReleased_ = false;  // while quitting: the AirDrop link is up again
+  Timer reconnect_;
   Observers observers_;
   Subscription approvals_;
   Subscription server_;
   std::vector<std::function<void()>> quitDone_;  // not empty while quitting
   Timer quitTimer_;
+  const std::shared_ptr<Controller*> self_;  // what callbacks hold weakly, main queue only
 };
 
 }  // namespace tessaline
