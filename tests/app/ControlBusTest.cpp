@@ -254,8 +254,10 @@ TEST_F(ControlBusTest, TheConsoleAnswersWithSingleKeys) {
   ASSERT_TRUE(terminal.waitFor("Use “Early” as your extra screen?")) << terminal.output();
   EXPECT_THAT(terminal.output(), HasSubstr("http://192.0.2.1:7790/#k=abc"));
   EXPECT_THAT(terminal.output(), HasSubstr("Anna's iPad: showing 2048 × 1536"));
-  terminal.write("xa");
+  EXPECT_THAT(terminal.output(), HasSubstr("can be the screen: Büro?[31m"));
+  terminal.write("xsa");
   ASSERT_TRUE(terminal.waitFor("allowed: Early")) << terminal.output();
+  onMain([this] { EXPECT_EQ(did_, "stop ") << "there are screens to stop"; });
 
   deviceAsks("late", "Late\a\033]0;x");
   ASSERT_TRUE(terminal.waitFor("Use “Late??]0;x” as your extra screen?")) << terminal.output();
@@ -287,7 +289,7 @@ TEST_F(ControlBusTest, TheConsoleLeavesTheTerminalAsItWas) {
   Program shell(
       {"sh", "-c", "trap : INT; stty -g; " TESSALINECTL " console; echo code=$?; stty -g"}, {},
       Program::Terminal::pseudo);
-  ASSERT_TRUE(shell.waitFor("Press q")) << shell.output();
+  ASSERT_TRUE(shell.waitFor("q ends")) << shell.output();
   shell.write("\x03");
   EXPECT_EQ(shell.wait(), 0) << shell.output();
   const std::string& output = shell.output();

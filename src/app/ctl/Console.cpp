@@ -59,6 +59,7 @@ int Console::run() {
     return kNotRunning;
   }
   introduce(*status);
+  showComputers(status->computers);
   showScreens(status->screens);
   showPrompt(status->pending);
   while (!exitCode_) {
@@ -82,11 +83,15 @@ void Console::introduce(const Status& status) {
     if (!status.localLink.empty()) std::cout << "On this computer:    " << status.localLink << '\n';
     std::cout << '\n' << qrText(status.link, ::isatty(STDOUT_FILENO) != 0) << '\n';
     if (!status.encrypted) {
-      std::cout << "Phones, tablets and other computers need HTTPS, which is not available yet; "
-                   "browsers on this\ncomputer do not: they use the second link.\n";
+      std::cout << "Browsers of other devices show the screen over HTTPS only: "
+                   "tools/certificate-service/README.md\ntells how to get there. On this computer "
+                   "they use the second link.\n";
     }
   }
-  if (keys_.descriptor() >= 0) std::cout << "Press q to end Tessaline.\n";
+  if (keys_.descriptor() >= 0) {
+    std::cout << "Keys: s starts and stops the extra screen on another computer, q ends "
+                 "Tessaline.\n";
+  }
   std::cout << std::endl;
 }
 
@@ -106,11 +111,22 @@ void Console::refresh() {
   // When the application is ending, the notice of that is on its way.
   const auto status = reply.problem ? std::nullopt : Status::parse(reply.text);
   if (!status) return;
+  showComputers(status->computers);
   showScreens(status->screens);
   showPrompt(status->pending);
 }
 
+void Console::showComputers(const std::vector<std::string>& names) {
+  for (const auto& name : names) {
+    if (std::ranges::find(computers_, name) == computers_.end()) {
+      std::cout << "Computer on the network that can be the screen: " << name << std::endl;
+    }
+  }
+  computers_ = names;
+}
+
 void Console::showScreens(const std::vector<Status::Screen>& screens) {
+  screensPresent_ = !screens.empty();
   std::vector<std::string> lines;
   for (const auto& screen : screens) {
     // Whoever has not said who it is yet may be anybody, and most are gone at once.
@@ -146,6 +162,12 @@ void Console::showPrompt(const std::vector<Status::Prompt>& pending) {
 void Console::handleKey(char key) {
   if ((key == 'a' || key == 'A') && asked_) answer(true);
   if ((key == 'd' || key == 'D') && asked_) answer(false);
+  if (key == 's' || key == 'S') {
+    const auto reply =
+        client_.request(screensPresent_ ? "Stop" : "Start",
+                        screensPresent_ ? std::nullopt : std::optional(std::string()));
+    if (reply.problem) std::cout << printable(reply.text) << std::endl;
+  }
   if (key == 'q' || key == 'Q') {
     quitting_ = true;
     const auto reply = client_.request("Quit", std::nullopt);

@@ -10,8 +10,9 @@
 
 namespace tessaline::ctl {
 
-/// The application's face in a terminal: shows the link, asks about each device that wants to be a
-/// screen, and says what becomes of it. It waits for the application's word and never polls. Used
+/// The application's face in a terminal: shows the link and the computers that can be the screen,
+/// starts and stops one, asks about each device that wants to be a screen, and says what becomes of
+/// it. It waits for the application's word and never polls. Used
 /// once, on the program's only thread of its own.
 class Console {
  public:
@@ -26,6 +27,7 @@ class Console {
  private:
   void introduce(const Status& status);
   void refresh();
+  void showComputers(const std::vector<std::string>& names);
   void showScreens(const std::vector<Status::Screen>& screens);
   void showPrompt(const std::vector<Status::Prompt>& pending);
   void handleKey(char key);
@@ -37,7 +39,9 @@ class Console {
   int events_;   // eventfd, written by the client's thread
   int signals_;  // signalfd
   TerminalKeys keys_;
+  std::vector<std::string> computers_;
   std::vector<std::string> screenLines_;
+  bool screensPresent_ = false;
   std::optional<Status::Prompt> asked_;  // the question on the terminal
   bool quitting_ = false;
   std::optional<int> exitCode_;
