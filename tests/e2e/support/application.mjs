@@ -1,8 +1,8 @@
-// The real application in its main role, on a desktop and with a configuration of its own.
+// The real application on a desktop, with a configuration of its own.
 import { existsSync, mkdirSync, readFileSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 
-import { Program, run, waitFor } from './programs.mjs';
+import { waitFor } from './programs.mjs';
 
 const folder = process.env.TESSALINE_PROGRAMS ?? '';
 
@@ -12,19 +12,20 @@ export const missing = ['tessaline', 'tessalinectl'].every((name) => existsSync(
 
 export class Application {
   #program = null;
+  #desktop;
   #environment;
   #defaults;
 
   // `name` tells its configuration from that of others on the same desktop.
-  constructor(desktop, name = 'main') {
+  constructor(desktop, name = 'main', defaults = { mode: 'main' }) {
     const home = join(desktop.environment.XDG_RUNTIME_DIR, `home-${name}`);
+    this.#desktop = desktop;
     this.#environment = {
-      ...desktop.environment,
       XDG_CONFIG_HOME: join(home, 'config'), XDG_DATA_HOME: join(home, 'data'),
     };
     this.#defaults = join(home, 'config', 'tessaline', 'defaults.json');
     mkdirSync(join(home, 'config', 'tessaline'), { recursive: true });
-    writeFileSync(this.#defaults, JSON.stringify({ mode: 'main' }));
+    writeFileSync(this.#defaults, JSON.stringify(defaults));
   }
 
   get running() {
@@ -46,21 +47,22 @@ export class Application {
 
   // Another process of the application with the same configuration.
   launchAnother() {
-    return new Program(join(folder, 'tessaline'), [], { env: this.#environment });
+    return this.#desktop.launch(join(folder, 'tessaline'), [], { env: this.#environment });
   }
 
   async start() {
     const program = this.#program = this.launchAnother();
     await waitFor('the start of the application', async () => {
       if (program.ended) throw new Error(`it ended: ${program.errors}`);
-      return await this.control('link');
+      const { role, localLink } = await this.status();
+      this.link = localLink;
+      return role === 'screen' || localLink;
     });
-    this.link = (await this.status()).localLink;
   }
 
   // Runs tessalinectl and returns what it printed.
   control(...args) {
-    return run(join(folder, 'tessalinectl'), args, { env: this.#environment });
+    return this.#desktop.run(join(folder, 'tessalinectl'), args, { env: this.#environment });
   }
 
   async status() {

@@ -32,11 +32,19 @@ export class Desktop {
   #program;
   #painter;
   #painted = 0;
+  #within;
+  #size;
+
+  constructor({ within = [], size = '1280x800' } = {}) {
+    this.#within = within;
+    this.#size = size;
+  }
 
   async start() {
     // The command ends with its input: should this process die, the desktop ends as well.
-    this.#program = new Program(script, ['--empty', '--', 'sh', '-c', 'env -0; exec cat'],
-      { input: 'pipe' });
+    this.#program = new Program(script,
+      ['--empty', '--size', this.#size, '--', 'sh', '-c', 'env -0; exec cat'],
+      { input: 'pipe', within: this.#within });
     const program = this.#program;
     await waitFor('the start of a private desktop', () => {
       if (program.ended) throw new Error(program.errors.trim());
@@ -45,7 +53,7 @@ export class Desktop {
     this.environment = Object.fromEntries(program.output.split('\0').filter(Boolean)
       .map((entry) => [entry.slice(0, entry.indexOf('=')), entry.slice(entry.indexOf('=') + 1)]));
     [this.ownMonitor] = await this.monitors();
-    this.#painter = new Program(painter, [], { env: this.environment, input: 'pipe' });
+    this.#painter = this.launch(painter, [], { input: 'pipe' });
   }
 
   async stop() {
@@ -54,9 +62,15 @@ export class Desktop {
     await this.#program?.ending();
   }
 
+  // Starts a program on this desktop.
+  launch(command, args = [], { env = {}, ...options } = {}) {
+    return new Program(command, args,
+      { ...options, env: { ...this.environment, ...env }, within: this.#within });
+  }
+
   // Runs a program on this desktop and returns what it printed.
-  run(command, args) {
-    return run(command, args, { env: this.environment });
+  run(command, args, { env = {} } = {}) {
+    return run(command, args, { env: { ...this.environment, ...env }, within: this.#within });
   }
 
   async monitors() {

@@ -10,9 +10,11 @@ export class Program {
   errors = '';
   ended = false;
 
-  constructor(command, args, { env = process.env, input = 'ignore' } = {}) {
+  // `within` are the words before a command that lead it elsewhere, into namespaces say.
+  constructor(command, args, { env = process.env, input = 'ignore', within = [] } = {}) {
     this.name = command.split('/').pop();
-    this.child = spawn(command, args, { env, stdio: [input, 'pipe', 'pipe'] });
+    const [file, ...words] = [...within, command, ...args];
+    this.child = spawn(file, words, { env, stdio: [input, 'pipe', 'pipe'] });
     this.end = new Promise((resolve) => {
       this.child.once('error', (error) => resolve(error.message));
       this.child.once('close', (code, signal) => resolve(signal ?? code));

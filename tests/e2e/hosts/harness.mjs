@@ -1,0 +1,145 @@
+// Two computers and a cable between them for all tests of a file: `main` lends itself the screen of
+// `screen`, which has a second monitor to the left of the one that it lends.
+import assert from 'node:assert/strict';
+import { after, afterEach, before, test } from 'node:test';
+
+import { Application, missing as missingApplication } from '../support/application.mjs';
+import { waitFor } from '../support/programs.mjs';
+import { Host, missing as missingHost } from './host.mjs';
+import { Network } from './network.mjs';
+import { isNear } from './picture.mjs';
+
+export const size = { width: 1024, height: 768 };
+const sideMonitor = { x: 0, y: 0, width: 800, height: 600 };
+const lentMonitor = { x: sideMonitor.width, y: 0, ...size };
+const homeSize = { width: 500, height: 600 };
+const tolerance = 12;  // of 255, each component: what coding costs
+
+const missing = missingHost || missingApplication;
+if (missing) console.log(`SKIPPED: ${missing}`);
+
+// `skip` says why this one test cannot run here, false when it can.
+export function testHosts(name, body, skip = false) {
+  if (skip && !missing) console.log(`Not tested, "${name}": ${skip}`);
+  test(name, { skip: missing || skip, timeout: 120_000 }, body);
+}
+
+class Computer extends Host {
+  async startApplication(defaults) {
+    this.application = new Application(this.desktop, 'user', defaults);
+    await this.application.start();
+  }
+}
+
+class ScreenComputer extends Computer {
+  async useTwoMonitors() {
+    const { width, height } = sideMonitor;
+    await this.desktop.run('xrandr', ['--newmode', 'side', '40', `${width}`, '840', '968', '1056',
+      `${height}`, '601', '605', '628']);
+    await this.desktop.run('xrandr', ['--addmode', 'DUMMY1', 'side']);
+    await this.desktop.run('xrandr', ['--output', 'DUMMY1', '--mode', 'side', '--pos', '0x0',
+      '--output', this.desktop.ownMonitor.output, '--primary', '--pos', `${width}x0`]);
+  }
+
+  // Waits until the colour ('rrggbb') at each place of the lent monitor is right.
+  async awaitColours(...wanted) {
+    let seen = [];
+    await waitFor('', async () => {
+      const picture = await this.screenshot();
+      seen = wanted.map(({ x, y }) => picture.at(lentMonitor.x + x, lentMonitor.y + y));
+      return wanted.every(({ colour }, index) => isNear(seen[index], colour, tolerance));
+    }, { seconds: 30 }).catch(() => {
+      const line = ({ x, y, colour }, index) => `${x},${y}: ${seen[index]}, not ${colour}`;
+      throw new Error(`the picture is wrong: ${wanted.map(line).join('; ')}`);
+    });
+  }
+
+  // What is drawn near a place on a picture of one colour, in its coordinates.
+  async drawnAt(x, y, colour) {
+    const picture = await this.screenshot();
+    const box = picture.differing({ x: lentMonitor.x + x, y: lentMonitor.y + y, reach: 40 },
+      colour, 3 * tolerance);
+    if (!box) return null;
+    return { x: (box.left + box.right) / 2 - lentMonitor.x, y: (box.top + box.bottom) / 2 };
+  }
+
+  // Waits for the home window, and for nothing that covers the monitor.
+  awaitHome() {
+    return waitFor('the home window', async () => {
+      const windows = await this.#windows();
+      return windows.some(({ width, height }) => (
+        width === homeSize.width && height === homeSize.height)) &&
+        !windows.some(({ width, height }) => width === size.width && height === size.height);
+    });
+  }
+
+  awaitFullScreen() {
+    return waitFor('the full-screen window', async () => (
+      (await this.#windows()).some(({ x, y, width, height }) => (
+        x === lentMonitor.x && y === lentMonitor.y && width === size.width &&
+        height === size.height))));
+  }
+
+  async #windows() {
+    const ids = await this.desktop.run('xdotool', ['search', '--onlyvisible', '--pid',
+      `${this.application.processID}`]).catch(() => '');
+    return Promise.all(ids.split('\n').filter(Boolean).map(async (id) => {
+      const shell = await this.desktop.run('xdotool', ['getwindowgeometry', '--shell', id]);
+      const value = (name) => Number(new RegExp(`^${name}=(.*)$`, 'm').exec(shell)[1]);
+      return { x: value('X'), y: value('Y'), width: value('WIDTH'), height: value('HEIGHT') };
+    }));
+  }
+}
+
+export function useHosts() {
+  const tools = { network: new Network(), main: new Computer('desk'),
+                  screen: new ScreenComputer('living-room') };
+  const { network, main, screen } = tools;
+
+  tools.status = () => main.application.status();
+
+  // Waits until the main computer's picture is shown by the other one, and proves it.
+  tools.awaitPicture = async () => {
+    await waitFor('an extra monitor', async () => {
+      [tools.monitor] = await main.desktop.extraMonitors();
+      return tools.monitor?.width === size.width && tools.monitor.height === size.height;
+    }, { seconds: 40 });
+    await tools.expectPicture();
+  };
+
+  let turn = 0;
+  tools.expectPicture = async () => {
+    const colour = ['20a040', 'd02020', '3060c0', 'e0c020'][turn++ % 4];
+    await main.desktop.clearPaint();
+    await main.desktop.paint({ ...tools.monitor, colour });
+    await screen.awaitColours({ x: 20, y: 20, colour },
+      { x: size.width - 20, y: size.height - 20, colour });
+  };
+
+  if (missing) return tools;
+  before(async () => {
+    await network.start();
+    await Promise.all([main.start(network, '1280x800'),
+                       screen.start(network, `${size.width}x${size.height}`)]);
+    await screen.useTwoMonitors();
+    await Promise.all([main.startApplication({ mode: 'main', onboarded: true }),
+                       screen.startApplication({ mode: 'screen' })]);
+  });
+  afterEach((context) => {
+    if (!context.error) return;
+    for (const { name, application } of [main, screen]) {
+      console.error(`--- ${name}:\n${application?.log}`);
+    }
+  });
+  after(async () => {
+    try {
+      for (const { name, application } of [main, screen]) {
+        if (application) assert.equal(await application.end('SIGTERM'), 0, `the end of ${name}`);
+      }
+    } finally {
+      await Promise.allSettled([main.stop(), screen.stop()]);
+      await network.stop();
+    }
+  });
+  return tools;
+}

@@ -1,0 +1,119 @@
+// One computer of a network: a desktop, a system bus and an Avahi of its own.
+import { execFile } from 'node:child_process';
+import { accessSync, constants } from 'node:fs';
+import { delimiter, join } from 'node:path';
+import { promisify } from 'node:util';
+
+import { Desktop, missing as missingDesktop } from '../support/desktop.mjs';
+import { Program, run, waitFor } from '../support/programs.mjs';
+import { Picture } from './picture.mjs';
+import { missing as missingNetwork } from './network.mjs';
+
+const systemBus = '/run/dbus/system_bus_socket';
+const mostScreenshot = 8192 * 4320 * 4 + 65536;  // bytes: the largest screen of the X server
+
+function findMissing() {
+  const folders = [...process.env.PATH.split(delimiter), '/usr/sbin'];
+  const tool = ['avahi-daemon', 'dbus-daemon', 'setpriv', 'xwd'].find((name) => (
+    !folders.some((folder) => {
+      try {
+        accessSync(join(folder, name), constants.X_OK);
+        return true;
+      } catch {
+        return false;
+      }
+    })));
+  return tool ? `${tool} is not installed` : missingDesktop || missingNetwork;
+}
+
+// What is missing to have such computers, false when nothing is.
+export const missing = findMissing();
+
+const busConfiguration = `<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <type>system</type>
+  <listen>unix:path=${systemBus}</listen>
+  <auth>EXTERNAL</auth>
+  <policy context="default">
+    <allow user="*"/> <allow own="*"/>
+    <allow send_destination="*"/> <allow receive_sender="*"/>
+  </policy>
+</busconfig>
+`;
+
+export class Host {
+  #bus;
+  #avahi;
+
+  constructor(name) {
+    this.name = name;
+  }
+
+  // `size` is that of its monitor.
+  async start(network, size) {
+    ({ within: this.within, address: this.address, port: this.port } =
+      await network.connect(this.name));
+    this.desktop = new Desktop({ within: this.within, size });
+    await Promise.all([this.desktop.start(), this.#startServices()]);
+  }
+
+  async #startServices() {
+    // Avahi gives its folder to a user of its own; namespaces of an ordinary user have but one.
+    await this.#sh(`mkdir /run/dbus
+      for file in passwd group; do
+        sed -E 's/^(avahi:[^:]*):[0-9]+(:[0-9]+)?/\\1:0\\2/' /etc/$file >/run/$file
+        mount --bind /run/$file /etc/$file
+      done`);
+    await this.#write('/run/bus.conf', busConfiguration);
+    this.#bus = this.#serve('dbus-daemon', '--config-file=/run/bus.conf', '--nofork',
+      '--nopidfile');
+    await waitFor('a system bus', () => this.#sh(`test -S ${systemBus}`).then(() => true));
+    await this.startAvahi();
+  }
+
+  async startAvahi() {
+    await this.#write('/run/avahi.conf', `[server]\nhost-name=${this.name}\n` +
+      'allow-interfaces=lan0\nuse-ipv4=yes\nuse-ipv6=yes\n');
+    this.#avahi = this.#serve('avahi-daemon', '--file=/run/avahi.conf', '--no-drop-root',
+      '--no-chroot', '--no-rlimits');
+    await waitFor('Avahi', () => {
+      if (this.#avahi.ended) throw new Error(this.#avahi.errors);
+      return this.#avahi.errors.includes('Server startup complete');
+    });
+  }
+
+  // As a crash would end it.
+  async killAvahi() {
+    await this.#avahi.kill('SIGKILL');
+    await this.#sh('rm -f /run/avahi-daemon/pid /run/avahi-daemon/socket');
+  }
+
+  // What its monitors show now, without the X server's own pointer.
+  async screenshot() {
+    const [file, ...words] = [...this.within, 'xwd', '-root', '-silent'];
+    const { stdout } = await promisify(execFile)(file, words,
+      { env: this.desktop.environment, encoding: 'buffer', maxBuffer: mostScreenshot });
+    return new Picture(stdout);
+  }
+
+  async stop() {
+    await this.desktop?.stop();
+    await this.#avahi?.kill('SIGTERM');
+    await this.#bus?.kill('SIGTERM');
+  }
+
+  // Ends with this process, whatever ends that.
+  #serve(command, ...args) {
+    return new Program('setpriv', ['--pdeathsig', 'KILL', command, ...args],
+      { within: this.within, env: { ...process.env, PATH: `${process.env.PATH}:/usr/sbin` } });
+  }
+
+  #write(file, text) {
+    return this.#sh(`cat >${file} <<'END'\n${text}END`);
+  }
+
+  #sh(script) {
+    return run('sh', ['-ec', script], { within: this.within });
+  }
+}

@@ -1,0 +1,175 @@
+// A second computer as the extra screen, over a network, from its discovery to all that can happen
+// to the cable. The tests go on where the one before ended.
+import assert from 'node:assert/strict';
+import { readFileSync } from 'node:fs';
+import { fileURLToPath } from 'node:url';
+
+import { pause, run, waitFor } from '../support/programs.mjs';
+import { size, testHosts, useHosts } from './harness.mjs';
+import { slowCableMissing } from './network.mjs';
+
+const tools = useHosts();
+const { main, network, screen } = tools;
+
+const personThinks = 10_000;    // ms until the question is answered
+const cableIsOut = 10_000;      // ms
+const returnsAfter = 2000;      // ms that the main role waits after a plain end
+const timerSlack = 300;         // ms between an end and its being seen
+const staysStopped = 3500;      // ms, longer than any automatic return
+const pointerTolerance = 2;     // pixels
+const slow = { rate: 20, delay: 20, loss: 1 };
+const slowestChange = 2000;     // ms to the other screen, over the slow cable, everything moving
+const mayGrow = 96 * 1024;      // KiB: one message of the largest size is 64 MiB
+
+const computers = async () => (await tools.status()).computers;
+const residentKiB = ({ application }) => Number(
+  /VmRSS:\s+(\d+)/.exec(readFileSync(`/proc/${application.processID}/status`, 'utf8'))[1]);
+
+testHosts('a computer is found, asked about once, shown, left with Esc, and comes back', async () => {
+  await screen.awaitHome();
+  await waitFor('the discovery of the screen', async () => (
+    (await computers()).includes(screen.name)));
+  assert.match(await main.application.control('screens'), new RegExp(`^${screen.name}$`, 'm'));
+
+  await main.application.control('start', screen.name);
+  await waitFor('the question', async () => (await tools.status()).pending.length === 1);
+  await screen.awaitFullScreen();
+  // Whoever waits for a person is not silent: the screen does not give up.
+  for (const end = performance.now() + personThinks; performance.now() < end; await pause(500)) {
+    const { pending, status } = await tools.status();
+    assert.equal(pending.length, 1);
+    assert.equal(status, `Connecting to ${screen.name}…`);
+  }
+  assert.deepEqual(await main.desktop.extraMonitors(), []);
+  await screen.awaitFullScreen();
+  await main.application.control('allow');
+
+  await tools.awaitPicture();
+  assert.equal((await tools.status()).status, `Live on ${screen.name}`);
+  await expectTestCard();
+  await expectPointer();
+
+  await screen.desktop.run('xdotool', ['key', 'Escape']);
+  await main.desktop.awaitExtraMonitors();
+  const ended = performance.now();
+  await screen.awaitHome();
+  await tools.awaitPicture();
+  assert.ok(performance.now() - ended > returnsAfter - timerSlack, 'it came back too early');
+  assert.deepEqual((await tools.status()).pending, []);
+
+  await main.application.control('stop');
+  await main.desktop.awaitExtraMonitors();
+  await screen.awaitHome();
+  await pause(staysStopped);
+  assert.deepEqual((await tools.status()).screens, []);
+});
+
+async function expectTestCard() {
+  const { x, y, width, height } = tools.monitor;
+  const side = 24;
+  const areas = [
+    { x: 0, y: 0, width, height, colour: 'ffffff' },
+    { x: 100, y: 60, width: 160, height: 120, colour: 'd02020' },
+    { x: width - 300, y: 80, width: 120, height: 160, colour: '20a040' },
+    { x: 140, y: height - 200, width: 200, height: 100, colour: '808080' },
+    { x: 0, y: 0, width: side, height: side, colour: '2040c0' },
+    { x: width - side, y: 0, width: side, height: side, colour: 'e0c020' },
+    { x: 0, y: height - side, width: side, height: side, colour: '000000' },
+    { x: width - side, y: height - side, width: side, height: side, colour: '20c0c0' },
+  ];
+  const beside = (await screen.screenshot()).at(400, 300);
+  await main.desktop.clearPaint();
+  await main.desktop.paint(...areas.map((area) => ({ ...area, x: x + area.x, y: y + area.y })));
+  await screen.awaitColours({ x: width >> 1, y: height >> 1, colour: 'ffffff' },
+    ...areas.slice(1).map((area) => ({ x: area.x + (area.width >> 1),
+                                       y: area.y + (area.height >> 1), colour: area.colour })));
+  assert.deepEqual((await screen.screenshot()).at(400, 300), beside, 'its other monitor changed');
+}
+
+// Over what is painted the pointer is a crosshair: its hot spot is in its middle.
+async function expectPointer() {
+  const { monitor } = tools;
+  await main.desktop.clearPaint();
+  await main.desktop.paint({ ...monitor, colour: 'ffffff' });
+  for (const [x, y] of [[300, 200], [700, 500], [520, 60]]) {
+    await main.desktop.movePointer(monitor.x + x, monitor.y + y);
+    let drawn;
+    await waitFor(`the pointer at ${x},${y}`, async () => {
+      drawn = await screen.drawnAt(x, y, 'ffffff');
+      return drawn && Math.abs(drawn.x - x) <= pointerTolerance &&
+        Math.abs(drawn.y - y) <= pointerTolerance;
+    }).catch(({ message }) => { throw new Error(`${message}: ${JSON.stringify(drawn)}`); });
+  }
+  await main.desktop.movePointer(100, 100);
+  await waitFor('the pointer to leave', async () => (
+    await screen.drawnAt(520, 60, 'ffffff') === null));
+}
+
+testHosts('a cable that is out for ten seconds costs the picture for little longer', async () => {
+  await main.application.control('start', screen.name);
+  await tools.awaitPicture();
+  await network.pull(screen.port);
+  const pulled = performance.now();
+  await screen.awaitHome();  // nothing has come for four seconds
+  await pause(cableIsOut - (performance.now() - pulled));
+  await network.plugIn(screen.port);
+  await screen.awaitFullScreen();
+  await tools.awaitPicture();
+});
+
+testHosts('a slow cable costs frames, not the picture and not much time', async () => {
+  await network.slowDown(screen.port, slow);
+  const { monitor } = tools;
+  const places = { x: 900, y: 700, side: 48 };
+  let moving = true;
+  const motion = (async () => {
+    for (let step = 0; moving; ++step) {
+      if (step % 8 === 0) await main.desktop.clearPaint();
+      const random = (most) => Math.floor(Math.random() * most);
+      await main.desktop.paint(...Array.from({ length: 150 }, () => ({
+        x: monitor.x + random(760), y: monitor.y + random(600), width: 20 + random(100),
+        height: 20 + random(100), colour: random(1 << 24).toString(16).padStart(6, '0') })));
+      await pause(30);
+    }
+  })();
+  const took = [];
+  try {
+    for (const colour of ['d02020', '20a040', '3060c0', 'e0c020', 'ffffff', '20c0c0']) {
+      const since = performance.now();
+      await main.desktop.paint({ x: monitor.x + places.x, y: monitor.y + places.y,
+                                 width: places.side, height: places.side, colour });
+      await screen.awaitColours({ x: places.x + 24, y: places.y + 24, colour });
+      took.push(performance.now() - since);
+    }
+  } finally {
+    moving = false;
+    await motion;
+  }
+  await tools.expectPicture();
+  await network.restoreSpeed(screen.port);
+  assert.ok(Math.max(...took) < slowestChange, `changes took ${took.map(Math.round)} ms`);
+}, slowCableMissing);
+
+testHosts('a name service that dies on both sides disturbs no picture, and discovery returns',
+  async () => {
+    await Promise.all([main.killAvahi(), screen.killAvahi()]);
+    await main.startAvahi();
+    await waitFor('the list of screens to be empty', async () => (await computers()).length === 0);
+    await tools.expectPicture();
+    await screen.startAvahi();
+    await waitFor('the discovery of the screen', async () => (
+      (await computers()).includes(screen.name)));
+    await tools.expectPicture();
+  });
+
+testHosts('strangers at the ports of a screen cost neither the picture for long nor memory',
+  async () => {
+    const before = residentKiB(screen);
+    const script = fileURLToPath(new URL('strangers.mjs', import.meta.url));
+    await run(process.execPath, [script, screen.address], { within: network.within });
+    await tools.awaitPicture();
+    const grown = residentKiB(screen) - before;
+    assert.ok(grown < mayGrow, `the screen grew by ${grown} KiB`);
+    await main.application.control('stop');
+    await screen.awaitHome();
+  });
