@@ -1,5 +1,6 @@
 #include "platform/common/net/AsioNetwork.h"
 
+#include <cassert>
 #include <utility>
 
 #include "base/AsioQueue.h"
@@ -20,14 +21,11 @@ using boost::asio::ip::tcp;
 // How long a service may take to be found: most of a link's five seconds stay for its addresses.
 constexpr auto kServiceLimit = std::chrono::milliseconds(1500);
 
-/// Serving plain TCP to a caller that asked for TLS would be worse than not serving.
-Result<std::unique_ptr<Listener>> listenPlain(const ListenerParameters& parameters,
-                                              std::shared_ptr<Queue> queue,
-                                              TcpListener::Callbacks callbacks) {
-  if (parameters.identity) {
-    return Failure{"port " + std::to_string(parameters.port) + ": TLS is not available"};
-  }
-  return TcpListener::listen(parameters.port, std::move(queue), std::move(callbacks));
+/// Every identity is one of ours (`createTransportSecurity`).
+std::shared_ptr<const TlsIdentity> identityOf(const ListenerParameters& parameters) {
+  auto identity = std::dynamic_pointer_cast<const TlsIdentity>(parameters.identity);
+  assert(!parameters.identity == !identity && "an identity of another library");
+  return identity;
 }
 
 class AsioNetwork final : public Network {
@@ -62,21 +60,23 @@ class AsioNetwork final : public Network {
                                            Accept<Connection> accept) override {
     // Weak: the listener itself keeps its queue.
     auto same = [weak = std::weak_ptr(queue)] { return weak.lock(); };
-    return listenPlain(parameters, std::move(queue),
-                       {std::move(same), [accept = std::move(accept)](tcp::socket socket,
-                                                                      std::shared_ptr<Queue> home) {
-                          accept(TcpConnection::accepted(std::move(socket), std::move(home)));
-                        }});
+    return TcpListener::listen(
+        parameters.port, std::move(queue),
+        {std::move(same), [accept = std::move(accept), identity = identityOf(parameters)](
+                              tcp::socket socket, std::shared_ptr<Queue> home) {
+           accept(TcpConnection::accepted(std::move(socket), std::move(home), identity));
+         }});
   }
 
   Result<std::unique_ptr<Listener>> listenWebSocket(const ListenerParameters& parameters,
                                                     std::shared_ptr<Queue> queue, QueueMaker queues,
                                                     Accept<WebSocketConnection> accept) override {
-    return listenPlain(
-        parameters, std::move(queue),
-        {std::move(queues),
-         [accept = std::move(accept)](tcp::socket socket, std::shared_ptr<Queue> home) {
-           accept(WebSocketServerConnection::accepted(std::move(socket), std::move(home)));
+    return TcpListener::listen(
+        parameters.port, std::move(queue),
+        {std::move(queues), [accept = std::move(accept), identity = identityOf(parameters)](
+                                tcp::socket socket, std::shared_ptr<Queue> home) {
+           accept(
+               WebSocketServerConnection::accepted(std::move(socket), std::move(home), identity));
          }});
   }
 

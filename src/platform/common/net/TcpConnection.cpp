@@ -18,6 +18,8 @@ using asio::ip::tcp;
 using boost::system::error_code;
 
 namespace {
+// From the start to the end of the TLS handshake.
+constexpr auto kHandshakeLimit = std::chrono::seconds(10);
 // First buffer of a receive, bytes; it doubles until the maximum as data really arrives.
 constexpr std::size_t kFirstBuffer = std::size_t{64} * 1024;
 // How much, and how long, a finishing connection reads to let the peer take what was sent: more
@@ -25,28 +27,35 @@ constexpr std::size_t kFirstBuffer = std::size_t{64} * 1024;
 constexpr std::size_t kFinishBytes = std::size_t{4} * 1024 * 1024;
 constexpr auto kFinishTime = std::chrono::seconds(10);
 constexpr std::size_t kDropBuffer = std::size_t{16} * 1024;  // bytes
+
+/// Many peers close an encrypted stream without saying so first.
+bool isEndOfStream(const error_code& error) {
+  return error == asio::error::eof || error == asio::ssl::error::stream_truncated;
+}
 }  // namespace
 
 std::shared_ptr<Connection> TcpConnection::dial(std::shared_ptr<Dialer> dialer,
                                                 std::shared_ptr<Queue> queue) {
-  auto connection = std::make_shared<TcpConnection>(tcp::socket(AsioQueue::executorOf(*queue)));
+  auto connection =
+      std::make_shared<TcpConnection>(tcp::socket(AsioQueue::executorOf(*queue)), nullptr);
   connection->queue_ = std::move(queue);
   connection->dialer_ = std::move(dialer);
   return makeConnectionHandle<Connection>(std::move(connection));
 }
 
 std::shared_ptr<Connection> TcpConnection::accepted(tcp::socket socket,
-                                                    std::shared_ptr<Queue> queue) {
-  auto connection = std::make_shared<TcpConnection>(std::move(socket));
+                                                    std::shared_ptr<Queue> queue,
+                                                    std::shared_ptr<const TlsIdentity> identity) {
+  auto connection = std::make_shared<TcpConnection>(std::move(socket), std::move(identity));
   connection->queue_ = std::move(queue);
   return makeConnectionHandle<Connection>(std::move(connection));
 }
 
-TcpConnection::TcpConnection(tcp::socket socket)
+TcpConnection::TcpConnection(tcp::socket socket, std::shared_ptr<const TlsIdentity> identity)
     : executor_(socket.get_executor()),
-      socket_(std::move(socket)),
-      finishLimit_(executor_),
-      remote_(remoteEndpointOf(socket_)) {}
+      stream_(std::move(socket), std::move(identity)),
+      limit_(executor_),
+      remote_(remoteEndpointOf(stream_.socket())) {}
 
 void TcpConnection::start(StateHandler handler) {
   assertCurrent();
@@ -56,6 +65,10 @@ void TcpConnection::start(StateHandler handler) {
 
 void TcpConnection::begin() {
   if (!reporter_.begin()) return;
+  if (stream_.encrypted()) {
+    handshake();
+    return;
+  }
   if (!dialer_) {
     becomeReady();
     return;
@@ -67,9 +80,25 @@ void TcpConnection::begin() {
       self->reporter_.report(ConnectionState::waiting);
       return;
     }
-    self->socket_ = std::move(*socket);
-    self->remote_ = remoteEndpointOf(self->socket_);
+    self->stream_.socket() = std::move(*socket);
+    self->remote_ = remoteEndpointOf(self->stream_.socket());
     self->becomeReady();
+  });
+}
+
+void TcpConnection::handshake() {
+  limit_.expires_after(kHandshakeLimit);
+  limit_.async_wait([self = shared_from_this()](const error_code& cancelled) {
+    if (!cancelled && !self->ready_) self->end(ConnectionState::failed);
+  });
+  stream_.handshake([self = shared_from_this()](const error_code& error) {
+    if (self->reporter_.ended()) return;
+    self->limit_.cancel();
+    if (error) {
+      self->end(ConnectionState::failed);
+    } else {
+      self->becomeReady();
+    }
   });
 }
 
@@ -105,7 +134,7 @@ void TcpConnection::writeNext() {
   if (!ready_) return;
   const auto buffers = sends_.next();
   if (!buffers) return;
-  asio::async_write(socket_, *buffers,
+  asio::async_write(stream_, *buffers,
                     [self = shared_from_this()](const error_code& error, std::size_t) {
                       if (self->reporter_.ended()) return;
                       if (error) {
@@ -138,7 +167,7 @@ void TcpConnection::readMore() {
     bytes.resize(std::min(receive_->maximum, std::max(kFirstBuffer, 2 * filled)));
   }
   reading_ = true;
-  socket_.async_read_some(asio::buffer(bytes) + filled,
+  stream_.async_read_some(asio::buffer(bytes) + filled,
                           [self = shared_from_this()](const error_code& error, std::size_t count) {
                             self->reading_ = false;
                             if (self->reporter_.ended()) {
@@ -155,7 +184,7 @@ void TcpConnection::onRead(const error_code& error, std::size_t count) {
     return;
   }
   receive_->filled += count;
-  if (error == asio::error::eof) {
+  if (isEndOfStream(error)) {
     deliver(true);
   } else if (error) {
     end(ConnectionState::failed);
@@ -186,8 +215,8 @@ void TcpConnection::finish() {
       done({.bytes = {}, .complete = false, .failed = true});
     });
   }
-  finishLimit_.expires_after(kFinishTime);
-  finishLimit_.async_wait([self = shared_from_this()](const error_code& cancelled) {
+  limit_.expires_after(kFinishTime);
+  limit_.async_wait([self = shared_from_this()](const error_code& cancelled) {
     if (!cancelled) self->end(ConnectionState::cancelled);
   });
   // A peer that first wants to be rid of its own bytes reads nothing until somebody takes them.
@@ -198,7 +227,7 @@ void TcpConnection::finish() {
 void TcpConnection::drain() {
   dropped_.resize(kDropBuffer);
   reading_ = true;
-  socket_.async_read_some(asio::buffer(dropped_),
+  stream_.async_read_some(asio::buffer(dropped_),
                           [self = shared_from_this()](const error_code& error, std::size_t count) {
                             self->reading_ = false;
                             if (!self->reporter_.ended()) self->onDrained(error, count);
@@ -207,7 +236,7 @@ void TcpConnection::drain() {
 
 void TcpConnection::onDrained(const error_code& error, std::size_t count) {
   droppedBytes_ += count;
-  if (error == asio::error::eof) {
+  if (isEndOfStream(error)) {
     peerEnded_ = true;
     if (endSent_) end(ConnectionState::cancelled);
   } else if (error || droppedBytes_ > kFinishBytes) {
@@ -218,18 +247,19 @@ void TcpConnection::onDrained(const error_code& error, std::size_t count) {
 }
 
 void TcpConnection::endStreamWhenWritten() {
-  if (!sends_.empty() || endSent_) return;
-  error_code ignored;
-  socket_.shutdown(tcp::socket::shutdown_send, ignored);
-  endSent_ = true;
-  if (peerEnded_) end(ConnectionState::cancelled);
+  if (!sends_.empty() || std::exchange(sendingEnd_, true)) return;
+  stream_.sendEnd([self = shared_from_this()] {
+    if (self->reporter_.ended()) return;
+    self->endSent_ = true;
+    if (self->peerEnded_) self->end(ConnectionState::cancelled);
+  });
 }
 
 void TcpConnection::end(ConnectionState final) {
   if (!reporter_.end(final)) return;
   error_code ignored;
-  socket_.close(ignored);
-  finishLimit_.cancel();
+  stream_.socket().close(ignored);
+  limit_.cancel();
   if (dialer_) dialer_->cancel();
   dialer_.reset();
   sends_.failAll();

@@ -12,10 +12,12 @@
 #include "platform/common/net/Dialer.h"
 #include "platform/common/net/SendQueue.h"
 #include "platform/common/net/StateReporter.h"
+#include "platform/common/net/TransportStream.h"
 
 namespace tessaline::platform {
 
-/// A TCP stream over an Asio socket, dialled or accepted. Lives on the queue given when it was
+/// A TCP stream over an Asio socket, dialled or accepted, the latter with TLS if the listener has
+/// an identity. Lives on the queue given when it was
 /// made; operations under way keep it alive, and when its last owner lets go of it, it ends.
 class TcpConnection final : public Connection, public std::enable_shared_from_this<TcpConnection> {
  public:
@@ -24,9 +26,10 @@ class TcpConnection final : public Connection, public std::enable_shared_from_th
                                           std::shared_ptr<Queue> queue);
   /// `socket` lives on the executor of `queue`.
   static std::shared_ptr<Connection> accepted(boost::asio::ip::tcp::socket socket,
-                                              std::shared_ptr<Queue> queue);
+                                              std::shared_ptr<Queue> queue,
+                                              std::shared_ptr<const TlsIdentity> identity);
 
-  explicit TcpConnection(boost::asio::ip::tcp::socket socket);
+  TcpConnection(boost::asio::ip::tcp::socket socket, std::shared_ptr<const TlsIdentity> identity);
 
   [[nodiscard]] const std::shared_ptr<Queue>& queue() const override { return queue_; }
   void start(StateHandler handler) override;
@@ -50,6 +53,7 @@ class TcpConnection final : public Connection, public std::enable_shared_from_th
   };
 
   void begin();
+  void handshake();
   void becomeReady();
   void writeNext();
   void readMore();
@@ -63,9 +67,9 @@ class TcpConnection final : public Connection, public std::enable_shared_from_th
   void assertCurrent() const;
 
   const boost::asio::any_io_executor executor_;
-  boost::asio::ip::tcp::socket socket_;
-  boost::asio::steady_timer finishLimit_;
-  std::shared_ptr<Queue> queue_;  // none once nobody owns this
+  TransportStream stream_;
+  boost::asio::steady_timer limit_;  // of the handshake, later of finishing
+  std::shared_ptr<Queue> queue_;     // none once nobody owns this
   std::shared_ptr<Dialer> dialer_;
   std::optional<Endpoint> remote_;
   StateReporter reporter_;
@@ -77,6 +81,7 @@ class TcpConnection final : public Connection, public std::enable_shared_from_th
   bool reading_ = false;  // a read of the socket is under way
   bool finishing_ = false;
   bool peerEnded_ = false;
+  bool sendingEnd_ = false;
   bool endSent_ = false;
 };
 

@@ -41,17 +41,19 @@ constexpr std::string_view kUpgradeRequired =
 }  // namespace
 
 std::shared_ptr<WebSocketConnection> WebSocketServerConnection::accepted(
-    tcp::socket socket, std::shared_ptr<Queue> queue) {
-  auto connection = std::make_shared<WebSocketServerConnection>(std::move(socket));
+    tcp::socket socket, std::shared_ptr<Queue> queue, std::shared_ptr<const TlsIdentity> identity) {
+  auto connection =
+      std::make_shared<WebSocketServerConnection>(std::move(socket), std::move(identity));
   connection->queue_ = std::move(queue);
   return makeConnectionHandle<WebSocketConnection>(std::move(connection));
 }
 
-WebSocketServerConnection::WebSocketServerConnection(tcp::socket socket)
+WebSocketServerConnection::WebSocketServerConnection(tcp::socket socket,
+                                                     std::shared_ptr<const TlsIdentity> identity)
     : executor_(socket.get_executor()),
-      stream_(std::move(socket)),
+      stream_(std::move(socket), std::move(identity)),
       handshakeLimit_(executor_),
-      remote_(remoteEndpointOf(stream_.next_layer())),
+      remote_(remoteEndpointOf(stream_.next_layer().socket())),
       head_(kRequestBytes) {
   // No idle time-out and no pings of the library's own: the layer above knows better who is alive,
   // and a slow browser is.
@@ -77,6 +79,21 @@ void WebSocketServerConnection::begin() {
   handshakeLimit_.async_wait([self = shared_from_this()](const error_code& cancelled) {
     if (!cancelled && !self->open_) self->end(ConnectionState::failed);
   });
+  if (!stream_.next_layer().encrypted()) {
+    readRequest();
+    return;
+  }
+  stream_.next_layer().handshake([self = shared_from_this()](const error_code& error) {
+    if (self->reporter_.ended()) return;
+    if (error) {
+      self->end(ConnectionState::failed);
+    } else {
+      self->readRequest();
+    }
+  });
+}
+
+void WebSocketServerConnection::readRequest() {
   request_.emplace();
   request_->header_limit(kRequestBytes);
   http::async_read_header(stream_.next_layer(), head_, *request_,
@@ -123,8 +140,7 @@ void WebSocketServerConnection::refuse(std::string_view statusAndHeaders) {
 // No state is reported until the peer is done with its answer: the owner counts the connection, and
 // can cancel it, for as long as it holds a descriptor. `handshakeLimit_` bounds the time.
 void WebSocketServerConnection::finishRefusal() {
-  error_code ignored;
-  stream_.next_layer().shutdown(tcp::socket::shutdown_send, ignored);
+  stream_.next_layer().sendEnd([self = shared_from_this()] {});
   incoming_.resize(kDropBuffer);
   drop();
 }
@@ -233,7 +249,7 @@ void WebSocketServerConnection::onMessage(const error_code& error, Bytes bytes) 
 void WebSocketServerConnection::end(ConnectionState final) {
   if (!reporter_.end(final)) return;
   error_code ignored;
-  stream_.next_layer().close(ignored);
+  stream_.next_layer().socket().close(ignored);
   handshakeLimit_.cancel();
   sends_.failAll();
   const auto receive = std::exchange(receive_, nullptr);

@@ -17,10 +17,12 @@
 #include "platform/Network.h"
 #include "platform/common/net/SendQueue.h"
 #include "platform/common/net/StateReporter.h"
+#include "platform/common/net/TransportStream.h"
 
 namespace tessaline::platform {
 
-/// The server's side of a WebSocket over an accepted socket: reads the upgrade request, refuses
+/// The server's side of a WebSocket over an accepted socket, with TLS if the listener has an
+/// identity: reads the upgrade request, refuses
 /// what is none with an HTTP answer, then carries whole messages. Lives on the queue given when it
 /// was made; operations under way keep it alive, and when its last owner lets go of it, it ends.
 class WebSocketServerConnection final
@@ -29,9 +31,11 @@ class WebSocketServerConnection final
  public:
   /// `socket` lives on the executor of `queue`.
   static std::shared_ptr<WebSocketConnection> accepted(boost::asio::ip::tcp::socket socket,
-                                                       std::shared_ptr<Queue> queue);
+                                                       std::shared_ptr<Queue> queue,
+                                                       std::shared_ptr<const TlsIdentity> identity);
 
-  explicit WebSocketServerConnection(boost::asio::ip::tcp::socket socket);
+  WebSocketServerConnection(boost::asio::ip::tcp::socket socket,
+                            std::shared_ptr<const TlsIdentity> identity);
 
   [[nodiscard]] const std::shared_ptr<Queue>& queue() const override { return queue_; }
   void start(StateHandler handler) override;
@@ -50,6 +54,7 @@ class WebSocketServerConnection final
       boost::asio::dynamic_vector_buffer<std::uint8_t, std::allocator<std::uint8_t>>;
 
   void begin();
+  void readRequest();
   void onRequest(const boost::system::error_code& error);
   void refuse(std::string_view statusAndHeaders);
   void finishRefusal();
@@ -63,7 +68,7 @@ class WebSocketServerConnection final
   void assertCurrent() const;
 
   const boost::asio::any_io_executor executor_;
-  boost::beast::websocket::stream<boost::asio::ip::tcp::socket> stream_;
+  boost::beast::websocket::stream<TransportStream> stream_;
   boost::asio::steady_timer handshakeLimit_;
   std::shared_ptr<Queue> queue_;  // none once nobody owns this
   const std::optional<Endpoint> remote_;
