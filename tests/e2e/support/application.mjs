@@ -17,7 +17,7 @@ export class Application {
   #defaults;
 
   // `name` tells its configuration from that of others on the same desktop.
-  constructor(desktop, name = 'main', defaults = { mode: 'main' }) {
+  constructor(desktop, name = 'main', defaults = { mode: 'main', onboarded: true }) {
     const home = join(desktop.environment.XDG_RUNTIME_DIR, `home-${name}`);
     this.#desktop = desktop;
     this.#environment = {
