@@ -1,0 +1,209 @@
+#include "system/AirDrop.h"
+
+#include <gmock/gmock.h>
+
+#include "support/RecordingCommands.h"
+#include "support/TemporaryFolder.h"
+#include "support/VirtualQueues.h"
+#include "system/AirDropPause.h"
+
+namespace tessaline {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Mode = AirDropPause::Mode;
+
+constexpr auto kUp = "/usr/bin/sudo [-n] [/sbin/ifconfig] [awdl0] [up]";
+constexpr auto kDown = "/usr/bin/sudo [-n] [/sbin/ifconfig] [awdl0] [down]";
+constexpr auto kAskedDown =
+    "do shell script \"/sbin/ifconfig awdl0 down\" with administrator privileges";
+constexpr auto kInstall =
+    R"(do shell script "t=$(/usr/bin/mktemp /private/var/root/tessaline.XXXXXX) && printf '%s\\n' )"
+    R"('ana ALL=(root) NOPASSWD: /sbin/ifconfig awdl0 down, /sbin/ifconfig awdl0 up' > \"$t\" && )"
+    R"(/usr/sbin/visudo -cf \"$t\" && /usr/bin/install -m 0440 -o root -g wheel \"$t\" )"
+    R"(/etc/sudoers.d/tessaline; rm -f \"$t\"" with administrator privileges)";
+
+TEST(AirDropTest, InstallsTheRuleOnlyForNamesThatCannotDoHarm) {
+  test::RecordingCommands commands;
+  const AirDrop airDrop(commands);
+  EXPECT_TRUE(airDrop.installHelper());
+  EXPECT_THAT(commands.take(), ElementsAre(kInstall));
+  commands.agrees = false;
+  EXPECT_FALSE(airDrop.installHelper());
+  EXPECT_EQ(commands.take().size(), 1U);
+  commands.agrees = true;
+  for (const auto* name : {"", "an a", "an'a", "an\"a", "a;b", "a\n", "zoë", "a/b", "a$b"}) {
+    commands.user = name;
+    EXPECT_FALSE(airDrop.installHelper()) << name;
+  }
+  EXPECT_THAT(commands.ran, IsEmpty());
+  for (const auto* name : {"a.b", "a-b", "a_b", "Z9"}) {
+    commands.user = name;
+    EXPECT_TRUE(airDrop.installHelper()) << name;
+  }
+  commands.ran.clear();
+  airDrop.uninstallHelper();
+  EXPECT_THAT(commands.ran, ElementsAre("do shell script \"rm -f /etc/sudoers.d/tessaline\" with "
+                                        "administrator privileges"));
+}
+
+TEST(AirDropTest, SwitchesTheLinkWithTheRuleAndNeverAsksJustToBringItUp) {
+  const struct {
+    std::set<std::string> files;
+    bool exists;
+    std::vector<std::string> down, up;
+  } cases[] = {{{"/etc/sudoers.d/tessaline"}, true, {kDown}, {kUp}},
+               {{"/etc/sudoers.d/quillfern"}, true, {kDown}, {kUp}},
+               {{}, true, {kAskedDown}, {}},
+               {{"/etc/sudoers.d/tessaline"}, false, {}, {}},
+               {{}, false, {}, {}}};
+  for (const auto& [files, exists, down, up] : cases) {
+    test::RecordingCommands commands;
+    commands.files = files;
+    commands.exists = exists;
+    const AirDrop airDrop(commands);
+    EXPECT_EQ(airDrop.isActive(), exists);
+    airDrop.set(false);
+    EXPECT_EQ(commands.take(), down);
+    EXPECT_FALSE(airDrop.isActive());
+    airDrop.set(true);
+    EXPECT_EQ(commands.take(), up);
+  }
+}
+
+class AirDropPauseTest : public testing::Test {
+ protected:
+  AirDropPauseTest() { commands_->files = {"/etc/sudoers.d/tessaline"}; }
+  /// What was run within `time`.
+  std::vector<std::string> after(Duration time) {
+    queues_.advance(time);
+    return commands_->take();
+  }
+  void move() {
+    pause_.activityReporter()();
+    queues_.run();
+  }
+  test::VirtualQueues queues_;
+  test::TemporaryFolder folder_;
+  UserDefaults defaults_{folder_.path() / "defaults.json"};
+  std::shared_ptr<test::RecordingCommands> commands_ = std::make_shared<test::RecordingCommands>();
+  AirDropPause pause_{commands_, queues_, defaults_};
+};
+
+TEST_F(AirDropPauseTest, PausesOnlyWhileThingsMove) {
+  pause_.connecting();
+  pause_.setSessions(true);
+  EXPECT_THAT(after(10s), IsEmpty()) << "nothing has moved";
+  move();
+  EXPECT_THAT(after(0s), ElementsAre(kDown)) << "at once";
+  for (int i = 0; i < 50; ++i) {
+    move();
+    EXPECT_THAT(after(100ms), IsEmpty());
+  }
+  commands_->up = true;  // something else raised it
+  move();
+  EXPECT_THAT(after(500ms), ElementsAre(kDown));
+  EXPECT_THAT(after(1499ms), IsEmpty());
+  EXPECT_THAT(after(501ms), ElementsAre(kUp)) << "2 s without motion, on the next tick";
+  move();
+  EXPECT_THAT(after(0s), ElementsAre(kDown));
+  pause_.setSessions(false);
+  EXPECT_THAT(after(0s), ElementsAre(kUp));
+  commands_->up = true;
+  EXPECT_THAT(after(10s), IsEmpty()) << "the guard has ended";
+}
+
+TEST_F(AirDropPauseTest, AlwaysMeansTheWholeSessionAndNeverMeansNever) {
+  pause_.setMode(Mode::always);
+  pause_.connecting();
+  pause_.setSessions(true);
+  EXPECT_THAT(after(10s), ElementsAre(kDown)) << "before the session, and for all of it";
+  commands_->up = true;
+  EXPECT_THAT(after(500ms), ElementsAre(kDown));
+  pause_.setMode(Mode::never);
+  EXPECT_THAT(after(0s), ElementsAre(kUp)) << "at once";
+  move();
+  pause_.connecting();
+  EXPECT_THAT(after(10s), IsEmpty());
+  pause_.lastSessionEnded();
+  pause_.setSessions(false);
+  bool released = false;
+  pause_.release([&] { released = true; });
+  EXPECT_TRUE(released);
+  EXPECT_THAT(after(10s), IsEmpty());
+}
+
+TEST_F(AirDropPauseTest, BringsTheLinkUpAtTheEndsEvenIfItNeverPausedIt) {
+  pause_.setSessions(true);
+  pause_.lastSessionEnded();
+  EXPECT_THAT(after(0s), ElementsAre(kUp));
+  bool released = false;
+  pause_.release([&] {
+    released = true;
+    EXPECT_THAT(commands_->take(), ElementsAre(kUp)) << "the process may end only then";
+  });
+  EXPECT_FALSE(released);
+  queues_.run();
+  EXPECT_TRUE(released);
+}
+
+TEST_F(AirDropPauseTest, ADialogThatNobodyAnswersCollectsNothing) {
+  commands_->files.clear();
+  commands_->obeys = false;
+  commands_->onRun = [&] {  // while the dialog is open the main queue goes on
+    commands_->onRun = nullptr;
+    for (int i = 0; i < 100; ++i) {
+      pause_.setSessions(false);
+      pause_.connecting();
+    }
+    pause_.setCut(true);
+  };
+  pause_.setSmart(false);
+  pause_.connecting();
+  EXPECT_THAT(after(1s), ElementsAre(kAskedDown));
+}
+
+TEST_F(AirDropPauseTest, ChoosingAModeStoresItAndInstallsTheMissingRuleOnce) {
+  const struct {
+    Mode mode;
+    bool cut, smart;
+  } cases[] = {
+      {Mode::always, true, false}, {Mode::never, false, false}, {Mode::whileMoving, true, true}};
+  for (const auto& [mode, cut, smart] : cases) {
+    commands_->files.clear();
+    pause_.setMode(mode);
+    EXPECT_EQ(pause_.installing(), mode != Mode::never);
+    pause_.setMode(mode);
+    EXPECT_EQ(pause_.mode(), mode);
+    EXPECT_EQ(defaults_.boolean("cutAirDrop"), cut);
+    EXPECT_EQ(defaults_.boolean("smartAirDrop"), smart);
+    const auto expected =
+        mode == Mode::never ? std::vector<std::string>{} : std::vector<std::string>{kInstall};
+    EXPECT_EQ(after(0s), expected);
+    EXPECT_FALSE(pause_.installing());
+  }
+  defaults_.set("cutAirDrop", "no");
+  defaults_.set("smartAirDrop", std::int64_t{0});
+  EXPECT_EQ(pause_.mode(), Mode::whileMoving) << "values of a wrong type count as absent";
+}
+
+TEST_F(AirDropPauseTest, WithoutTheLinkNothingEverRuns) {
+  commands_->exists = false;
+  EXPECT_FALSE(pause_.available());
+  EXPECT_FALSE(pause_.activityReporter());
+  pause_.setCut(true);
+  pause_.setSmart(false);
+  pause_.connecting();
+  pause_.setSessions(true);
+  queues_.advance(10s);
+  pause_.lastSessionEnded();
+  bool released = false;
+  pause_.release([&] { released = true; });
+  EXPECT_TRUE(released);
+  EXPECT_THAT(after(10s), IsEmpty());
+}
+
+}  // namespace
+}  // namespace tessaline
