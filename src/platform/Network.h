@@ -115,6 +115,8 @@ struct ListenerParameters {
   std::uint16_t port = 0;  ///< 0: any free port
   /// TLS 1.2 or later with this identity; plain TCP without one.
   std::shared_ptr<const TransportIdentity> identity;
+  /// Bytes that the system may hold of a connection that nobody reads; 0: as many as it likes.
+  std::size_t unreadBytes = 0;
 };
 
 /// A listening socket on every interface, IPv6 and IPv4. It lives on the queue given when it was

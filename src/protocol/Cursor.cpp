@@ -53,4 +53,16 @@ Bytes CursorShape::encoded(ByteView png) const {
       .take();
 }
 
+std::optional<CursorShape::Decoded> CursorShape::decoded(ByteView payload) {
+  ByteReader reader(payload);
+  std::array<double, 4> values{};
+  for (auto& value : values) {
+    const auto sixteenths = reader.u16();
+    if (!sixteenths) return std::nullopt;
+    value = *sixteenths / 16.0;
+  }
+  if (reader.rest().empty()) return std::nullopt;
+  return Decoded{{values[0], values[1], values[2], values[3]}, reader.rest()};
+}
+
 }  // namespace tessaline

@@ -40,6 +40,15 @@ struct CursorShape {
 
   /// Values that do not fit are clamped.
   [[nodiscard]] Bytes encoded(ByteView png) const;
+  /// Takes apart the payload of a message; nothing when no image can be in it. The image is a view
+  /// of the payload.
+  struct Decoded;
+  [[nodiscard]] static std::optional<Decoded> decoded(ByteView payload);
+};
+
+struct CursorShape::Decoded {
+  CursorShape shape;
+  ByteView png;
 };
 
 }  // namespace tessaline

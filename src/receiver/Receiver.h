@@ -13,6 +13,8 @@
 
 namespace tessaline {
 
+class ReceiverEngine;
+
 /// What the hello says about the screen that the stream will fill.
 struct ScreenMetrics {
   PixelSize size{1920, 1080};  ///< these values: there is no screen
@@ -39,7 +41,8 @@ class Receiver {
   };
 
   Receiver(Services services, Identity identity);
-  /// No callback runs once this has returned.
+  /// No callback of the main queue runs once this has returned; one that is under way on
+  /// "tessaline.recv" may still be, so those hold what they need.
   ~Receiver();
 
   // Set before `start`. On the main queue, unless they say otherwise.
@@ -69,10 +72,9 @@ class Receiver {
   void stop(std::function<void()> done);
 
  private:
-  class Engine;
   const Services services_;
   const Identity identity_;
-  std::shared_ptr<Engine> engine_;
+  std::shared_ptr<ReceiverEngine> engine_;  // from `start` to `stop`
 };
 
 }  // namespace tessaline

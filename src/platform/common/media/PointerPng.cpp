@@ -6,6 +6,8 @@ namespace tessaline::platform {
 namespace {
 
 constexpr int kMaximumSide = 1024;  // pixels; the largest pointers in use have 256
+// Bytes: twice what the pixels of the largest image have, so that a file that packs nothing fits.
+constexpr std::size_t kMaximumFile = std::size_t{2} * 4 * kMaximumSide * kMaximumSide;
 
 }  // namespace
 
@@ -33,6 +35,25 @@ Bytes encodePointerPng(const PointerImage& image) {
   }
   file.resize(size);
   return file;
+}
+
+std::optional<PointerImage> decodePointerPng(ByteView file) {
+  if (file.size() > kMaximumFile) return std::nullopt;
+  png_image png = {};
+  png.version = PNG_IMAGE_VERSION;
+  // Reads what comes before the pixels; the size is known then and nothing has been unpacked.
+  if (png_image_begin_read_from_memory(&png, file.data(), file.size()) == 0) return std::nullopt;
+  if (png.width > kMaximumSide || png.height > kMaximumSide) {
+    png_image_free(&png);
+    return std::nullopt;
+  }
+  png.format = PNG_FORMAT_RGBA;
+  PointerImage image;
+  image.width = static_cast<int>(png.width);
+  image.height = static_cast<int>(png.height);
+  image.rgba.resize(PNG_IMAGE_SIZE(png));
+  if (png_image_finish_read(&png, nullptr, image.rgba.data(), 0, nullptr) == 0) return std::nullopt;
+  return image;
 }
 
 }  // namespace tessaline::platform

@@ -18,6 +18,16 @@ constexpr std::uint8_t kConstrainedHigh = 0x08 | 0x04;
 // These profiles, and no other that an encoder of 8-bit video writes, describe their chroma format.
 constexpr std::array<std::uint8_t, 4> kProfilesWithChroma = {100, 110, 122, 244};
 
+// What is decoded: Baseline, Main and High, which have 8-bit 4:2:0 pictures. The bounds on size and
+// on the pictures that a decoder has to keep are those of the highest level, 6.2 (table A-1).
+constexpr std::array<std::uint8_t, 3> kProfilesDecoded = {66, 77, kHighProfile};
+constexpr std::uint8_t kUnitTypeMask = 31;
+constexpr std::uint8_t kSequenceParameterSet = 7;
+constexpr std::uint32_t kMacroblock = 16;      // pixels
+constexpr std::uint32_t kMaximumSide = 16384;  // pixels
+constexpr std::uint32_t kMaximumMacroblocks = 139'264;
+constexpr std::uint32_t kMaximumStoredMacroblocks = 696'320;
+
 constexpr int kLongestExpGolomb = 31;           // leading zero bits; more is not a parameter
 constexpr std::uint32_t kExtendedAspect = 255;  // aspect_ratio_idc with a ratio of its own
 constexpr std::uint32_t kMaximumCpbCount = 32;
@@ -135,7 +145,10 @@ void skipHrd(BitReader& reader) {
 /// What matters of a sequence parameter set, and where the end of it starts.
 struct Outline {
   std::uint32_t referenceFrames = 0;
-  std::size_t usabilityFlag = 0;  // bit position of vui_parameters_present_flag
+  std::uint32_t columns = 0;  // macroblocks of the coded picture
+  std::uint32_t rows = 0;
+  std::array<std::uint32_t, 4> cropped{};  // chroma samples: left, right, top, bottom
+  std::size_t usabilityFlag = 0;           // bit position of vui_parameters_present_flag
   bool usability = false;
   std::size_t restrictionFlag = 0;  // bit position of bitstream_restriction_flag, with `usability`
   bool restricted = false;          // it is set, and rules out reordering and spare pictures
@@ -171,8 +184,8 @@ std::optional<Outline> readOutline(ByteView payload, std::uint8_t profile) {
   Outline outline;
   reader.expGolomb();  // identifier
   if (std::ranges::find(kProfilesWithChroma, profile) != kProfilesWithChroma.end()) {
-    if (reader.expGolomb() != 1) return std::nullopt;  // not 4:2:0
-    reader.skipExpGolombs(2);                          // bit depths
+    if (reader.expGolomb() != 1) return std::nullopt;                             // not 4:2:0
+    if (reader.expGolomb() != 0 || reader.expGolomb() != 0) return std::nullopt;  // not 8-bit
     reader.skip(1);
     if (reader.flag()) return std::nullopt;  // scaling matrices
   }
@@ -187,10 +200,13 @@ std::optional<Outline> readOutline(ByteView payload, std::uint8_t profile) {
   }
   outline.referenceFrames = reader.expGolomb();
   reader.skip(1);
-  reader.skipExpGolombs(2);                 // size
+  outline.columns = reader.expGolomb() + 1;
+  outline.rows = reader.expGolomb() + 1;
   if (!reader.flag()) return std::nullopt;  // fields
   reader.skip(1);
-  if (reader.flag()) reader.skipExpGolombs(4);  // cropping
+  if (reader.flag()) {
+    for (auto& edge : outline.cropped) edge = reader.expGolomb();
+  }
   outline.usabilityFlag = reader.position();
   outline.usability = reader.flag();
   if (outline.usability) readUsability(reader, outline);
@@ -219,6 +235,33 @@ Bytes restrict(ByteView payload, const Outline& outline) {
 }
 
 }  // namespace
+
+std::optional<PixelSize> visiblePictureSize(ByteView unit) {
+  if (unit.size() <= kFixedBytes || (unit[0] & kUnitTypeMask) != kSequenceParameterSet) {
+    return std::nullopt;
+  }
+  if (std::ranges::find(kProfilesDecoded, unit[kProfile]) == kProfilesDecoded.end()) {
+    return std::nullopt;
+  }
+  const Bytes payload = unescape(unit.subspan(kFixedBytes));
+  const auto outline = readOutline(payload, unit[kProfile]);
+  if (!outline || outline->columns > kMaximumSide / kMacroblock ||
+      outline->rows > kMaximumSide / kMacroblock) {
+    return std::nullopt;
+  }
+  const std::uint32_t macroblocks = outline->columns * outline->rows;
+  if (macroblocks > kMaximumMacroblocks ||
+      std::uint64_t{macroblocks} * outline->referenceFrames > kMaximumStoredMacroblocks) {
+    return std::nullopt;
+  }
+  const auto& [left, right, top, bottom] = outline->cropped;
+  const std::int64_t width =
+      std::int64_t{outline->columns} * kMacroblock - 2 * (std::int64_t{left} + right);
+  const std::int64_t height =
+      std::int64_t{outline->rows} * kMacroblock - 2 * (std::int64_t{top} + bottom);
+  if (width <= 0 || height <= 0) return std::nullopt;
+  return PixelSize{static_cast<int>(width), static_cast<int>(height)};
+}
 
 void completeSequenceParameterSet(Bytes& unit) {
   if (unit.size() <= kFixedBytes) return;

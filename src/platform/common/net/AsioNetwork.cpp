@@ -61,7 +61,7 @@ class AsioNetwork final : public Network {
     // Weak: the listener itself keeps its queue.
     auto same = [weak = std::weak_ptr(queue)] { return weak.lock(); };
     return TcpListener::listen(
-        parameters.port, std::move(queue),
+        parameters, std::move(queue),
         {std::move(same), [accept = std::move(accept), identity = identityOf(parameters)](
                               tcp::socket socket, std::shared_ptr<Queue> home) {
            accept(TcpConnection::accepted(std::move(socket), std::move(home), identity));
@@ -72,7 +72,7 @@ class AsioNetwork final : public Network {
                                                     std::shared_ptr<Queue> queue, QueueMaker queues,
                                                     Accept<WebSocketConnection> accept) override {
     return TcpListener::listen(
-        parameters.port, std::move(queue),
+        parameters, std::move(queue),
         {std::move(queues), [accept = std::move(accept), identity = identityOf(parameters)](
                                 tcp::socket socket, std::shared_ptr<Queue> home) {
            accept(

@@ -25,7 +25,7 @@ constexpr auto kRetryDelay = std::chrono::milliseconds(250);
 // Failed accepts come in runs: one log line for a run is enough.
 constexpr auto kLogInterval = std::chrono::minutes(1);
 
-error_code open(tcp::acceptor& acceptor, const tcp::endpoint& address) {
+error_code open(tcp::acceptor& acceptor, const tcp::endpoint& address, std::size_t unreadBytes) {
   error_code error;
   acceptor.open(address.protocol(), error);
   if (error) return error;
@@ -34,6 +34,12 @@ error_code open(tcp::acceptor& acceptor, const tcp::endpoint& address) {
   acceptor.set_option(tcp::acceptor::reuse_address(true), error);
   if (!error && address.protocol() == tcp::v6()) {
     acceptor.set_option(asio::ip::v6_only(false), error);
+  }
+  // Accepted connections inherit it; only from here does it count for the window they announce.
+  if (!error && unreadBytes > 0) {
+    error_code ignored;
+    acceptor.set_option(asio::socket_base::receive_buffer_size(static_cast<int>(unreadBytes)),
+                        ignored);
   }
   if (!error) acceptor.bind(address, error);
   if (!error) acceptor.listen(asio::socket_base::max_listen_connections, error);
@@ -45,10 +51,10 @@ error_code open(tcp::acceptor& acceptor, const tcp::endpoint& address) {
 }
 
 /// Both address families on one socket, or IPv4 alone on a system without IPv6.
-error_code openAny(tcp::acceptor& acceptor, std::uint16_t port) {
-  const auto error = open(acceptor, {tcp::v6(), port});
-  if (lacksIPv6(error)) return open(acceptor, {tcp::v4(), port});
-  return error;
+error_code openAny(tcp::acceptor& acceptor, const ListenerParameters& parameters) {
+  const auto error = open(acceptor, {tcp::v6(), parameters.port}, parameters.unreadBytes);
+  if (!lacksIPv6(error)) return error;
+  return open(acceptor, {tcp::v4(), parameters.port}, parameters.unreadBytes);
 }
 
 }  // namespace
@@ -137,12 +143,12 @@ class TcpListener::Acceptor : public std::enable_shared_from_this<Acceptor> {
   std::optional<Clock::time_point> logged_;
 };
 
-Result<std::unique_ptr<Listener>> TcpListener::listen(std::uint16_t port,
+Result<std::unique_ptr<Listener>> TcpListener::listen(const ListenerParameters& parameters,
                                                       std::shared_ptr<Queue> queue,
                                                       Callbacks callbacks) {
   tcp::acceptor acceptor(AsioQueue::executorOf(*queue));
-  if (const auto error = openAny(acceptor, port)) {
-    return Failure{describePortError(port, error)};
+  if (const auto error = openAny(acceptor, parameters)) {
+    return Failure{describePortError(parameters.port, error)};
   }
   auto core = std::make_shared<Acceptor>(std::move(acceptor), std::move(callbacks));
   core->acceptNext();

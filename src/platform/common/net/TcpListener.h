@@ -20,7 +20,9 @@ class TcpListener final : public Listener {
     std::function<void(boost::asio::ip::tcp::socket, std::shared_ptr<Queue>)> accept;
   };
 
-  static Result<std::unique_ptr<Listener>> listen(std::uint16_t port, std::shared_ptr<Queue> queue,
+  /// Of the parameters, the identity is left to who wraps the sockets.
+  static Result<std::unique_ptr<Listener>> listen(const ListenerParameters& parameters,
+                                                  std::shared_ptr<Queue> queue,
                                                   Callbacks callbacks);
 
   ~TcpListener() override;
