@@ -2,7 +2,6 @@
 
 #include <QApplication>
 
-#include "app/ApplicationIcon.h"
 #include "app/DesktopLoss.h"
 #include "app/MainMenu.h"
 #include "app/ModeChooserWindow.h"
@@ -81,8 +80,7 @@ std::unique_ptr<AppDelegate::Role> Application::createMainRole() {
       environment_.queues, environment_.defaults,
       MainRole::System{std::move(*desktop), platform::createVideoCoding(environment_.queues),
                        platform::createNetwork()});
-  alert_ = std::make_unique<ApprovalAlertWindow>(role->controller().approvedDevices(),
-                                                 ApplicationIcon::icon());
+  alert_ = std::make_unique<ApprovalAlertWindow>(role->controller().approvedDevices());
   role->onReopen = [this] { alert_->bringToFront(); };
   changes_ = role->controller().observe([this] { changed(); });
   mainRole_ = role.get();

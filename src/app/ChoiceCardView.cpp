@@ -3,11 +3,12 @@
 #include <QFontMetrics>
 #include <QGraphicsOpacityEffect>
 #include <QKeyEvent>
-#include <QLabel>
 #include <QPainter>
 #include <QVBoxLayout>
 
-#include "shell/Brand.h"
+#include "shell/TextView.h"
+#include "shell/ViewStyle.h"
+#include "shell/ViewSymbols.h"
 
 namespace tessaline {
 namespace {
@@ -20,55 +21,59 @@ constexpr int kInset = 20;
 constexpr int kSpacing = 6;
 constexpr int kEmojiSize = 44;
 constexpr int kTitleSize = 16;
-constexpr int kDetailSize = 12;
-constexpr int kNoteSize = 11;
 constexpr double kDisabledAlpha = 0.5;
-constexpr double kSecondaryAlpha = 0.7;
 constexpr double kRestingAlpha = 0.035;
 constexpr double kHoverAlpha = 0.08;
 
-QColor withAlpha(QColor colour, double alpha) {
-  colour.setAlphaF(static_cast<float>(alpha));
-  return colour;
-}
-
 }  // namespace
+
+class ChoiceCardView::PictureView final : public QWidget {
+ public:
+  PictureView(const QString& emoji, const char* symbol) : emoji_(emoji), symbol_(symbol) {
+    setFixedSize(kEmojiSize + 12, kEmojiSize + 8);
+    setAttribute(Qt::WA_TransparentForMouseEvents);
+  }
+
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    QPainter painter(this);
+    const QFont font = ViewStyle::font(kEmojiSize);
+    // Without a font for it an emoji is an empty box.
+    if (QFontMetrics(font).inFontUcs4(emoji_.toUcs4().value(0))) {
+      painter.setFont(font);
+      painter.drawText(rect(), Qt::AlignLeft | Qt::AlignVCenter, emoji_);
+    } else {
+      ViewSymbols::paint(painter, symbol_, QRectF(0, 4, kEmojiSize, kEmojiSize),
+                         ViewStyle::colour(palette(), Tone::coral));
+    }
+  }
+
+ private:
+  const QString emoji_;
+  const char* const symbol_;
+};
 
 ChoiceCardView::ChoiceCardView(const Content& content) {
   setFixedSize(kCardSize);
   setEnabled(content.enabled);
   setFocusPolicy(Qt::StrongFocus);
   setAccessibleName(content.title);
-  setAccessibleDescription(content.detail + " " + content.note);
+  setAccessibleDescription((content.detail + " " + content.note).trimmed());
   if (content.enabled) setCursor(Qt::PointingHandCursor);
 
   auto* column = new QVBoxLayout(this);
   column->setContentsMargins(kInset, kInset, kInset, kInset);
   column->setSpacing(kSpacing);
-  const auto add = [&](const QString& words, int pixels, QFont::Weight weight, double alpha) {
+  column->addWidget(new PictureView(content.emoji, content.symbol));
+  const auto add = [&](const QString& words, const TextView::Look& look) {
     if (words.isEmpty()) return;
-    auto* label = new QLabel(words, this);
-    QFont font = label->font();
-    font.setPixelSize(pixels);
-    font.setWeight(weight);
-    label->setFont(font);
-    label->setTextFormat(Qt::PlainText);
-    label->setWordWrap(true);
-    label->setAttribute(Qt::WA_TransparentForMouseEvents);
-    label->setForegroundRole(QPalette::WindowText);  // not the button's colour
-    QPalette colours = palette();
-    colours.setColor(QPalette::WindowText,
-                     withAlpha(colours.color(QPalette::Active, QPalette::WindowText), alpha));
-    label->setPalette(colours);
-    column->addWidget(label);
+    auto* view = new TextView(words, look);
+    view->setAttribute(Qt::WA_TransparentForMouseEvents);
+    column->addWidget(view);
   };
-  // Without a font for it an emoji is an empty box.
-  if (QFontMetrics(font()).inFontUcs4(content.emoji.toUcs4().value(0))) {
-    add(content.emoji, kEmojiSize, QFont::Normal, 1);
-  }
-  add(content.title, kTitleSize, QFont::Bold, 1);
-  add(content.detail, kDetailSize, QFont::Normal, kSecondaryAlpha);
-  add(content.note, kNoteSize, QFont::DemiBold, 1);
+  add(content.title, {kTitleSize, QFont::Bold});
+  add(content.detail, {ViewStyle::kDetailSize, QFont::Normal, Tone::secondary});
+  add(content.note, {ViewStyle::kSmallSize, QFont::DemiBold});
   column->addStretch();
   if (content.enabled) return;
   auto* faded = new QGraphicsOpacityEffect(this);
@@ -79,12 +84,10 @@ ChoiceCardView::ChoiceCardView(const Content& content) {
 void ChoiceCardView::paintEvent(QPaintEvent* /*event*/) {
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
-  const QColor coral(QRgb{Brand::kCoral});
   const bool lit = hovering_ && isEnabled();
-  const QColor ink = palette().color(QPalette::WindowText);
-  painter.setBrush(lit ? withAlpha(coral, kHoverAlpha) : withAlpha(ink, kRestingAlpha));
+  painter.setBrush(lit ? ViewStyle::coral(kHoverAlpha) : ViewStyle::ink(palette(), kRestingAlpha));
   // The focus has to be seen without a pointer.
-  painter.setPen(lit || hasFocus() ? QPen(coral, kBorderWidth) : QPen(Qt::NoPen));
+  painter.setPen(lit || hasFocus() ? QPen(ViewStyle::coral(), kBorderWidth) : QPen(Qt::NoPen));
   const double half = kBorderWidth / 2;
   painter.drawRoundedRect(QRectF(rect()).adjusted(half, half, -half, -half), kCornerRadius,
                           kCornerRadius);

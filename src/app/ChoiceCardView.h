@@ -11,6 +11,7 @@ class ChoiceCardView final : public QAbstractButton {
  public:
   struct Content {
     QString emoji;
+    const char* symbol;  ///< drawn where no font has the emoji
     QString title;
     QString detail;
     QString note;  ///< why the card cannot be chosen, or empty
@@ -25,6 +26,7 @@ class ChoiceCardView final : public QAbstractButton {
   void keyPressEvent(QKeyEvent* event) override;
 
  private:
+  class PictureView;
   bool hovering_ = false;
 };
 

@@ -18,8 +18,8 @@ constexpr int kPanelSpacing = 8;
 constexpr int kInterval = 1000;  // ms; permissions change without telling
 
 StepView::Content stepContent(const SetupAssistant::Step& step) {
-  StepView::Content content{ViewStyle::text(step.title), ViewStyle::text(step.text), step.done,
-                            step.busy, {}};
+  StepView::Content content{
+      ViewStyle::text(step.title), ViewStyle::text(step.text), step.done, step.busy, {}};
   for (const auto& [title, action] : step.buttons) {
     content.buttons.push_back({ViewStyle::text(title), action});
   }
@@ -39,6 +39,7 @@ SetupAssistantWindow::SetupAssistantWindow(Provider provider)
   stepColumn_ = new QVBoxLayout;
   stepColumn_->setSpacing(kPanelSpacing);
   column->addLayout(stepColumn_);
+  renderSteps();  // first, as the Tab key goes from top to bottom
   column->addStretch();
   addSwitchRole(*column);
   addFoot(*column);
@@ -90,6 +91,12 @@ void SetupAssistantWindow::refresh() {
 void SetupAssistantWindow::render() {
   header_->setTitle(ViewStyle::text(content_.title));
   header_->setLine(ViewStyle::text(content_.line));
+  renderSteps();
+  openAtLogin_->setChecked(content_.opensAtLogin);
+  switchQuestion_->setWords(ViewStyle::text(content_.switchQuestion));
+}
+
+void SetupAssistantWindow::renderSteps() {
   while (steps_.size() > content_.steps.size()) {
     steps_.back()->parentWidget()->deleteLater();
     steps_.pop_back();
@@ -105,8 +112,6 @@ void SetupAssistantWindow::render() {
     panel->column().addWidget(steps_.back());
     stepColumn_->addWidget(panel);
   }
-  openAtLogin_->setChecked(content_.opensAtLogin);
-  switchQuestion_->setWords(ViewStyle::text(content_.switchQuestion));
 }
 
 void SetupAssistantWindow::showEvent(QShowEvent* event) {

@@ -34,6 +34,7 @@ class SetupAssistantWindow final : public CentredWindow {
   void addSwitchRole(QVBoxLayout& column);
   void addFoot(QVBoxLayout& column);
   void render();
+  void renderSteps();
   ButtonView* button(SetupAssistant::Button SetupAssistant::*which, bool primary);
 
   const Provider provider_;

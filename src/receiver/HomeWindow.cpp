@@ -17,8 +17,8 @@ namespace {
 constexpr QSize kContentSize(500, 600);
 constexpr QSize kPulseSize(16, 16);
 constexpr int kStatusSize = 15;
-constexpr int kBelowStatus = 14;
-constexpr int kStepSpacing = 12;
+constexpr int kPanelSpacing = 8;
+constexpr int kStepSpacing = 14;
 
 StepView::Content stepContent(const HomeScreen::Step& step) {
   return {ViewStyle::text(step.title), ViewStyle::text(step.text), false, false, {}};
@@ -30,15 +30,15 @@ HomeWindow::HomeWindow(const HomeScreen& content) : CentredWindow(kContentSize),
   header_ = new BrandHeaderView({}, {});
   page().addWidget(header_);
   auto* column = new QVBoxLayout;
-  column->setContentsMargins(ViewStyle::kMargin, 2, ViewStyle::kMargin, 20);
+  column->setContentsMargins(ViewStyle::kMargin, 8, ViewStyle::kMargin, 12);
   column->setSpacing(0);
   page().addLayout(column, 1);
   addStatus(*column);
-  column->addSpacing(kBelowStatus);
+  column->addStretch(2);
   addSettings(*column);
-  column->addSpacing(10);
+  column->addSpacing(kPanelSpacing);
   addSwitchRole(*column);
-  column->addStretch();
+  column->addStretch(3);
   auto* steps = new QVBoxLayout;
   steps->setSpacing(kStepSpacing);
   int number = 0;
@@ -47,6 +47,7 @@ HomeWindow::HomeWindow(const HomeScreen& content) : CentredWindow(kContentSize),
     steps->addWidget(steps_.back());
   }
   column->addLayout(steps);
+  column->addStretch(1);
   setContent(content);
   openAtLogin_->setFocus();
 }
@@ -85,10 +86,11 @@ CheckView* HomeWindow::addCheckBox(QVBoxLayout& column, HomeScreen::CheckBox Hom
 }
 
 void HomeWindow::addSwitchRole(QVBoxLayout& column) {
-  switchRow_ = new QWidget;
-  auto* row = new QHBoxLayout(switchRow_);
-  row->setContentsMargins(0, 0, 0, 0);
+  auto* panel = new PanelView;
+  switchPanel_ = panel;
+  auto* row = new QHBoxLayout;
   row->setSpacing(10);
+  panel->column().addLayout(row);
   switchQuestion_ = new TextView({}, {ViewStyle::kDetailSize, QFont::Normal, Tone::secondary});
   row->addWidget(switchQuestion_, 1);
   const auto& wanted = content_.switchRole;
@@ -99,7 +101,7 @@ void HomeWindow::addSwitchRole(QVBoxLayout& column) {
     if (action) action();
   });
   row->addWidget(button);
-  column.addWidget(switchRow_);
+  column.addWidget(panel);
 }
 
 void HomeWindow::setContent(const HomeScreen& content) {
@@ -111,7 +113,7 @@ void HomeWindow::setContent(const HomeScreen& content) {
   keepAwake_->setChecked(content.keepAwake.on);
   address_->setWords(ViewStyle::text(content.address));
   address_->setVisible(!content.address.empty());
-  switchRow_->setVisible(content.switchRole.has_value());
+  switchPanel_->setVisible(content.switchRole.has_value());
   if (content.switchRole) switchQuestion_->setWords(ViewStyle::text(content.switchRole->question));
   for (std::size_t i = 0; i < std::min(steps_.size(), content.steps.size()); ++i) {
     steps_[i]->setContent(stepContent(content.steps[i]));

@@ -33,7 +33,7 @@ class HomeWindow final : public CentredWindow {
   CheckView* openAtLogin_ = nullptr;
   CheckView* keepAwake_ = nullptr;
   TextView* address_ = nullptr;
-  QWidget* switchRow_ = nullptr;
+  QWidget* switchPanel_ = nullptr;
   TextView* switchQuestion_ = nullptr;
   std::vector<StepView*> steps_;
 };

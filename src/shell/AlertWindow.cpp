@@ -1,6 +1,7 @@
 #include "shell/AlertWindow.h"
 
 #include <QGuiApplication>
+#include <QKeyEvent>
 #include <QPainter>
 #include <QScreen>
 #include <QVBoxLayout>
@@ -71,9 +72,13 @@ AlertWindow::AlertWindow(const QString& message, const QString& informativeText,
   setFixedHeight(row->heightForWidth(kWidth));
 }
 
+void AlertWindow::keyPressEvent(QKeyEvent* event) {
+  // What the button may not do yet, Escape may not do either.
+  if (event->key() == Qt::Key_Escape && !buttons_.back()->isEnabled()) return;
+  QDialog::keyPressEvent(event);
+}
+
 void AlertWindow::reject() {
-  // A button that may not be pressed yet refuses for Escape as well.
-  if (!buttons_.back()->isEnabled()) return;
   pressed_ = static_cast<int>(buttons_.size()) - 1;
   QDialog::reject();
 }

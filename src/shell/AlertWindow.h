@@ -19,8 +19,11 @@ class AlertWindow final : public QDialog {
   [[nodiscard]] int pressed() const { return pressed_; }
   /// Centred on the primary display, in front, with the keyboard's focus.
   void bringToFront();
+  /// Closes without any button: nobody is asked any more.
+  void dismiss() { done(Rejected); }
 
  protected:
+  void keyPressEvent(QKeyEvent* event) override;
   void reject() override;
 
  private:

@@ -9,16 +9,19 @@ namespace tessaline {
 namespace {
 
 // Sizes in device-independent pixels.
-constexpr int kHeight = 32;  // the focus mark included
+constexpr int kHeight = 34;  // the focus mark included
 constexpr int kSidePadding = 16;
 constexpr int kShortestWidth = 72;
 constexpr double kRadius = 8;
-constexpr double kRing = 2;  // space for the focus mark
+constexpr double kRing = 3;  // the focus mark and a gap
 constexpr double kDisabledAlpha = 0.45;
 
 }  // namespace
 
-ButtonView::ButtonView(const QString& title, Kind kind) : QPushButton(title), kind_(kind) {
+ButtonView::ButtonView(const QString& title, Kind kind)
+    // A single "&" would name a key, and a device may be called "R&B".
+    : QPushButton(QString(title).replace('&', "&&")), title_(title), kind_(kind) {
+  setAccessibleName(title);
   setFont(ViewStyle::font(ViewStyle::kBodySize,
                           kind == Kind::primary ? QFont::DemiBold : QFont::Medium));
   setAttribute(Qt::WA_Hover);
@@ -26,7 +29,7 @@ ButtonView::ButtonView(const QString& title, Kind kind) : QPushButton(title), ki
 }
 
 QSize ButtonView::sizeHint() const {
-  const int words = fontMetrics().horizontalAdvance(text());
+  const int words = fontMetrics().horizontalAdvance(title_);
   return {std::max(kShortestWidth, words + 2 * kSidePadding),
           std::max(kHeight, fontMetrics().height() + 12)};
 }
@@ -50,12 +53,17 @@ void ButtonView::paintEvent(QPaintEvent* /*event*/) {
     painter.setBrush(ViewStyle::ink(palette(), isDown() ? 0.2 : lit ? 0.14 : 0.08));
   }
   painter.drawRoundedRect(body, kRadius, kRadius);
-  if (hasFocus()) ViewStyle::paintFocus(painter, rect(), kRadius + kRing);
+  if (hasFocus()) {
+    // Coral around the gradient would not be seen.
+    ViewStyle::paintFocus(
+        painter, rect(), kRadius + kRing,
+        kind_ == Kind::primary ? ViewStyle::ink(palette(), 0.75) : ViewStyle::coral());
+  }
   painter.setPen(kind_ == Kind::primary ? ViewStyle::onGradient()
                                         : ViewStyle::colour(palette(), Tone::primary));
   const int space = width() - kSidePadding;
   painter.drawText(rect(), Qt::AlignCenter | Qt::TextSingleLine,
-                   fontMetrics().elidedText(text(), Qt::ElideMiddle, space));
+                   fontMetrics().elidedText(title_, Qt::ElideMiddle, space));
 }
 
 void ButtonView::keyPressEvent(QKeyEvent* event) {

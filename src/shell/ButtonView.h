@@ -19,6 +19,7 @@ class ButtonView final : public QPushButton {
   void keyPressEvent(QKeyEvent* event) override;
 
  private:
+  const QString title_;
   const Kind kind_;
 };
 

@@ -5,6 +5,7 @@
 #include <QMenuBar>
 #include <QScreen>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 #include "shell/Brand.h"
@@ -14,6 +15,13 @@ namespace tessaline {
 namespace {
 
 constexpr int kFrameHeight = 40;  // what a window manager usually puts above; px
+
+// Slim, as it takes width from content that was made for all of it.
+constexpr const char* kScrollBar =
+    "QScrollBar { width: 8px; background: transparent; }"
+    "QScrollBar::handle { background: rgba(128, 128, 128, 140); border-radius: 4px;"
+    " min-height: 32px; }"
+    "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }";
 
 }  // namespace
 
@@ -26,6 +34,7 @@ CentredWindow::CentredWindow(const QSize& contentSize) : contentSize_(contentSiz
   scroll_->setWidgetResizable(true);
   scroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   scroll_->setFocusPolicy(Qt::NoFocus);
+  scroll_->verticalScrollBar()->setStyleSheet(kScrollBar);
   auto* content = new QWidget;
   content->setAutoFillBackground(false);
   page_ = new QVBoxLayout(content);

@@ -107,6 +107,7 @@ void StepView::makeButtons(const std::vector<Button>& buttons) {
     old->setParent(nullptr);
     old->deleteLater();
   }
+  QWidget* before = buttonRow_;
   for (std::size_t i = 0; i < buttons.size(); ++i) {
     auto* button = new ButtonView(buttons[i].title);
     button->setToolTip(buttons[i].title);
@@ -117,6 +118,9 @@ void StepView::makeButtons(const std::vector<Button>& buttons) {
     });
     buttonRow_->layout()->addWidget(button);
     buttonRow_->layout()->setAlignment(button, Qt::AlignLeft);
+    // Else a later button would be the window's last for the Tab key.
+    setTabOrder(before, button);
+    before = button;
   }
   buttonRow_->setVisible(!buttons.empty());
 }

@@ -8,15 +8,19 @@ namespace tessaline {
 
 TextView::TextView(const QString& words, const Look& look) : look_(look) {
   setTextFormat(Qt::PlainText);
+  setForegroundRole(QPalette::WindowText);  // inside a button it would be the button's
   setWordWrap(!look.oneLine);
   setFont(ViewStyle::font(look.pixels, look.weight));
-  setText(words);
+  setWords(words);
   updateColour();
 }
 
 void TextView::setWords(const QString& words) {
-  if (words == text()) return;
-  setText(words);
+  if (words == words_) return;
+  words_ = words;
+  setAccessibleName(words);
+  // Lines may end at a hyphen, but not in this one word.
+  setText(QString(words).replace("Wi-Fi", u"Wi\u2060-\u2060Fi"_qs));
   updateToolTip();
 }
 
@@ -31,7 +35,7 @@ QSize TextView::minimumSizeHint() const {
 }
 
 QString TextView::shortened() const {
-  return fontMetrics().elidedText(text(), Qt::ElideRight, contentsRect().width());
+  return fontMetrics().elidedText(words_, Qt::ElideRight, contentsRect().width());
 }
 
 void TextView::paintEvent(QPaintEvent* event) {
@@ -68,7 +72,7 @@ void TextView::updateColour() {
 }
 
 void TextView::updateToolTip() {
-  if (look_.oneLine) setToolTip(shortened() == text() ? QString() : text());
+  if (look_.oneLine) setToolTip(shortened() == words_ ? QString() : words_);
 }
 
 }  // namespace tessaline

@@ -21,6 +21,7 @@ class TextView final : public QLabel {
   TextView(const QString& words, const Look& look);
 
   void setWords(const QString& words);
+  [[nodiscard]] const QString& words() const { return words_; }
   void setTone(Tone tone);
 
   [[nodiscard]] QSize minimumSizeHint() const override;
@@ -35,6 +36,7 @@ class TextView final : public QLabel {
   void updateToolTip();
   [[nodiscard]] QString shortened() const;
 
+  QString words_;
   Look look_;
 };
 

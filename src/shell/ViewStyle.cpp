@@ -79,10 +79,11 @@ QLinearGradient ViewStyle::gradient(const QRectF& rect) {
   return gradient;
 }
 
-void ViewStyle::paintFocus(QPainter& painter, const QRectF& rect, double radius) {
+void ViewStyle::paintFocus(QPainter& painter, const QRectF& rect, double radius,
+                           const QColor& colour) {
   const double half = kFocusWidth / 2;
   painter.setBrush(Qt::NoBrush);
-  painter.setPen(QPen(coral(), kFocusWidth));
+  painter.setPen(QPen(colour, kFocusWidth));
   painter.drawRoundedRect(rect.adjusted(half, half, -half, -half), radius, radius);
 }
 

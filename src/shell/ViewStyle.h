@@ -41,7 +41,8 @@ struct ViewStyle {
   [[nodiscard]] static QLinearGradient gradient(const QRectF& rect);
 
   /// The mark of what has the keyboard's focus, around `rect`.
-  static void paintFocus(QPainter& painter, const QRectF& rect, double radius);
+  static void paintFocus(QPainter& painter, const QRectF& rect, double radius,
+                         const QColor& colour = coral());
   static void paintSvg(QPainter& painter, std::string_view svg, const QRectF& rect);
   /// In every size that menus, panels and window lists ask for.
   [[nodiscard]] static QIcon icon(std::string_view svg);

@@ -1,21 +1,20 @@
 #pragma once
 
-#include <QIcon>
-#include <memory>
+#include <cstdint>
 
 #include "base/Observers.h"
 #include "web/ApprovedDevices.h"
 
-class QMessageBox;
-
 namespace tessaline {
+
+class AlertWindow;
 
 /// Asks the user about devices that want to become a screen, one at a time, oldest first. The
 /// question blocks nothing and closes by itself when it has been answered elsewhere. Lives on the
 /// main queue; outlived by `devices`.
 class ApprovalAlertWindow {
  public:
-  ApprovalAlertWindow(ApprovedDevices& devices, QIcon icon);
+  explicit ApprovalAlertWindow(ApprovedDevices& devices);
   ~ApprovalAlertWindow();
   ApprovalAlertWindow(const ApprovalAlertWindow&) = delete;
   ApprovalAlertWindow& operator=(const ApprovalAlertWindow&) = delete;
@@ -29,9 +28,8 @@ class ApprovalAlertWindow {
   void close();
 
   ApprovedDevices& devices_;
-  const QIcon icon_;
   std::uint64_t promptID_ = 0;  // of the open question, 0 without one
-  QMessageBox* box_ = nullptr;  // deletes itself once closed
+  AlertWindow* box_ = nullptr;  // deletes itself once closed
   Subscription subscription_;
 };
 

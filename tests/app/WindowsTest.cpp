@@ -1,14 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
-#include <QMessageBox>
+#include <QLabel>
 #include <QPushButton>
 #include <QTimer>
 #include <QtTest/QTest>
 
-#include "app/ApplicationIcon.h"
 #include "app/ChoiceCardView.h"
 #include "app/ModeChooserWindow.h"
+#include "shell/AlertWindow.h"
 #include "support/TemporaryFolder.h"
 #include "web/ApprovalAlertWindow.h"
 
@@ -26,48 +26,44 @@ class ApprovalAlert : public testing::Test {
     hello.deviceName = name;
     devices_.ask(hello, [this, id](bool allowed) { answers_ += id + (allowed ? "+" : "-"); });
   }
-  static QMessageBox* shownBox() {
-    QMessageBox* shown = nullptr;
+  static AlertWindow* shownBox() {
+    AlertWindow* shown = nullptr;
     for (QWidget* widget : QApplication::topLevelWidgets()) {
-      auto* box = qobject_cast<QMessageBox*>(widget);
+      auto* box = dynamic_cast<AlertWindow*>(widget);
       if (!box || !box->isVisible()) continue;
       EXPECT_EQ(shown, nullptr) << "two questions at once";
       shown = box;
     }
     return shown;
   }
-  static QAbstractButton* button(const char* text) {
-    for (QAbstractButton* button : shownBox()->buttons()) {
-      if (button->text() == text) return button;
-    }
-    return nullptr;
-  }
+  static std::string message() { return shownBox()->accessibleName().toStdString(); }
+  static QPushButton* allow() { return shownBox()->buttons().at(0); }
+  static QPushButton* refuse() { return shownBox()->buttons().at(1); }
 
   static void waitUntilReady() {
-    ASSERT_TRUE(QTest::qWaitFor([] { return button("Use as Extra Screen")->isEnabled(); }));
+    ASSERT_TRUE(QTest::qWaitFor([] { return allow()->isEnabled(); }));
   }
 
   const test::TemporaryFolder folder_;
   UserDefaults defaults_{folder_.path() / "defaults.json"};
   ApprovedDevices devices_{defaults_};
   std::string answers_;
-  ApprovalAlertWindow alert_{devices_, ApplicationIcon::icon()};
+  ApprovalAlertWindow alert_{devices_};
 };
 
 TEST_F(ApprovalAlert, AsksWithItsTextsAndButtonsInOrder) {
   deviceAsks("id", "<b>Anna</b>");
-  QMessageBox* box = shownBox();
-  ASSERT_NE(box, nullptr);
-  EXPECT_EQ(box->text().toStdString(), "Use “<b>Anna</b>” as your extra screen?");
-  EXPECT_EQ(box->textFormat(), Qt::PlainText) << "a device's name is not markup";
-  EXPECT_EQ(box->informativeText().toStdString(), ApprovedDevices::Prompt::kInformativeText);
-  EXPECT_FALSE(box->iconPixmap().isNull());
-  auto* allow = button("Use as Extra Screen");
-  auto* refuse = button("Don't Allow");
-  ASSERT_TRUE(allow && refuse);
-  EXPECT_LT(allow->x(), refuse->x());
-  EXPECT_EQ(box->defaultButton(), allow);
-  EXPECT_EQ(box->escapeButton(), refuse);
+  ASSERT_NE(shownBox(), nullptr);
+  EXPECT_EQ(message(), "Use “<b>Anna</b>” as your extra screen?");
+  for (const QLabel* label : shownBox()->findChildren<QLabel*>()) {
+    EXPECT_EQ(label->textFormat(), Qt::PlainText) << "a device's name is not markup";
+  }
+  EXPECT_EQ(shownBox()->accessibleDescription().toStdString(),
+            ApprovedDevices::Prompt::kInformativeText);
+  EXPECT_EQ(allow()->text(), "Use as Extra Screen");
+  EXPECT_EQ(refuse()->text(), "Don't Allow");
+  EXPECT_LT(allow()->x(), refuse()->x());
+  EXPECT_TRUE(allow()->isDefault());
 }
 
 TEST_F(ApprovalAlert, AHastyKeyAnswersNothing) {
@@ -87,13 +83,13 @@ TEST_F(ApprovalAlert, AsksOneAfterTheOtherAndClosesWhenAnsweredElsewhere) {
   deviceAsks("a", "A");
   deviceAsks("b", "B");
   deviceAsks("c", "C");
-  EXPECT_EQ(shownBox()->text().toStdString(), devices_.pending()[0].message());
+  EXPECT_EQ(message(), devices_.pending()[0].message());
   waitUntilReady();
-  button("Don't Allow")->click();
+  refuse()->click();
   EXPECT_EQ(answers_, "a-");
-  EXPECT_EQ(shownBox()->text().toStdString(), "Use “B” as your extra screen?");
+  EXPECT_EQ(message(), "Use “B” as your extra screen?");
   devices_.answer(devices_.pending()[0].id, true);
-  EXPECT_EQ(shownBox()->text().toStdString(), "Use “C” as your extra screen?");
+  EXPECT_EQ(message(), "Use “C” as your extra screen?");
   shownBox()->close();
   EXPECT_EQ(answers_, "a-b+c-") << "closing the window refuses";
   EXPECT_EQ(shownBox(), nullptr);
