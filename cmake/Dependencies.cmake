@@ -7,6 +7,7 @@ find_package(PkgConfig REQUIRED)
 find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets Svg)
 
 pkg_check_modules(avcodec REQUIRED IMPORTED_TARGET libavcodec libavutil)
+pkg_check_modules(curl REQUIRED IMPORTED_TARGET libcurl)
 pkg_check_modules(png REQUIRED IMPORTED_TARGET libpng)
 pkg_check_modules(qrencode REQUIRED IMPORTED_TARGET libqrencode)
 pkg_check_modules(sdbus REQUIRED IMPORTED_TARGET sdbus-c++)

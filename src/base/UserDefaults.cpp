@@ -1,47 +1,20 @@
 #include "base/UserDefaults.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <boost/json/object.hpp>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
-#include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <mutex>
 
 #include "base/Log.h"
+#include "base/PrivateFile.h"
 
 namespace tessaline {
 namespace {
 
 namespace fs = std::filesystem;
 namespace json = boost::json;
-
-/// Writes `text` to a new file beside `file` and renames it into place. Answers the errno of the
-/// step that failed, or 0.
-int replaceFile(const fs::path& file, std::string_view text) {
-  const std::string temporary = file.string() + ".new";
-  const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  if (fd < 0) return errno;
-  int error = 0;
-  while (!text.empty() && error == 0) {
-    const ssize_t count = ::write(fd, text.data(), text.size());
-    if (count >= 0) {
-      text.remove_prefix(static_cast<std::size_t>(count));
-    } else if (errno != EINTR) {
-      error = errno;
-    }
-  }
-  if (error == 0 && ::fsync(fd) != 0) error = errno;
-  if (::close(fd) != 0 && error == 0) error = errno;
-  if (error == 0 && ::rename(temporary.c_str(), file.c_str()) != 0) error = errno;
-  if (error != 0) ::unlink(temporary.c_str());
-  return error;
-}
 
 }  // namespace
 
@@ -102,10 +75,9 @@ class UserDefaults::Store {
   void write() const {
     const fs::path folder = file_.parent_path();
     std::error_code ignored;
-    if (fs::create_directories(folder, ignored)) ::chmod(folder.c_str(), 0700);
-    if (const int error = replaceFile(file_, json::serialize(values_) + "\n"); error != 0) {
-      log("could not save settings in " + file_.string() + ": " + std::strerror(error));
-    }
+    auto failure = fs::exists(folder, ignored) ? std::nullopt : makePrivateFolder(folder);
+    if (!failure) failure = replacePrivateFile(file_, json::serialize(values_) + "\n");
+    if (failure) log("could not save settings in " + failure->text);
   }
 
   const fs::path file_;

@@ -18,6 +18,8 @@ constexpr std::size_t kKeyLength = 20;
 // Without i, l, o, 0 and 1, so that a person can read and type it.
 constexpr std::string_view kKeyAlphabet = "abcdefghjkmnpqrstuvwxyz23456789";
 
+constexpr auto kRestartDelay = 500ms;
+
 /// Takes as long for a wrong key as for the right one.
 bool sameSecret(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
@@ -40,15 +42,17 @@ struct WebScreenServer::Listeners {
 };
 
 WebScreenServer::WebScreenServer(SessionServices services, UserDefaults& defaults,
-                                 ApprovedDevices& approved)
+                                 ApprovedDevices& approved, std::optional<TLSIdentity> tls)
     : services_(services),
       defaults_(defaults),
       approved_(approved),
       queue_(services.queues.serial("tessaline.webserver")),
       key_(defaults.string(kKey).value_or("")),
+      tls_(std::move(tls)),
       unproven_(std::make_unique<UnprovenLinks>(services.queues.main())),
       listeners_(std::make_shared<Listeners>()),
       self_(std::make_shared<WebScreenServer*>(this)) {
+  loadTLS();
   if (!key_.empty()) return;
   key_ = randomText(kKeyLength, kKeyAlphabet);
   defaults_.set(kKey, key_);
@@ -63,11 +67,12 @@ void WebScreenServer::start() {
   queue_->async([this_ = std::weak_ptr(self_), listeners = listeners_, queue = queue_,
                  &services = services_.queues, &network = services_.network,
                  main = services_.queues.main(), identity = identity_] {
+    *listeners = {};  // the ports have to be free
     listeners->pages = std::make_shared<PageServer>(network, queue);
-    listeners->pages->listen({.port = pagePort, .identity = identity});
+    listeners->pages->listen(TLSIdentity::parameters(pagePort, identity));
 
     auto socket = network.listenWebSocket(
-        {.port = socketPort, .identity = identity}, queue,
+        TLSIdentity::parameters(socketPort, identity), queue,
         [&services] { return services.serial("tessaline.web"); },
         [this_, main](const std::shared_ptr<platform::WebSocketConnection>& connection) {
           main->async([this_, connection] {
@@ -95,9 +100,29 @@ void WebScreenServer::stopAll() {
   for (const auto& session : sessions) session->stop();
 }
 
+void WebScreenServer::loadTLS() {
+  if (!tls_) return;
+  if (auto identity = tls_->load()) identity_ = std::move(identity);
+  hostName_ = tls_->hostName();
+}
+
+void WebScreenServer::reloadTLS() {
+  loadTLS();
+  queue_->async([listeners = listeners_] { *listeners = {}; });
+  changed();
+  // Connections that were being accepted end before new ones come.
+  queue_->asyncAfter(kRestartDelay, [this_ = std::weak_ptr(self_), main = services_.queues.main()] {
+    main->async([this_] {
+      if (const auto server = this_.lock()) (*server)->start();
+    });
+  });
+}
+
 std::string WebScreenServer::url() const {
+  const std::string page = ":" + std::to_string(pagePort) + "/#k=" + key_;
+  if (identity_ && hostName_) return "https://" + *hostName_ + page;
   const std::string host = services_.network.localIPv4Address().value_or("localhost");
-  return "http://" + host + ":" + std::to_string(pagePort) + "/#k=" + key_;
+  return "http://" + host + page;
 }
 
 Subscription WebScreenServer::observe(Observers::Observer observer) {

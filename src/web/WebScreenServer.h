@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "platform/Network.h"
 #include "streaming/Session.h"
 #include "web/ApprovedDevices.h"
+#include "web/TLSIdentity.h"
 
 namespace tessaline {
 
@@ -25,7 +27,9 @@ class WebScreenServer {
   static constexpr std::uint16_t pagePort = 7790;
   static constexpr std::uint16_t socketPort = 7791;
 
-  WebScreenServer(SessionServices services, UserDefaults& defaults, ApprovedDevices& approved);
+  /// Without `tls` it speaks plain HTTP.
+  WebScreenServer(SessionServices services, UserDefaults& defaults, ApprovedDevices& approved,
+                  std::optional<TLSIdentity> tls = std::nullopt);
   ~WebScreenServer();
 
   /// Handed to each session, which calls it on any queue. Set before `start`.
@@ -41,6 +45,9 @@ class WebScreenServer {
   void renewKey();
   /// Ends every session politely.
   void stopAll();
+  /// Takes up a new certificate or host name: both listeners stop and half a second later listen
+  /// again. Running sessions go on. An identity that cannot be loaded leaves the one in use.
+  void reloadTLS();
 
   /// The address that the QR code and the link show.
   [[nodiscard]] std::string url() const;
@@ -58,13 +65,16 @@ class WebScreenServer {
                const std::function<void(bool)>& completion);
   void ended(const Session& session);
   void changed();
+  void loadTLS();
 
   const SessionServices services_;
   UserDefaults& defaults_;
   ApprovedDevices& approved_;
   const std::shared_ptr<Queue> queue_;
   std::string key_;
-  std::shared_ptr<const platform::TransportIdentity> identity_;
+  const std::optional<TLSIdentity> tls_;
+  TLSIdentity::Identity identity_;
+  std::optional<std::string> hostName_;
   std::vector<std::shared_ptr<Session>> sessions_;
   std::unique_ptr<UnprovenLinks> unproven_;
   // The listeners, touched on "tessaline.webserver" only.

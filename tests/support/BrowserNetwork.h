@@ -13,19 +13,28 @@ namespace tessaline::test {
 class BrowserNetwork final : public FakeNetwork {
  public:
   struct Port final : platform::Listener {
+    explicit Port(BrowserNetwork& network) : network_(network) { network.listening = true; }
+    ~Port() override { network_.listening = false; }
     std::uint16_t port() const override { return 7791; }
+
+   private:
+    BrowserNetwork& network_;
   };
   Accept<platform::WebSocketConnection> accept;
   QueueMaker queues;
   std::shared_ptr<Queue> listenerQueue;
+  bool listening = false;
+  std::shared_ptr<const platform::TransportIdentity> identity;  // of the last listener
 
   Result<std::unique_ptr<platform::Listener>> listenWebSocket(
-      const platform::ListenerParameters&, std::shared_ptr<Queue> queue, QueueMaker maker,
-      Accept<platform::WebSocketConnection> deliver) override {
+      const platform::ListenerParameters& parameters, std::shared_ptr<Queue> queue,
+      QueueMaker maker, Accept<platform::WebSocketConnection> deliver) override {
+    if (listening) return Failure{"port 7791: address already in use"};
+    identity = parameters.identity;
     accept = std::move(deliver);
     queues = std::move(maker);
     listenerQueue = std::move(queue);
-    return std::unique_ptr<platform::Listener>(std::make_unique<Port>());
+    return std::unique_ptr<platform::Listener>(std::make_unique<Port>(*this));
   }
 
   /// A browser that has connected.

@@ -21,7 +21,8 @@ namespace tessaline::test {
 class Certificates {
  public:
   Certificates() {
-    run("req -x509 -newkey rsa:2048 -nodes -keyout ca.key -out ca.pem -days 365 -subj "
+    run("req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout ca.key -out ca.pem "
+        "-days 365 -subj "
         "/CN=Authority");
   }
 
