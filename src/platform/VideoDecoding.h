@@ -70,7 +70,7 @@ class DecompressionSession {
   virtual void flush() = 0;
 };
 
-/// Makes decoders and reads images. The operations are callable from any thread.
+/// Makes decoders and reads images and pictures. The operations are callable from any thread.
 class VideoDecoding {
  public:
   virtual ~VideoDecoding() = default;
@@ -78,6 +78,13 @@ class VideoDecoding {
   [[nodiscard]] virtual std::optional<VideoFormat> readFormat(const ParameterSets& sets) = 0;
   [[nodiscard]] virtual std::unique_ptr<DecompressionSession> createDecompressionSession(
       DecompressionSession::Callbacks callbacks) = 0;
+  /// `picture` in another size, both sides positive; nothing when memory is short.
+  [[nodiscard]] virtual std::shared_ptr<const VideoPicture> scale(const VideoPicture& picture,
+                                                                  PixelSize size) = 0;
+  /// Writes the pixels of `part`, which lies in `picture` and begins at even coordinates, as 32
+  /// bits each, blue first in memory and opaque. `stride` is in bytes.
+  virtual void convert(const VideoPicture& picture, const PixelRect& part, std::uint8_t* pixels,
+                       int stride) = 0;
   /// The image of a PNG file, at most 1024 pixels wide and high, without hot spot and serial;
   /// nothing when there is none in `file` or it is larger, which is found out before unpacking it.
   [[nodiscard]] virtual std::optional<PointerImage> decodePng(ByteView file) = 0;

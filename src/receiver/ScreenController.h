@@ -70,7 +70,8 @@ class ScreenController {
   void start();
   /// Shows the home window again: the user started the application once more.
   void reopen();
-  /// Ends the stream and the advertisement, takes the windows away, then calls `done`.
+  /// Ends the stream and the advertisement, takes the windows away, then calls `done`, which may
+  /// destroy the controller.
   void quit(std::function<void()> done);
 
   void toggleLogin(bool on);
@@ -101,11 +102,9 @@ class ScreenController {
   PointerShape pointer_;
   std::unique_ptr<platform::Activity> activity_;  // while a stream is shown
   Observers observers_;
-  // The receiver feeds the decoder, so it ends first.
+  // Shared with the receiver's queue, which feeds it; ends with the last of its samples.
   std::shared_ptr<platform::DecompressionSession> decoder_;
   std::unique_ptr<Receiver> receiver_;
-  bool ended_ = false;
-  std::shared_ptr<int> life_ = std::make_shared<int>(0);  // what posted work holds weakly
 };
 
 }  // namespace tessaline

@@ -4,6 +4,7 @@ extern "C" {
 
 #include "platform/common/media/FFmpegDecompressionSession.h"
 #include "platform/common/media/MediaVideoDecoding.h"
+#include "platform/common/media/PictureConversion.h"
 #include "platform/common/media/PointerPng.h"
 #include "platform/common/media/SequenceParameterSet.h"
 
@@ -33,6 +34,15 @@ class FFmpegVideoDecoding final : public VideoDecoding {
       DecompressionSession::Callbacks callbacks) override {
     return std::make_unique<FFmpegDecompressionSession>(queues_.thread("tessaline.decode"),
                                                         std::move(callbacks));
+  }
+
+  std::shared_ptr<const VideoPicture> scale(const VideoPicture& picture, PixelSize size) override {
+    return scalePicture(picture, size);
+  }
+
+  void convert(const VideoPicture& picture, const PixelRect& part, std::uint8_t* pixels,
+               int stride) override {
+    convertPicture(picture, part, pixels, stride);
   }
 
   std::optional<PointerImage> decodePng(ByteView file) override { return decodePointerPng(file); }
