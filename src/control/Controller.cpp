@@ -16,6 +16,7 @@ using namespace std::chrono_literals;
 constexpr std::int64_t kDefaultBitrate = 25'000'000;  // bit/s
 constexpr std::int64_t kHighestBitrate = 60'000'000;  // what an encoder is ever given
 constexpr auto kGoodbyeLimit = 1s;
+constexpr auto kCertificateInterval = 900s;
 constexpr auto kReconnect = 2s;         // after an end without a reason
 constexpr auto kBlockedReconnect = 5s;  // the user needs time to find the settings
 
@@ -91,7 +92,8 @@ Controller::Controller(ControllerServices services, UserDefaults& defaults)
       permission_(services_.screenAccess, services_.workspace, main_, defaults),
       airDrop_(services_.commands, services_.session.queues, defaults),
       search_(services_.discovery, services_.session.network, main_),
-      web_(std::make_unique<WebScreenServer>(services_.session, defaults, approved_)),
+      web_(
+          std::make_unique<WebScreenServer>(services_.session, defaults, approved_, services_.tls)),
       self_(std::make_shared<Controller*>(this)) {
   approvals_ = approved_.observe([this] { changed(); });
   server_ = web_->observe([this] { sessionsChanged(); });
@@ -108,6 +110,10 @@ void Controller::launch() {
   web_->bitrate = bitrate();
   web_->onActivity = airDrop_.activityReporter();
   web_->start();
+  if (services_.refreshCertificate) {
+    refreshCertificate();
+    certificate_ = main_->every(kCertificateInterval, [this] { refreshCertificate(); });
+  }
   search_.start();
   if (!defaults_.boolean(kOnboarded).value_or(false)) showOnboarding();
   if (!defaults_.boolean(kMainConfigured).value_or(false)) {
@@ -115,6 +121,13 @@ void Controller::launch() {
     LoginItem::set(services_.workspace, true);
     defaults_.set(kMainConfigured, true);
   }
+}
+
+void Controller::refreshCertificate() {
+  services_.refreshCertificate([this_ = std::weak_ptr(self_)](bool changed) {
+    const auto controller = this_.lock();
+    if (controller && changed) (*controller)->web_->reloadTLS();
+  });
 }
 
 void Controller::toggleStreaming() {

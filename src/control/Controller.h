@@ -22,6 +22,7 @@
 #include "system/AirDropPause.h"
 #include "system/ScreenPermission.h"
 #include "web/ApprovedDevices.h"
+#include "web/TLSIdentity.h"
 #include "web/WebScreenServer.h"
 
 namespace tessaline {
@@ -34,6 +35,11 @@ struct ControllerServices {
   std::shared_ptr<platform::SystemCommands> commands;  ///< outlives the controller for a command
   platform::ScreenCaptureAccess& screenAccess;
   ControllerWindows& windows;
+  /// Where the page's listeners find their identity; none: plain HTTP.
+  std::optional<TLSIdentity> tls = std::nullopt;
+  /// Renews the identity where it must and says whether it has changed
+  /// (`DirectCertificate::refresh`); none: nobody does.
+  std::function<void(std::function<void(bool changed)> done)> refreshCertificate = nullptr;
 };
 
 /// The main role: finds the computers that lend their screen, serves one of them and any number of
@@ -123,6 +129,7 @@ class Controller {
   [[nodiscard]] std::vector<std::string> streamingNames() const;
   [[nodiscard]] bool allEnded() const;
   void finishQuitAfter(Duration delay);
+  void refreshCertificate();
 
   /// `operation` as an action that does nothing once this object has gone.
   [[nodiscard]] std::function<void()> action(std::function<void(Controller&)> operation) const;
@@ -162,6 +169,7 @@ class Controller {
   bool permissionAsked_ = false;
   bool linkReleased_ = false;  // while quitting: the AirDrop link is up again
   Timer reconnect_;
+  Timer certificate_;
   Observers observers_;
   Subscription approvals_;
   Subscription server_;

@@ -44,6 +44,28 @@ TEST_F(ControllerTest, GivesSessionsTheConfiguredBitrate) {
   EXPECT_EQ(controller_->web().bitrate, 8'000'000);
 }
 
+TEST_F(ControllerTest, LooksAfterTheCertificateAtItsLaunchAndEveryQuarterOfAnHour) {
+  std::vector<std::function<void(bool)>> refreshes;
+  ControllerServices services{
+      {queues_, desktop_, coding_, network_}, discovery_, workspace_, commands_, access_, windows_};
+  services.refreshCertificate = [&](auto done) { refreshes.push_back(std::move(done)); };
+  controller_ = std::make_unique<Controller>(std::move(services), defaults_);
+  launch();
+  queues_.advance(899s);
+  EXPECT_EQ(refreshes.size(), 1U);
+  queues_.advance(1s);
+  EXPECT_EQ(refreshes.size(), 2U);
+  int changes = 0;
+  const auto observer = controller_->web().observe([&] { ++changes; });
+  refreshes[0](false);
+  EXPECT_EQ(changes, 0);
+  refreshes[1](true);
+  EXPECT_EQ(changes, 1) << "the server has been told";
+  queues_.run();
+  controller_.reset();
+  refreshes[1](true);
+}
+
 TEST_F(ControllerTest, TheFirstLaunchOpensTheAssistantAndTurnsOpenAtLoginOnOnce) {
   defaults_.remove("onboarded");
   defaults_.remove("mainConfigured");

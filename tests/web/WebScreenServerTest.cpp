@@ -94,9 +94,9 @@ TEST_F(WebScreenServerTest, ANewCertificateIsTakenUpWhileSessionsGoOn) {
   server_->reloadTLS();
   EXPECT_EQ(server_->url(), "https://192-0-2-1.id.direct.test:7790/#k=" + server_->key());
   queues_.advance(499ms);
-  EXPECT_FALSE(network_.listening);
+  EXPECT_FALSE(*network_.listening);
   queues_.advance(1ms);
-  EXPECT_TRUE(network_.listening);
+  EXPECT_TRUE(*network_.listening);
   const auto first = network_.identity;
   EXPECT_TRUE(first);
   EXPECT_FALSE(screen->cancelled);
@@ -113,7 +113,7 @@ TEST_F(WebScreenServerTest, ANewCertificateIsTakenUpWhileSessionsGoOn) {
   server_->reloadTLS();
   server_.reset();
   queues_.advance(1s);
-  EXPECT_FALSE(network_.listening);
+  EXPECT_FALSE(*network_.listening);
 }
 
 TEST_F(WebScreenServerTest, AWrongKeyIsRefusedWithoutAskingAnybody) {
