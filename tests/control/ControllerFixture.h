@@ -30,6 +30,10 @@ class ControllerFixture : public testing::Test {
     defaults_.set("onboarded", true);
     defaults_.set("mainConfigured", true);
   }
+  ~ControllerFixture() override {
+    controller_.reset();
+    queues_.run();  // listeners end on their queue
+  }
   void launch() {
     controller_->onTerminate = [this] { ++terminations_; };
     observed_ = controller_->observe([this] { ++changes_; });
