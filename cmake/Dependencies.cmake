@@ -6,6 +6,7 @@ find_package(Boost 1.81 REQUIRED COMPONENTS json)
 find_package(PkgConfig REQUIRED)
 find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets Svg)
 
+pkg_check_modules(avahi REQUIRED IMPORTED_TARGET avahi-client)
 pkg_check_modules(avcodec REQUIRED IMPORTED_TARGET libavcodec libavutil)
 pkg_check_modules(curl REQUIRED IMPORTED_TARGET libcurl)
 pkg_check_modules(png REQUIRED IMPORTED_TARGET libpng)

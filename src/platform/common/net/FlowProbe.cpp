@@ -12,12 +12,15 @@ std::unique_ptr<ReachabilityProbe> FlowProbe::start(
     const std::shared_ptr<ServiceDiscovery>& discovery, const ServiceEndpoint& service,
     Duration limit, const std::shared_ptr<Queue>& queue, Done done) {
   auto kept = std::make_shared<Done>(std::move(done));
-  auto answer = [weak = std::weak_ptr(kept), queue](const std::vector<Endpoint>& endpoints) {
+  // Weak: the answer may wait on that queue.
+  auto answer = [weak = std::weak_ptr(kept),
+                 home = std::weak_ptr(queue)](const std::vector<Endpoint>& endpoints) {
     const auto asked = weak.lock();
-    if (!asked) return;
+    const auto current = home.lock();
+    if (!asked || !current) return;
     const bool opened =
         std::any_of(endpoints.begin(), endpoints.end(),
-                    [&](const Endpoint& endpoint) { return UdpFlow::open(endpoint, queue); });
+                    [&](const Endpoint& endpoint) { return UdpFlow::open(endpoint, current); });
     (*asked)(opened ? Reachability::ready : Reachability::failed);
   };
   if (discovery) {
