@@ -131,7 +131,8 @@ void ReceiverEngine::sendHello(const ScreenMetrics& metrics) {
   hello.scale = metrics.scale;
   hello.deviceID = identity_.deviceID;
   stream_->connection().send(
-      {std::make_shared<const Bytes>(framing::message(Proto::hello, hello.encoded()))}, {});
+      {std::make_shared<const Bytes>(framing::message(Proto::hello, hello.encoded()))},
+      [](bool) {});
 }
 
 void ReceiverEngine::endStream() {

@@ -12,8 +12,7 @@ constexpr int kLargestScale = 255;  // what a hello has room for
 
 }  // namespace
 
-ScreenWindows::ScreenWindows(Queues& queues, platform::VideoDecoding& decoding)
-    : full_(VideoView::create(queues, decoding)) {
+ScreenWindows::ScreenWindows(std::unique_ptr<VideoView> full) : full_(std::move(full)) {
   full_->setFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
   full_->setTitle(QStringLiteral("Tessaline"));
   full_->onEscape = [this] {
@@ -27,7 +26,10 @@ ScreenWindows::~ScreenWindows() {
 
 void ScreenWindows::showHome(const HomeScreen& content) {
   updateHome(content);
-  if (!home_) home_ = std::make_unique<HomeWindow>(content);
+  if (!home_) {
+    home_ = std::make_unique<HomeWindow>(content);
+    if (decorateHome) decorateHome(*home_);
+  }
   home_->bringToFront();
 }
 

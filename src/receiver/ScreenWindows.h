@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "receiver/HomeWindow.h"
@@ -12,9 +13,12 @@ namespace tessaline {
 /// thread; owned by the application shell, outlives the controller.
 class ScreenWindows final : public ScreenController::Windows {
  public:
-  /// `queues` and `decoding` outlive this.
-  ScreenWindows(Queues& queues, platform::VideoDecoding& decoding);
+  /// `full` is what fills the full window, from `VideoView::create`.
+  explicit ScreenWindows(std::unique_ptr<VideoView> full);
   ~ScreenWindows() override;
+
+  /// Adds to the home window what the shell has on every window; called when it is made.
+  std::function<void(HomeWindow&)> decorateHome;
 
   void showHome(const HomeScreen& content) override;
   void updateHome(const HomeScreen& content) override;

@@ -1,0 +1,89 @@
+#include "receiver/FakeMain.h"
+
+#include <stdexcept>
+
+#include "protocol/Framing.h"
+#include "protocol/ParameterSets.h"
+#include "protocol/Proto.h"
+
+namespace tessaline::test {
+
+namespace asio = boost::asio;
+using namespace std::chrono_literals;
+
+namespace {
+constexpr int kPatience = 30;  // seconds
+const auto kHere = asio::ip::address_v4::loopback();
+}  // namespace
+
+FakeMain::FakeMain(std::uint16_t port) : socket_(context_) {
+  socket_.connect({kHere, port});
+  const timeval limit{.tv_sec = kPatience, .tv_usec = 0};
+  ::setsockopt(socket_.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+}
+
+void FakeMain::sendRaw(ByteView bytes) {
+  boost::system::error_code ignored;  // the screen may close at any byte
+  asio::write(socket_, asio::buffer(bytes.data(), bytes.size()), ignored);
+}
+
+void FakeMain::send(std::uint8_t type, ByteView payload) {
+  sendRaw(framing::message(type, payload));
+}
+
+void FakeMain::send(const platform::CodedFrame& frame) {
+  if (frame.parameterSets) {
+    send(Proto::params,
+         ParameterSetPair::encoded(frame.parameterSets->sequence, frame.parameterSets->picture));
+  }
+  send(Proto::frame, *frame.data);
+}
+
+Bytes FakeMain::read() {
+  boost::system::error_code error;
+  Bytes header(framing::kLengthBytes);
+  asio::read(socket_, asio::buffer(header), error);
+  if (error) return {};
+  Bytes message(*framing::acceptedLength(header, framing::kMainReaderLimit));
+  asio::read(socket_, asio::buffer(message), error);
+  return error ? Bytes{} : message;
+}
+
+bool FakeMain::answersProbe(std::uint32_t id) {
+  send(Proto::probe, ByteWriter().u32(id).take());
+  return read() == ByteWriter().u8(Proto::probeAck).u32(id).take();
+}
+
+void FakeMain::sendDatagram(std::uint16_t port, ByteView bytes) {
+  asio::io_context context;
+  asio::ip::udp::socket socket(context, asio::ip::udp::v4());
+  socket.send_to(asio::buffer(bytes.data(), bytes.size()), {kHere, port});
+}
+
+FrameCoder::FrameCoder(platform::VideoCoding& coding, PixelSize size) {
+  platform::CompressionOptions options;
+  options.size = size;
+  options.averageBitRate = 25'000'000;
+  auto made = coding.createCompressionSession(
+      options, {.onOutput = [this](std::optional<platform::CodedFrame> frame) {
+        const std::lock_guard lock(mutex_);
+        output_ = std::move(frame);
+        arrived_.notify_all();
+      }});
+  if (!made) throw std::runtime_error("no encoder: " + made.error());
+  session_ = std::move(*made);
+}
+
+platform::CodedFrame FrameCoder::code(std::shared_ptr<const platform::PixelBuffer> picture,
+                                      bool keyFrame) {
+  time_ += 100ms;
+  session_->encode(std::move(picture), time_, keyFrame);
+  std::unique_lock lock(mutex_);
+  if (!arrived_.wait_for(lock, std::chrono::seconds(kPatience),
+                         [&] { return output_.has_value(); })) {
+    throw std::runtime_error("the encoder made nothing");
+  }
+  return *std::exchange(output_, std::nullopt);
+}
+
+}  // namespace tessaline::test

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <boost/asio.hpp>
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+#include "base/Bytes.h"
+#include "platform/VideoCoding.h"
+
+namespace tessaline::test {
+
+/// The other end of a stream: a main computer that sends what the test says, over a real socket
+/// that blocks.
+class FakeMain {
+ public:
+  explicit FakeMain(std::uint16_t port);
+
+  void send(std::uint8_t type, ByteView payload = {});
+  void sendRaw(ByteView bytes);
+  /// Parameter sets, where the frame has them, and the frame.
+  void send(const platform::CodedFrame& frame);
+  /// The next whole message, type byte first; empty when the screen closed the stream.
+  [[nodiscard]] Bytes read();
+  /// The screen still answers.
+  [[nodiscard]] bool answersProbe(std::uint32_t id);
+  [[nodiscard]] boost::asio::ip::tcp::socket& socket() { return socket_; }
+
+  /// A datagram from somebody on this computer.
+  static void sendDatagram(std::uint16_t port, ByteView bytes);
+
+ private:
+  boost::asio::io_context context_;
+  boost::asio::ip::tcp::socket socket_;
+};
+
+/// The real encoder, one picture in, one frame out.
+class FrameCoder {
+ public:
+  FrameCoder(platform::VideoCoding& coding, PixelSize size);
+  platform::CodedFrame code(std::shared_ptr<const platform::PixelBuffer> picture,
+                            bool keyFrame = false);
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable arrived_;
+  std::optional<platform::CodedFrame> output_;
+  Clock::time_point time_ = Clock::now();
+  std::unique_ptr<platform::CompressionSession> session_;
+};
+
+}  // namespace tessaline::test
