@@ -14,7 +14,7 @@ enum class MouseButton { left, right };
 enum class Shortcut { zoomIn, zoomOut };
 
 /// Makes input as if it came from a device of the desktop. Everything posted happens in the order
-/// in which it was posted, also with respect to `PointerSource::warp`, and nothing waits for it.
+/// in which it was posted, and nothing waits for it.
 /// Main queue. What is held down when the desktop closes is released.
 class InputEvents {
  public:
@@ -23,6 +23,8 @@ class InputEvents {
   /// Whether this process may post events. `ask` makes a system that leaves this to its user ask.
   [[nodiscard]] virtual bool trusted(bool ask) = 0;
 
+  /// Moves the pointer without a movement of any device.
+  virtual void postMove(PointerLocation to) = 0;
   /// `clickState`: 1 for a first click, 2 for the second one of a double click.
   virtual void postButton(MouseButton button, bool down, PointerLocation at, int clickState) = 0;
   /// In pixels at the pointer; positive values scroll towards the top and the left.
@@ -33,7 +35,8 @@ class InputEvents {
   /// Types valid UTF-8, whatever the layout of the keyboard.
   virtual void postText(std::string text) = 0;
 
-  /// How many posted events and characters still wait; the caller bounds what it posts by it.
+  /// How many posted events and characters still wait; the caller bounds what it posts by it. Once
+  /// nothing waits, `PointerSource` knows of every move.
   [[nodiscard]] virtual std::size_t pending() const = 0;
 };
 

@@ -35,8 +35,6 @@ class PointerSource {
   [[nodiscard]] virtual std::shared_ptr<const PointerImage> image() const = 0;
   /// Nothing when there is no such display (any more).
   [[nodiscard]] virtual std::optional<PixelRect> bounds(DisplayID display) const = 0;
-  /// Moves the pointer without a movement of any device.
-  virtual void warp(PointerLocation location) = 0;
 };
 
 }  // namespace tessaline::platform

@@ -25,27 +25,29 @@ class FakePointer final : public platform::PointerSource {
   platform::PointerLocation location() const override { return where; }
   std::shared_ptr<const platform::PointerImage> image() const override { return picture; }
   std::optional<PixelRect> bounds(platform::DisplayID) const override { return display; }
-  void warp(platform::PointerLocation location) override { where = location; }
 };
 
-/// Writes down what is posted, one line for each event: "left down 1 @30,40", "scroll 2 -1".
+/// Writes down what is posted, one line for each event: "move @30,40", "left down 1 @30,40".
 class FakeInputEvents final : public platform::InputEvents {
  public:
   bool allowed = true;
   int asked = 0;  // how often the user was asked to allow it
   std::size_t waiting = 0;
   std::vector<std::string> events;
+  platform::PointerLocation* pointer = nullptr;  // that moves, if any
 
   bool trusted(bool ask) override {
     if (ask && !allowed) ++asked;
     return allowed;
   }
+  void postMove(platform::PointerLocation to) override {
+    events.push_back("move" + place(to));
+    if (pointer) *pointer = to;
+  }
   void postButton(platform::MouseButton button, bool down, platform::PointerLocation at,
                   int clickState) override {
     events.push_back(std::string(button == platform::MouseButton::left ? "left" : "right") +
-                     (down ? " down " : " up ") + std::to_string(clickState) + " @" +
-                     std::to_string(static_cast<int>(at.x)) + "," +
-                     std::to_string(static_cast<int>(at.y)));
+                     (down ? " down " : " up ") + std::to_string(clickState) + place(at));
   }
   void postScroll(std::int32_t dx, std::int32_t dy) override {
     events.push_back("scroll " + std::to_string(dx) + " " + std::to_string(dy));
@@ -58,6 +60,12 @@ class FakeInputEvents final : public platform::InputEvents {
   }
   void postText(std::string text) override { events.push_back("text " + text); }
   std::size_t pending() const override { return waiting; }
+
+ private:
+  static std::string place(platform::PointerLocation at) {
+    return " @" + std::to_string(static_cast<int>(at.x)) + "," +
+           std::to_string(static_cast<int>(at.y));
+  }
 };
 
 class FakeAccessibility final : public platform::Accessibility {

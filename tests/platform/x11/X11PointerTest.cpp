@@ -43,14 +43,14 @@ TEST_F(X11PointerTest, SeesWarpsOfAnyoneEvenOverWindowsThatListenForMotion) {
   EXPECT_TRUE(arrives(900, 700));
   warpAsAProgramDoes(200, 210);
   EXPECT_TRUE(arrives(200, 210));
-  pointer_->warp({300, 310});
+  onMain([&] { desktop_->inputEvents().postMove({300, 310}); });
   EXPECT_TRUE(arrives(300, 310));
 }
 
 TEST_F(X11PointerTest, IsPushedBackWhenItsDisplayGoes) {
   auto display = makeDisplay("iPad", {640, 480});
   ASSERT_TRUE(display);
-  pointer_->warp({1500, 100});
+  onMain([&] { desktop_->inputEvents().postMove({1500, 100}); });
   EXPECT_TRUE(arrives(1500, 100));
   EXPECT_TRUE(pointer_->bounds(display->displayID())->contains(1500, 100));
   const DisplayID id = display->displayID();

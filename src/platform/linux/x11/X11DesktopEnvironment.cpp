@@ -21,18 +21,6 @@ void ignoreBrokenPipes() {
   }
 }
 
-/// Input that goes nowhere.
-class NoInput final : public InputEvents {
- public:
-  [[nodiscard]] bool trusted(bool /*ask*/) override { return false; }
-  void postButton(MouseButton, bool, PointerLocation, int) override {}
-  void postScroll(std::int32_t, std::int32_t) override {}
-  void postKey(std::uint16_t, bool) override {}
-  void postShortcut(Shortcut) override {}
-  void postText(std::string) override {}
-  [[nodiscard]] std::size_t pending() const override { return 0; }
-};
-
 class NoAccessibility final : public Accessibility {
  public:
   [[nodiscard]] std::optional<FocusedElement> focusedElement() const override {
@@ -50,7 +38,6 @@ Result<std::unique_ptr<DesktopEnvironment>> openX11Desktop(Queues& queues,
 
 X11DesktopEnvironment::X11DesktopEnvironment(std::shared_ptr<Queue> main)
     : main_(std::move(main)),
-      input_(std::make_unique<NoInput>()),
       accessibility_(std::make_unique<NoAccessibility>()),
       lastDisplay_(kVirtualDisplays) {}
 
@@ -93,8 +80,8 @@ Result<std::vector<DisplayInfo>> X11DesktopEnvironment::shareableDisplays() {
 }
 
 std::unique_ptr<HotKeyRegistration> X11DesktopEnvironment::registerHotKey(
-    const HotKey& /*hotKey*/, std::function<void()> /*action*/) {
-  return std::make_unique<HotKeyRegistration>();
+    const HotKey& hotKey, std::function<void()> action) {
+  return server_->hotKeys()->add(hotKey, std::move(action));
 }
 
 std::unique_ptr<CaptureStream> X11DesktopEnvironment::createCaptureStream(

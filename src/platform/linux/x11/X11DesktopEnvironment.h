@@ -23,7 +23,7 @@ class X11DesktopEnvironment final : public DesktopEnvironment {
       DisplayID display, const CaptureConfiguration& configuration, std::shared_ptr<Queue> queue,
       CaptureStream::Callbacks callbacks) override;
   [[nodiscard]] std::shared_ptr<PointerSource> pointer() override { return server_->pointer(); }
-  [[nodiscard]] InputEvents& inputEvents() override { return *input_; }
+  [[nodiscard]] InputEvents& inputEvents() override { return *server_->input(); }
   [[nodiscard]] Accessibility& accessibility() override { return *accessibility_; }
   [[nodiscard]] std::unique_ptr<HotKeyRegistration> registerHotKey(
       const HotKey& hotKey, std::function<void()> action) override;
@@ -34,7 +34,6 @@ class X11DesktopEnvironment final : public DesktopEnvironment {
 
   const std::shared_ptr<Queue> main_;
   std::shared_ptr<X11Server> server_;
-  const std::unique_ptr<InputEvents> input_;
   const std::unique_ptr<Accessibility> accessibility_;
   DisplayID lastDisplay_;
   bool lost_ = false;

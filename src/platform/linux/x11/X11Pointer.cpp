@@ -141,17 +141,14 @@ std::optional<PixelRect> X11Pointer::bounds(DisplayID display) const {
   return entry ? std::optional(entry->bounds) : std::nullopt;
 }
 
-void X11Pointer::warp(PointerLocation location) {
-  queue_->async([weak = weak_from_this(), location] {
-    const auto self = weak.lock();
-    if (!self || !self->connection_) return;
-    const auto coordinate = [](double value) {
-      return static_cast<std::int16_t>(std::lround(std::clamp(value, 0.0, 32767.0)));
-    };
-    xcb_warp_pointer(self->connection_->get(), XCB_NONE, self->connection_->root(), 0, 0, 0, 0,
-                     coordinate(location.x), coordinate(location.y));
-    self->refresh();
-  });
+void X11Pointer::moveTo(PointerLocation location) {
+  if (!connection_) return;
+  const auto coordinate = [](double value) {
+    return static_cast<std::int16_t>(std::lround(std::clamp(value, 0.0, 32767.0)));
+  };
+  xcb_warp_pointer(connection_->get(), XCB_NONE, connection_->root(), 0, 0, 0, 0,
+                   coordinate(location.x), coordinate(location.y));
+  refresh();
 }
 
 }  // namespace tessaline::platform

@@ -27,11 +27,12 @@ class X11Pointer final : public PointerSource, public std::enable_shared_from_th
   void handleEvent(const xcb_generic_event_t& event);
   /// Fetches what the events of the last run changed.
   void update();
+  /// Moves the pointer; its new location is known on return.
+  void moveTo(PointerLocation location);
 
   [[nodiscard]] PointerLocation location() const override;
   [[nodiscard]] std::shared_ptr<const PointerImage> image() const override;
   [[nodiscard]] std::optional<PixelRect> bounds(DisplayID display) const override;
-  void warp(PointerLocation location) override;
 
  private:
   /// Asks for the location although no event of the connection says that it changed.

@@ -18,15 +18,19 @@ constexpr std::uint16_t kLayoutEvents =
 
 }  // namespace
 
-X11Server::X11Server(std::shared_ptr<Queue> queue, std::string displayName)
+X11Server::X11Server(std::shared_ptr<Queue> queue, std::shared_ptr<Queue> main,
+                     std::string displayName)
     : queue_(std::move(queue)),
       displayName_(std::move(displayName)),
       directory_(std::make_shared<DisplayDirectory>()),
-      pointer_(std::make_shared<X11Pointer>(queue_, directory_)) {}
+      pointer_(std::make_shared<X11Pointer>(queue_, directory_)),
+      input_(std::make_shared<X11Input>(queue_, pointer_)),
+      hotKeys_(std::make_shared<X11HotKeys>(queue_, std::move(main))) {}
 
 Result<std::shared_ptr<X11Server>> X11Server::open(Queues& queues, const std::string& displayName,
                                                    std::function<void()> onLost) {
-  std::shared_ptr<X11Server> server(new X11Server(queues.thread("tessaline.x11"), displayName));
+  std::shared_ptr<X11Server> server(
+      new X11Server(queues.thread("tessaline.x11"), queues.main(), displayName));
   std::optional<std::string> error;
   server->queue_->sync([&] { error = server->connect(std::move(onLost)); });
   if (error) return Failure{*error};
@@ -35,6 +39,8 @@ Result<std::shared_ptr<X11Server>> X11Server::open(Queues& queues, const std::st
 
 X11Server::~X11Server() {
   queue_->sync([this] {
+    hotKeys_->detach();
+    input_->detach();
     pointer_->detach();
     displays_.clear();
     connection_.reset();
@@ -56,6 +62,8 @@ std::optional<std::string> X11Server::connect(std::function<void()> onLost) {
   if (!pointer_->attach(*connection_, displayName_)) {
     return "the X server lacks the XFixes or the XInput 2 extension";
   }
+  input_->attach(*connection_);
+  hotKeys_->attach(*connection_);
   randrEvent_ = *randr;
   xcb_randr_select_input(c, connection_->root(), kLayoutEvents);
   const int removed = removeLeftOvers(*connection_);
@@ -76,11 +84,14 @@ void X11Server::handleEvent(const xcb_generic_event_t& event) {
     layoutChanged_ = true;
   } else {
     pointer_->handleEvent(event);
+    input_->handleEvent(event);
+    hotKeys_->handleEvent(event);
   }
 }
 
 void X11Server::handleIdle() {
   if (std::exchange(layoutChanged_, false)) refreshDirectory();
+  hotKeys_->update();
   pointer_->update();
 }
 

@@ -13,6 +13,8 @@
 #include "platform/linux/x11/OwnerMark.h"
 #include "platform/linux/x11/RandrDisplay.h"
 #include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11HotKeys.h"
+#include "platform/linux/x11/X11Input.h"
 #include "platform/linux/x11/X11Pointer.h"
 
 namespace tessaline::platform {
@@ -45,9 +47,11 @@ class X11Server {
   [[nodiscard]] const std::string& displayName() const { return displayName_; }
   [[nodiscard]] const DisplayDirectory& directory() const { return *directory_; }
   [[nodiscard]] const std::shared_ptr<X11Pointer>& pointer() const { return pointer_; }
+  [[nodiscard]] const std::shared_ptr<X11Input>& input() const { return input_; }
+  [[nodiscard]] const std::shared_ptr<X11HotKeys>& hotKeys() const { return hotKeys_; }
 
  private:
-  X11Server(std::shared_ptr<Queue> queue, std::string displayName);
+  X11Server(std::shared_ptr<Queue> queue, std::shared_ptr<Queue> main, std::string displayName);
   std::optional<std::string> connect(std::function<void()> onLost);
   void handleEvent(const xcb_generic_event_t& event);
   void handleIdle();
@@ -57,6 +61,8 @@ class X11Server {
   const std::string displayName_;
   const std::shared_ptr<DisplayDirectory> directory_;
   const std::shared_ptr<X11Pointer> pointer_;
+  const std::shared_ptr<X11Input> input_;
+  const std::shared_ptr<X11HotKeys> hotKeys_;
   // The rest belongs to the X11 queue.
   std::unique_ptr<X11Connection> connection_;
   std::optional<OwnerMark> owner_;

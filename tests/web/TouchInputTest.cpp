@@ -1,0 +1,165 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <boost/json.hpp>
+
+#include "support/FakePlatform.h"
+#include "support/TemporaryFolder.h"
+#include "support/VirtualQueues.h"
+#include "web/TouchInput.h"
+
+namespace tessaline {
+namespace {
+
+using namespace std::chrono_literals;
+using Events = std::vector<std::string>;
+
+class TouchInputTest : public testing::Test {
+ protected:
+  TouchInputTest() {
+    desktop_.input.pointer = &desktop_.fakePointer->where;
+    desktop_.fakePointer->where = {7, 8};
+    desktop_.fakePointer->display = {1000, 100, 800, 600};
+  }
+  /// What the desktop is told to do for a message, the pointer's return included.
+  Events eventsOf(const std::string& message) {
+    handle(message);
+    queues_.advance(1s);
+    return std::exchange(desktop_.input.events, {});
+  }
+  void handle(const std::string& message) {
+    queues_.main()->async([&] { touch_.handle(boost::json::parse(message).as_object(), 42); });
+    queues_.run();
+  }
+
+  test::TemporaryFolder folder_;
+  test::VirtualQueues queues_;
+  UserDefaults defaults_{folder_.path() / "defaults.json"};
+  test::FakeDesktop desktop_;
+  TouchInput touch_{queues_.main(), defaults_, desktop_};
+};
+
+TEST_F(TouchInputTest, DoesWhatMessagesSayAndNothingForThoseThatSayNothing) {
+  const auto at = [](const std::string& place, Events events) {
+    events.insert(events.begin(), "move @" + place);
+    events.push_back("move @7,8");
+    return events;
+  };
+  const auto tapAt = [&](const std::string& place) {
+    return at(place, {"left down 1 @" + place, "left up 1 @" + place});
+  };
+  const struct {
+    const char* message;
+    Events expected;
+  } cases[] = {
+      {R"({"t":"tap","x":0.25,"y":0.5})", tapAt("1200,400")},
+      {R"({"t":"tap"})", tapAt("1400,400")},
+      {R"({"t":"tap","x":"0.1","y":null})", tapAt("1400,400")},
+      {R"({"t":"tap","x":1,"y":1})", tapAt("1799,699")},
+      {R"({"t":"tap","x":-3e200,"y":1e308})", tapAt("1000,699")},
+      {R"({"t":"double","x":0,"y":0})",
+       at("1000,100", {"left down 1 @1000,100", "left up 1 @1000,100", "left down 2 @1000,100",
+                       "left up 2 @1000,100"})},
+      {R"({"t":"right","x":0,"y":0})",
+       at("1000,100", {"right down 1 @1000,100", "right up 1 @1000,100"})},
+      {R"({"t":"scroll","dx":-0.6,"dy":2.4})", at("1400,400", {"scroll -1 2"})},
+      {R"({"t":"scroll","dx":2.5,"dy":-2.5})", at("1400,400", {"scroll 3 -3"})},
+      {R"({"t":"scroll","dy":2147483647.4})", at("1400,400", {"scroll 0 2147483647"})},
+      {R"({"t":"scroll","dy":2147483647.5})", {}},
+      {R"({"t":"scroll","dx":-1e300,"dy":1})", {}},
+      {R"({"t":"zoom","dir":"in","x":0,"y":0})", at("1000,100", {"zoom in"})},
+      {R"({"t":"zoom","dir":7})", at("1400,400", {"zoom out"})},
+      {R"({"t":"text","s":"aé👍"})", {"text aé👍"}},
+      {R"({"t":"text","s":""})", {}},
+      {R"({"t":"text","s":12})", {}},
+      {R"({"t":"key","k":"Enter"})", {"key 36 down", "key 36 up"}},
+      {R"({"t":"key","k":"ArrowUp"})", {"key 126 down", "key 126 up"}},
+      {R"({"t":"key","k":"F1"})", {}},
+      {R"({"t":"key"})", {}},
+      {R"({"t":"drag","x":0,"y":0})", {}},
+      {R"({"t":5})", {}},
+      {R"({})", {}},
+  };
+  for (const auto& c : cases) EXPECT_EQ(eventsOf(c.message), c.expected) << c.message;
+
+  desktop_.fakePointer->display = {};  // the display has gone
+  EXPECT_EQ(eventsOf(R"({"t":"tap"})"), Events());
+}
+
+TEST_F(TouchInputTest, BorrowsThePointerUntilTheLastActionIsOver) {
+  handle(R"({"t":"scroll","dy":1})");
+  for (int i = 0; i < 2; ++i) {
+    queues_.advance(200ms);
+    handle(R"({"t":"scroll","dy":1,"x":0.9})");
+  }
+  queues_.advance(599ms);
+  EXPECT_EQ(desktop_.fakePointer->where.x, 1720);
+  queues_.advance(1ms);
+  EXPECT_EQ(desktop_.fakePointer->where.x, 7);
+  EXPECT_EQ(std::ranges::count(desktop_.input.events, "move @7,8"), 1);
+
+  // A click shortens the wait. A touch that begins while the desktop still moves the pointer back
+  // must not take the place of the last touch for the user's own.
+  handle(R"({"t":"scroll","dy":1})");
+  handle(R"({"t":"tap"})");
+  desktop_.input.pointer = nullptr;
+  desktop_.input.waiting = 1;
+  queues_.advance(50ms);
+  EXPECT_EQ(desktop_.input.events.back(), "move @7,8");
+  handle(R"({"t":"tap"})");
+  queues_.advance(49ms);
+  EXPECT_NE(desktop_.input.events.back(), "move @7,8");
+  queues_.advance(1ms);
+  EXPECT_EQ(desktop_.input.events.back(), "move @7,8");
+}
+
+TEST_F(TouchInputTest, NeedsTheUsersSettingAndTheSystemsTrust) {
+  desktop_.input.allowed = false;
+  touch_.setEnabled(false);
+  EXPECT_EQ(eventsOf(R"({"t":"tap"})"), Events());
+  EXPECT_EQ(desktop_.input.asked, 0) << "nobody is asked about what is switched off";
+  defaults_.set("touchControl", "no");
+  EXPECT_TRUE(touch_.enabled()) << "not a boolean";
+  EXPECT_EQ(eventsOf(R"({"t":"tap"})"), Events());
+  EXPECT_EQ(eventsOf(R"({"t":"text","s":"x"})"), Events());
+  EXPECT_EQ(desktop_.input.asked, 1);
+}
+
+TEST_F(TouchInputTest, DropsWhatTheDesktopCannotTakeIn) {
+  const std::string megabyte(1'000'000, 'x');
+  const auto events = eventsOf(R"({"t":"text","s":")" + megabyte + "\"}");
+  ASSERT_EQ(events.size(), 1U);
+  EXPECT_LT(events[0].size(), 10'000U);
+  desktop_.input.waiting = 1'000'000;
+  EXPECT_EQ(eventsOf(R"({"t":"text","s":"x"})"), Events());
+  EXPECT_EQ(eventsOf(R"({"t":"tap"})"), Events()) << "and no pointer borrowed for it";
+}
+
+TEST_F(TouchInputTest, FindsTheFocusedTextFieldOnItsDisplayOnly) {
+  using Role = platform::FocusedElement::Role;
+  const UnitRect expected{0.125, 0.25, 0.25, 0.05};
+  const PixelRect onIt{1100, 250, 200, 30};
+  const struct {
+    Role role;
+    bool editable;
+    PixelRect frame;
+    std::optional<UnitRect> found;
+  } cases[] = {
+      {Role::textField, false, onIt, expected},
+      {Role::comboBox, true, onIt, expected},
+      {Role::other, true, onIt, expected},
+      {Role::other, false, onIt, std::nullopt},
+      {Role::textArea, true, {500, 250, 900, 30}, std::nullopt},  // its middle lies left of it
+      {Role::textArea, true, {900, 100, 200, 0}, UnitRect{-0.125, 0, 0.25, 0}},
+  };
+  EXPECT_EQ(touch_.focusedTextField(42), std::nullopt);
+  for (const auto& c : cases) {
+    desktop_.elements.focused = {c.role, c.editable, c.frame};
+    EXPECT_EQ(touch_.focusedTextField(42), c.found);
+  }
+  desktop_.input.allowed = false;
+  EXPECT_EQ(touch_.focusedTextField(42), std::nullopt);
+}
+
+}  // namespace
+}  // namespace tessaline
