@@ -6,6 +6,9 @@
 
 #include "shell/AppMode.h"
 #include "shell/DeviceIdentity.h"
+#include "shell/Hotkey.h"
+#include "shell/KeepAwake.h"
+#include "support/FakePlatform.h"
 #include "support/TemporaryFolder.h"
 
 namespace tessaline {
@@ -49,6 +52,44 @@ TEST(AppMode, IsKeptAndRemovedWithoutTouchingTheIdentity) {
   UserDefaults defaults(file);
   EXPECT_EQ(defaults.string("mode"), std::nullopt);
   EXPECT_EQ(DeviceIdentity::id(defaults), identity);
+}
+
+TEST(KeepAwake, IsWhatTheSettingSaysAndNeverTwice) {
+  const test::TemporaryFolder folder;
+  UserDefaults defaults(folder.path() / "defaults.json");
+  test::FakeWorkspace workspace;
+  KeepAwake awake(workspace, defaults);
+  defaults.set("keepAwake", "no");
+  EXPECT_TRUE(awake.preferred()) << "not a boolean";
+  awake.apply();
+  awake.setPreferred(true);
+  EXPECT_EQ(workspace.begun, 1);
+  EXPECT_TRUE(workspace.options.idleDisplaySleepDisabled &&
+              workspace.options.idleSystemSleepDisabled && !workspace.options.latencyCritical);
+  EXPECT_EQ(workspace.reason, "Tessaline keeps this screen ready");
+  awake.setPreferred(false);
+  EXPECT_EQ(workspace.activities, 0);
+  awake.apply();
+  EXPECT_EQ(workspace.begun, 1);
+}
+
+TEST(Hotkey, IsRegisteredOnceAndRunsTheLatestAction) {
+  test::FakeDesktop desktop;
+  std::string ran;
+  {
+    Hotkey hotkey;
+    hotkey.registerAction(desktop, [&] { ran += "a"; });
+    EXPECT_EQ(desktop.hotKey, (platform::HotKey{'S', true, true, true}));
+    desktop.hotKeyAction();
+    desktop.hotKey.reset();
+    hotkey.registerAction(desktop, [&] { ran += "b"; });
+    EXPECT_FALSE(desktop.hotKey);
+    desktop.hotKeyAction();
+    hotkey.registerAction(desktop, nullptr);
+    desktop.hotKeyAction();
+  }
+  EXPECT_EQ(ran, "ab");
+  EXPECT_FALSE(desktop.hotKeyAction) << "let go with its owner";
 }
 
 }  // namespace

@@ -6,12 +6,15 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <future>
 #include <optional>
+#include <sstream>
 
 #include "base/AsioQueue.h"
 #include "platform/linux/desktop/ApplicationFolders.h"
 #include "platform/linux/desktop/InstanceLock.h"
+#include "platform/linux/desktop/LoginEntry.h"
 #include "platform/linux/desktop/TerminationSignals.h"
 #include "support/Program.h"
 #include "support/TemporaryFolder.h"
@@ -76,6 +79,30 @@ TEST(TerminationSignals, ArriveOnTheMainQueueAndABrokenPipeDoesNot) {
   std::raise(SIGINT);
   EXPECT_EQ(second.get_future().get(), "SIGINT");
   queues.main()->sync([&] { signals.reset(); });
+}
+
+TEST(LoginEntry, IsWhereTheDesktopLooksAndSurvivesAnyPath) {
+  const test::TemporaryFolder folder;
+  ::setenv("XDG_CONFIG_HOME", (folder.path() / "config").c_str(), 1);
+  const auto file = folder.path() / "config/autostart/app.tessaline.desktop";
+  const std::string label = "app.tessaline";
+  EXPECT_FALSE(LoginEntry::exists(label));
+  LoginEntry::remove(label);
+  LoginEntry::write(label, R"(/opt/50% "off" $HOME\it)");
+  LoginEntry::write(label, R"(/opt/50% "off" $HOME\it)");
+  ASSERT_TRUE(std::filesystem::exists(file));
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(file.parent_path()), {}), 1)
+      << "no temporary file stays";
+  std::ostringstream text;
+  text << std::ifstream(file).rdbuf();
+  EXPECT_THAT(text.str(), testing::HasSubstr(R"(
+Exec="/opt/50%% \\"off\\" \\$HOME\\\\it"
+)"));
+  LoginEntry::remove(label);
+  EXPECT_FALSE(LoginEntry::exists(label));
+  std::ofstream(file).close();
+  EXPECT_TRUE(LoginEntry::exists(label)) << "whatever it contains";
+  ::unsetenv("XDG_CONFIG_HOME");
 }
 
 struct FoldersCase {

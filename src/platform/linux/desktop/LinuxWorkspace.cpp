@@ -95,9 +95,9 @@ void LinuxWorkspace::setOpensAtLogin(std::string_view label, bool on) {
   }
 }
 
-std::unique_ptr<Activity> LinuxWorkspace::beginActivity(ActivityOptions /*options*/,
-                                                        const std::string& /*reason*/) {
-  return std::make_unique<Activity>();
+std::unique_ptr<Activity> LinuxWorkspace::beginActivity(ActivityOptions options,
+                                                        const std::string& reason) {
+  return inhibitor_.begin(options, reason);
 }
 
 bool LinuxWorkspace::takeSuccession() {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "platform/Workspace.h"
+#include "platform/linux/desktop/SleepInhibitor.h"
 
 namespace tessaline::platform {
 
@@ -28,6 +29,7 @@ class LinuxWorkspace final : public Workspace {
 
  private:
   const std::string executable_;
+  SleepInhibitor inhibitor_;
 };
 
 }  // namespace tessaline::platform

@@ -1,0 +1,108 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sdbus-c++/sdbus-c++.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <mutex>
+#include <set>
+#include <thread>
+
+#include "platform/linux/desktop/SleepInhibitor.h"
+#include "support/SessionBus.h"
+
+namespace tessaline::platform {
+namespace {
+
+using namespace std::chrono_literals;
+
+bool eventually(const std::function<bool()>& condition) {
+  for (int i = 0; i < 2000 && !condition(); ++i) std::this_thread::sleep_for(5ms);
+  return condition();
+}
+
+/// A screen saver as desktops have it, on the test's own bus.
+class ScreenSaver {
+ public:
+  explicit ScreenSaver(std::chrono::milliseconds delay = 0ms)
+      : connection_(sdbus::createSessionBusConnection("org.freedesktop.ScreenSaver")),
+        object_(sdbus::createObject(*connection_, "/org/freedesktop/ScreenSaver")) {
+    object_->registerMethod("Inhibit")
+        .onInterface("org.freedesktop.ScreenSaver")
+        .implementedAs([this, delay](const std::string& application, const std::string& reason) {
+          std::this_thread::sleep_for(delay);
+          const std::lock_guard lock(mutex_);
+          asked_ = application + ": " + reason;
+          cookies_.insert(++last_);
+          return last_;
+        });
+    object_->registerMethod("UnInhibit")
+        .onInterface("org.freedesktop.ScreenSaver")
+        .implementedAs([this](std::uint32_t cookie) {
+          const std::lock_guard lock(mutex_);
+          cookies_.erase(cookie);
+          ++released_;
+        });
+    object_->finishRegistration();
+    connection_->enterEventLoopAsync();
+  }
+  std::size_t inhibitions() {
+    const std::lock_guard lock(mutex_);
+    return cookies_.size();
+  }
+  std::string asked() {
+    const std::lock_guard lock(mutex_);
+    return asked_;
+  }
+  int released() const { return released_; }
+
+ private:
+  std::mutex mutex_;
+  std::set<std::uint32_t> cookies_;  // guarded by mutex_
+  std::string asked_;                // guarded by mutex_
+  std::uint32_t last_ = 6;
+  std::atomic<int> released_ = 0;
+  std::unique_ptr<sdbus::IConnection> connection_;
+  std::unique_ptr<sdbus::IObject> object_;
+};
+
+TEST(Awake, LastsAsLongAsItsActivitiesWhateverHappensToTheScreenSaver) {
+  if (!test::SessionBus::available()) GTEST_SKIP() << "dbus-daemon is not installed";
+  ::unsetenv("DISPLAY");
+  const ActivityOptions options{.idleDisplaySleepDisabled = true};
+  SleepInhibitor inhibitor;
+  std::unique_ptr<Activity> first;
+  {
+    const test::SessionBus bus;
+    auto saver = std::make_unique<ScreenSaver>();
+    first = inhibitor.begin(options, "a reason");
+    EXPECT_TRUE(eventually([&] { return saver->inhibitions() == 1; }));
+    EXPECT_EQ(saver->asked(), "Tessaline: a reason");
+    auto second = inhibitor.begin(options, "another");
+    EXPECT_TRUE(eventually([&] { return saver->inhibitions() == 2; }));
+    second.reset();
+    EXPECT_TRUE(eventually([&] { return saver->inhibitions() == 1; }));
+
+    // It crashes and another one starts: what was asked for still stands.
+    saver.reset();
+    saver = std::make_unique<ScreenSaver>();
+    EXPECT_TRUE(eventually([&] { return saver->inhibitions() == 1; }));
+    first.reset();
+    EXPECT_TRUE(eventually([&] { return saver->inhibitions() == 0 && saver->released() == 1; }));
+
+    // An activity that ends while a slow service still answers leaves nothing behind.
+    saver.reset();
+    saver = std::make_unique<ScreenSaver>(300ms);
+    first = inhibitor.begin(options, "short");
+    std::this_thread::sleep_for(100ms);
+    first.reset();
+    EXPECT_TRUE(eventually([&] { return saver->released() == 1; }));
+    EXPECT_EQ(saver->inhibitions(), 0U);
+    first = inhibitor.begin(options, "outlives its bus");
+    EXPECT_TRUE(eventually([&] { return saver->inhibitions() == 1; }));
+  }
+  first.reset();  // without a bus: nothing happens, and nothing waits
+}
+
+}  // namespace
+}  // namespace tessaline::platform
