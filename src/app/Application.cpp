@@ -4,12 +4,20 @@
 
 #include "app/DesktopLoss.h"
 #include "app/MainMenu.h"
+#include "app/MainMenuView.h"
 #include "app/ModeChooserWindow.h"
 #include "app/OpenDesktop.h"
 #include "base/Log.h"
+#include "platform/common/http/CurlHttpClient.h"
 #include "platform/common/media/MediaVideoCoding.h"
+#include "platform/common/media/MediaVideoDecoding.h"
 #include "platform/common/net/AsioNetwork.h"
+#include "platform/common/net/OpenSslSecurity.h"
+#include "platform/linux/desktop/ChildProcesses.h"
 #include "platform/linux/desktop/DBusControl.h"
+#include "platform/linux/desktop/LinuxPrivileges.h"
+#include "platform/linux/discovery/AvahiDiscovery.h"
+#include "receiver/ScreenWindows.h"
 
 namespace tessaline {
 namespace {
@@ -59,14 +67,12 @@ void Application::setActivationPolicy(ActivationPolicy /*policy*/) {
 }
 
 std::unique_ptr<AppDelegate::Role> Application::createRole(AppMode mode) {
-  if (mode == AppMode::main) return createMainRole();
-  log("being an extra screen is not part of this version yet; `tessalinectl switch-mode` asks for "
-      "the role again");
-  return nullptr;
+  return mode == AppMode::main ? createMainRole() : createScreenRole();
 }
 
 std::unique_ptr<AppDelegate::Role> Application::createMainRole() {
-  auto desktop = openDesktop(environment_.queues);
+  Queues& queues = environment_.queues;
+  auto desktop = openDesktop(queues);
   if (!desktop) {
     log("this desktop cannot have extra screens: " + desktop.error());
     mainModeSupported_ = false;
@@ -76,28 +82,64 @@ std::unique_ptr<AppDelegate::Role> Application::createMainRole() {
     DesktopLoss::report();
     delegate_.terminate(1);
   };
+  auto discovery = platform::createDiscovery(queues);
+  auto network = platform::createNetwork(discovery);
   auto role = std::make_unique<MainRole>(
-      environment_.queues, environment_.defaults,
-      MainRole::System{std::move(*desktop), platform::createVideoCoding(environment_.queues),
-                       platform::createNetwork()});
-  alert_ = std::make_unique<ApprovalAlertWindow>(role->controller().approvedDevices());
-  role->onReopen = [this] { alert_->bringToFront(); };
+      queues, environment_.defaults,
+      MainRole::System{.desktop = std::move(*desktop),
+                       .coding = platform::createVideoCoding(queues),
+                       .discovery = std::move(discovery),
+                       .network = std::move(network),
+                       .commands = std::make_shared<platform::LinuxSystemCommands>(),
+                       .screenAccess = std::make_unique<platform::LinuxScreenCaptureAccess>(),
+                       .processes = platform::createProcessRunner(),
+                       .http = platform::createHttpClient(),
+                       .security = platform::createTransportSecurity(),
+                       .support = environment_.support},
+      environment_.workspace, mainWindows_);
+  mainWindows_.open(role->controller());
+  role->onReopen = [this] { mainWindows_.reopen(); };
+  role->onTerminate = [this] { delegate_.terminate(0); };
   changes_ = role->controller().observe([this] { changed(); });
   mainRole_ = role.get();
   return role;
 }
 
+std::unique_ptr<AppDelegate::Role> Application::createScreenRole() {
+  Queues& queues = environment_.queues;
+  auto discovery = platform::createDiscovery(queues);
+  auto network = platform::createNetwork(discovery);
+  auto decoding = platform::createVideoDecoding(queues);
+  auto windows = std::make_unique<ScreenWindows>(VideoView::create(queues, *decoding));
+  windows->decorateHome = [this](HomeWindow& home) {
+    auto* bar = new MainMenuView(mainMenu(), home);
+    bar->onMenu = [this](MenuAction action) { perform(action); };
+    home.setMenuBar(bar);
+  };
+  auto role = std::make_unique<ScreenRole>(queues, environment_.defaults, environment_.workspace,
+                                           ScreenRole::System{.discovery = std::move(discovery),
+                                                              .network = std::move(network),
+                                                              .decoding = std::move(decoding),
+                                                              .windows = std::move(windows)},
+                                           mainModeSupported_);
+  changes_ = role->controller().observe([this] { changed(); });
+  screenRole_ = role.get();
+  return role;
+}
+
 std::unique_ptr<AppDelegate::Chooser> Application::createChooser() {
   auto window = std::make_unique<ModeChooserWindow>(mainModeSupported_, mainMenu());
-  window->onMenu = [this](MenuAction action) {
-    if (action == MenuAction::switchMode) delegate_.switchMode();
-    if (action == MenuAction::quit) delegate_.terminate(0);
-  };
+  window->onMenu = [this](MenuAction action) { perform(action); };
   return std::make_unique<WindowChooser>(std::move(window));
 }
 
+void Application::perform(MenuAction action) {
+  if (action == MenuAction::switchMode) delegate_.switchMode();
+  if (action == MenuAction::quit) delegate_.terminate(0);
+}
+
 void Application::exit(int code) {
-  alert_.reset();
+  mainWindows_.close();
   QCoreApplication::exit(code);
 }
 
@@ -107,7 +149,11 @@ std::string_view Application::role() const {
 }
 
 std::string Application::screenStatus() const {
-  return {};
+  return screenRole_ ? screenRole_->controller().status() : std::string();
+}
+
+void Application::requestScreenPermission() {
+  mainRole_->controller().requestScreenPermission();
 }
 
 void Application::changed() {

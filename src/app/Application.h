@@ -1,17 +1,20 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "app/AppDelegate.h"
 #include "app/ControlBus.h"
+#include "app/MainMenu.h"
 #include "app/MainRole.h"
+#include "app/MainWindows.h"
+#include "app/ScreenRole.h"
 #include "base/Observers.h"
 #include "base/Queue.h"
 #include "base/UserDefaults.h"
 #include "platform/Workspace.h"
-#include "web/ApprovalAlertWindow.h"
 
 namespace tessaline {
 
@@ -25,6 +28,7 @@ class Application final : private AppDelegate::Outside, private ControlBus::Appl
     UserDefaults& defaults;
     platform::Workspace& workspace;
     std::string busName;
+    std::filesystem::path support;       ///< where certificates and other data are kept
     std::vector<std::string> arguments;  ///< the command line without the program's name
   };
 
@@ -40,7 +44,7 @@ class Application final : private AppDelegate::Outside, private ControlBus::Appl
   [[nodiscard]] bool mainModeSupported() override { return mainModeSupported_; }
   [[nodiscard]] std::unique_ptr<AppDelegate::Role> createRole(AppMode mode) override;
   [[nodiscard]] std::unique_ptr<AppDelegate::Chooser> createChooser() override;
-  void requestScreenPermission() override {}  // this system asks for none
+  void requestScreenPermission() override;
   bool relaunch() override { return environment_.workspace.relaunch(); }
   void exit(int code) override;
 
@@ -52,6 +56,8 @@ class Application final : private AppDelegate::Outside, private ControlBus::Appl
   void quit() override { delegate_.terminate(0); }
 
   [[nodiscard]] std::unique_ptr<AppDelegate::Role> createMainRole();
+  [[nodiscard]] std::unique_ptr<AppDelegate::Role> createScreenRole();
+  void perform(MenuAction action);
   void changed();
 
   const Environment environment_;
@@ -60,9 +66,11 @@ class Application final : private AppDelegate::Outside, private ControlBus::Appl
   // Gone last: who waits for the name to vanish finds every display gone with it.
   ControlBus controlBus_;
   std::unique_ptr<platform::ControlEndpoint> endpoint_;
+  MainWindows mainWindows_;
   AppDelegate delegate_;
-  MainRole* mainRole_ = nullptr;  // the delegate's, once there is one, until the end
-  std::unique_ptr<ApprovalAlertWindow> alert_;
+  // The delegate's, once there is one, until the end.
+  MainRole* mainRole_ = nullptr;
+  ScreenRole* screenRole_ = nullptr;
   Subscription changes_;
 };
 

@@ -38,13 +38,32 @@ ControlBus::Screen describe(const Session& session) {
 
 }  // namespace
 
-MainRole::MainRole(Queues& queues, UserDefaults& defaults, System system)
+MainRole::MainRole(Queues& queues, UserDefaults& defaults, System system,
+                   platform::Workspace& workspace, ControllerWindows& windows)
     : defaults_(defaults),
       system_(std::move(system)),
-      controller_(SessionServices{queues, *system_.desktop, *system_.coding, *system_.network},
-                  defaults) {
+      touch_(queues.main(), defaults, *system_.desktop),
+      certificate_({.queues = queues,
+                    .network = *system_.network,
+                    .processes = system_.processes,
+                    .http = system_.http,
+                    .security = system_.security},
+                   defaults, TLSIdentity(system_.support, system_.security)),
+      controller_(
+          {.session = {queues, *system_.desktop, *system_.coding, *system_.network, &touch_},
+           .discovery = *system_.discovery,
+           .workspace = workspace,
+           .commands = system_.commands,
+           .screenAccess = *system_.screenAccess,
+           .windows = windows,
+           .tls = TLSIdentity(system_.support, system_.security),
+           .refreshCertificate = [this](auto done) { certificate_.refresh(std::move(done)); }},
+          defaults) {
   controller_.onSwitchMode = [this] {
     if (onSwitchMode) onSwitchMode();
+  };
+  controller_.onTerminate = [this] {
+    if (onTerminate) onTerminate();
   };
 }
 
@@ -53,6 +72,7 @@ void MainRole::start() {
 }
 
 void MainRole::reopen() {
+  controller_.showOnboarding();
   if (onReopen) onReopen();
 }
 

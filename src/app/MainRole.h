@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -11,6 +12,8 @@
 #include "platform/DesktopEnvironment.h"
 #include "platform/Network.h"
 #include "platform/VideoCoding.h"
+#include "web/DirectCertificate.h"
+#include "web/TouchInput.h"
 
 namespace tessaline {
 
@@ -22,13 +25,24 @@ class MainRole final : public AppDelegate::Role, public ControlBus::Main {
   struct System {
     std::unique_ptr<platform::DesktopEnvironment> desktop;
     std::unique_ptr<platform::VideoCoding> coding;
+    std::shared_ptr<platform::ServiceDiscovery> discovery;
     std::unique_ptr<platform::Network> network;
+    std::shared_ptr<platform::SystemCommands> commands;
+    std::unique_ptr<platform::ScreenCaptureAccess> screenAccess;
+    std::shared_ptr<platform::ProcessRunner> processes;
+    std::shared_ptr<platform::HttpClient> http;
+    std::shared_ptr<platform::TransportSecurity> security;
+    std::filesystem::path support;  ///< the folder of keys and certificates
   };
 
-  MainRole(Queues& queues, UserDefaults& defaults, System system);
+  /// `workspace` and `windows` outlive the role.
+  MainRole(Queues& queues, UserDefaults& defaults, System system, platform::Workspace& workspace,
+           ControllerWindows& windows);
 
-  /// The user started the application once more.
+  /// The user started the application once more; beside the setup assistant, which opens.
   std::function<void()> onReopen;
+  /// The user wants the application to end.
+  std::function<void()> onTerminate;
 
   void start() override;
   void reopen() override;
@@ -48,6 +62,8 @@ class MainRole final : public AppDelegate::Role, public ControlBus::Main {
  private:
   UserDefaults& defaults_;
   const System system_;
+  TouchInput touch_;
+  DirectCertificate certificate_;
   mutable Controller controller_;  // its accessors are not const
 };
 

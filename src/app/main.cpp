@@ -81,7 +81,7 @@ int start(int argc, char** argv) {
 
   AsioQueues queues(std::make_shared<QtMainQueue>());
   UserDefaults defaults(folders.configuration / "defaults.json");
-  return run({queues, defaults, workspace, folders.busName,
+  return run({queues, defaults, workspace, folders.busName, folders.support,
               std::vector<std::string>(argv + 1, argv + argc)});
 }
 

@@ -149,8 +149,7 @@ void WebScreenServer::accept(std::shared_ptr<platform::WebSocketConnection> conn
   session->onEnd = [this_, weak = std::weak_ptr(session)](std::optional<std::string> reason) {
     const auto server = this_.lock();
     const auto over = weak.lock();
-    if (over && reason) log(over->name() + ": " + *reason);
-    if (server && over) (*server)->ended(*over);
+    if (server && over) (*server)->ended(*over, reason);
   };
   sessions_.push_back(session);
   unproven_->add(link);
@@ -161,7 +160,6 @@ void WebScreenServer::accept(std::shared_ptr<platform::WebSocketConnection> conn
 void WebScreenServer::approve(const Hello& hello, const std::shared_ptr<WebLink>& link,
                               const std::function<void(bool)>& completion) {
   if (!hello.key || hello.key->empty() || !sameSecret(*hello.key, key_)) {
-    log("refused " + hello.deviceName + ": its link is out of date");
     completion(false);
     return;
   }
@@ -173,7 +171,8 @@ void WebScreenServer::approve(const Hello& hello, const std::shared_ptr<WebLink>
   });
 }
 
-void WebScreenServer::ended(const Session& session) {
+void WebScreenServer::ended(const Session& session, const std::optional<std::string>& reason) {
+  if (reason) endings_.write(session.name() + ": " + *reason);
   unproven_->remove(session.link());
   std::erase_if(sessions_, [&](const auto& entry) { return entry.get() == &session; });
   changed();

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "base/LimitedLog.h"
 #include "base/Observers.h"
 #include "base/UserDefaults.h"
 #include "platform/Network.h"
@@ -63,7 +64,7 @@ class WebScreenServer {
   void accept(std::shared_ptr<platform::WebSocketConnection> connection);
   void approve(const Hello& hello, const std::shared_ptr<WebLink>& link,
                const std::function<void(bool)>& completion);
-  void ended(const Session& session);
+  void ended(const Session& session, const std::optional<std::string>& reason);
   void changed();
   void loadTLS();
 
@@ -80,6 +81,7 @@ class WebScreenServer {
   // The listeners, touched on "tessaline.webserver" only.
   struct Listeners;
   std::shared_ptr<Listeners> listeners_;
+  LimitedLog endings_;  // anybody can have a session refused, again and again
   Observers observers_;
   const std::shared_ptr<WebScreenServer*> self_;  // what callbacks hold weakly, main queue only
 };
