@@ -100,7 +100,11 @@ TEST_F(LinkTiming, AGoodbyeIsSaidPastTheBudgetAndEndsTheLink) {
 // Bytes, over a real connection to a screen that the test plays.
 class LinkBytes : public testing::Test {
  protected:
-  void SetUp() override {
+  void SetUp() override { connect(); }
+  /// A new link with a new screen.
+  void connect() {
+    hello_ = {};
+    closed_ = {};
     const auto port = acceptor_.local_endpoint().port();
     // The computer has an address that does not answer, too.
     discovery_->addresses["Anna's iMac"] = {{"::1", port}, {"127.0.0.1", port}};
@@ -159,10 +163,16 @@ TEST_F(LinkBytes, EndsWithThePeerAndWithALengthItCannotHold) {
   EXPECT_FALSE(link_->send(Proto::ping));
 }
 
-TEST_F(LinkBytes, EndsWhenTheScreenGoesInTheMiddleOfAMessage) {
-  write({0, 0, 0, 9, 3, 1});
-  screen_.close();
-  EXPECT_TRUE(soon(closed_.get_future()));
+TEST_F(LinkBytes, AScreenThatGoesAnywhereInItsHelloEndsTheLinkOnce) {
+  const Bytes hello = framing::message(Proto::hello, Hello{9, 9, {}, 1, "4F1C", "", {}}.encoded());
+  for (std::size_t cut = 0; cut <= hello.size(); ++cut) {
+    connect();
+    auto told = hello_.get_future();
+    write(Bytes(hello.begin(), hello.begin() + static_cast<std::ptrdiff_t>(cut)));
+    screen_.close();
+    EXPECT_TRUE(soon(closed_.get_future())) << cut;
+    EXPECT_EQ(told.wait_for(0s) == std::future_status::ready, cut == hello.size());
+  }
 }
 
 }  // namespace
