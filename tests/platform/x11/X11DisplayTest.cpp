@@ -209,7 +209,7 @@ TEST_F(X11DisplayTest, LosingTheServerIsReportedOnceOnTheMainQueue) {
                                                  .vendorID = 0,
                                                  .productID = 0,
                                                  .serialNumber = 0}));
-    onMain([&] { desktop_->inputEvents().postMove({1, 1}); });
+    desktop_->inputEvents().postMove({1, 1});
     display.reset();
   });
   onMain([] {});

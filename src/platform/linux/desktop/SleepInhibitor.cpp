@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "base/Log.h"
-#include "platform/linux/desktop/X11Awake.h"
+#include "platform/linux/x11/awake/X11Awake.h"
 
 namespace tessaline::platform {
 namespace {

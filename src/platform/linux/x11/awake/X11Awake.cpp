@@ -1,4 +1,4 @@
-#include "platform/linux/desktop/X11Awake.h"
+#include "platform/linux/x11/awake/X11Awake.h"
 
 #include <xcb/screensaver.h>
 #include <xcb/xcb.h>
