@@ -13,14 +13,10 @@ std::unique_ptr<ReachabilityProbe> FlowProbe::start(
     Duration limit, const std::shared_ptr<Queue>& queue, Done done) {
   auto kept = std::make_shared<Done>(std::move(done));
   // Weak: the answer may wait on that queue.
-  auto answer = [weak = std::weak_ptr(kept),
-                 home = std::weak_ptr(queue)](const std::vector<Endpoint>& endpoints) {
+  auto answer = [weak = std::weak_ptr(kept)](const std::vector<Endpoint>& endpoints) {
     const auto asked = weak.lock();
-    const auto current = home.lock();
-    if (!asked || !current) return;
-    const bool opened =
-        std::any_of(endpoints.begin(), endpoints.end(),
-                    [&](const Endpoint& endpoint) { return UdpFlow::open(endpoint, current); });
+    if (!asked) return;
+    const bool opened = std::any_of(endpoints.begin(), endpoints.end(), UdpFlow::canOpen);
     (*asked)(opened ? Reachability::ready : Reachability::failed);
   };
   if (discovery) {

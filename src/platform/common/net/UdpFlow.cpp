@@ -2,6 +2,7 @@
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/error.hpp>
+#include <boost/asio/io_context.hpp>
 #include <utility>
 
 #include "base/AsioQueue.h"
@@ -13,20 +14,34 @@ namespace tessaline::platform {
 using boost::asio::ip::udp;
 using boost::system::error_code;
 
-std::unique_ptr<DatagramConnection> UdpFlow::open(const Endpoint& endpoint,
-                                                  std::shared_ptr<Queue> queue) {
+namespace {
+
+bool connect(udp::socket& socket, const Endpoint& endpoint) {
   const auto address = numericAddress(endpoint.host);
-  if (!address) return nullptr;
+  if (!address) return false;
   const udp::endpoint peer(*address, endpoint.port);
-  udp::socket socket(AsioQueue::executorOf(*queue));
   error_code error;
   socket.open(peer.protocol(), error);
-  if (error) return nullptr;
+  if (error) return false;
   tuneDatagrams(socket);
   socket.non_blocking(true, error);
   if (!error) socket.connect(peer, error);
-  if (error) return nullptr;
+  return !error;
+}
+
+}  // namespace
+
+std::unique_ptr<DatagramConnection> UdpFlow::open(const Endpoint& endpoint,
+                                                  std::shared_ptr<Queue> queue) {
+  udp::socket socket(AsioQueue::executorOf(*queue));
+  if (!connect(socket, endpoint)) return nullptr;
   return std::unique_ptr<DatagramConnection>(new UdpFlow(std::move(socket), std::move(queue)));
+}
+
+bool UdpFlow::canOpen(const Endpoint& endpoint) {
+  boost::asio::io_context context;
+  udp::socket socket(context);
+  return connect(socket, endpoint);
 }
 
 UdpFlow::UdpFlow(udp::socket socket, std::shared_ptr<Queue> queue)

@@ -14,6 +14,8 @@ class UdpFlow final : public DatagramConnection {
   /// Nothing when `endpoint` is not numeric or the system has no route to it.
   static std::unique_ptr<DatagramConnection> open(const Endpoint& endpoint,
                                                   std::shared_ptr<Queue> queue);
+  /// Whether `open` would make one. On any thread: it leaves nothing behind.
+  static bool canOpen(const Endpoint& endpoint);
 
   void send(ByteView bytes) override;
 
