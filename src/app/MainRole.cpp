@@ -56,6 +56,7 @@ MainRole::MainRole(Queues& queues, UserDefaults& defaults, System system,
            .commands = system_.commands,
            .screenAccess = *system_.screenAccess,
            .windows = windows,
+           .touch = touch_,
            .tls = TLSIdentity(system_.support, system_.security),
            .refreshCertificate = [this](auto done) { certificate_.refresh(std::move(done)); }},
           defaults) {

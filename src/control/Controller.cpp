@@ -26,63 +26,7 @@ constexpr std::string_view kMainConfigured = "mainConfigured";
 constexpr std::string_view kNotPermitted =
     "Allow Screen Recording first (Setup Assistant, step 1).";
 
-// A shell that has nothing but sessions to offer: nothing is found, opened or shown.
-struct NoDiscovery final : platform::ServiceDiscovery {
-  std::unique_ptr<platform::ServiceAdvertisement> advertise(const std::string&, const std::string&,
-                                                            std::uint16_t) override {
-    return nullptr;
-  }
-  std::unique_ptr<platform::ServiceBrowser> browse(const std::string&, std::shared_ptr<Queue>,
-                                                   platform::ServiceBrowser::Callbacks) override {
-    return nullptr;
-  }
-  void resolve(const platform::ServiceEndpoint&, Duration, std::shared_ptr<Queue>,
-               std::function<void(std::vector<platform::Endpoint>)>) override {}
-};
-struct NoWorkspace final : platform::Workspace {
-  bool open(const std::string&) override { return false; }
-  bool relaunch() override { return false; }
-  std::string computerName() const override { return "Mac"; }
-  bool opensAtLogin(std::string_view) const override { return false; }
-  void setOpensAtLogin(std::string_view, bool) override {}
-  std::unique_ptr<platform::Activity> beginActivity(platform::ActivityOptions,
-                                                    const std::string&) override {
-    return nullptr;
-  }
-};
-struct NoCommands final : platform::SystemCommands {
-  std::optional<unsigned> interfaceFlags(const std::string&) override { return std::nullopt; }
-  bool fileExists(const std::string&) override { return false; }
-  std::string userName() override { return {}; }
-  void run(const std::string&, const std::vector<std::string>&) override {}
-  bool runScript(const std::string&) override { return false; }
-};
-struct OpenAccess final : platform::ScreenCaptureAccess {
-  bool granted() override { return true; }
-  void request() override {}
-  std::unique_ptr<Trial> tryCapture() override { return nullptr; }
-  void revealApplication() override {}
-};
-struct NoWindows final : ControllerWindows {
-  void showOnboarding() override {}
-  void closeOnboarding() override {}
-  void showQR() override {}
-  void showMacHelp() override {}
-  void setRegular(bool) override {}
-};
-
-ControllerServices onlySessions(const SessionServices& services) {
-  static NoDiscovery discovery;
-  static NoWorkspace workspace;
-  static OpenAccess access;
-  static NoWindows windows;
-  return {services, discovery, workspace, std::make_shared<NoCommands>(), access, windows};
-}
-
 }  // namespace
-
-Controller::Controller(SessionServices services, UserDefaults& defaults)
-    : Controller(onlySessions(services), defaults) {}
 
 Controller::Controller(ControllerServices services, UserDefaults& defaults)
     : services_(std::move(services)),

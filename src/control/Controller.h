@@ -23,6 +23,7 @@
 #include "system/ScreenPermission.h"
 #include "web/ApprovedDevices.h"
 #include "web/TLSIdentity.h"
+#include "web/TouchInput.h"
 #include "web/WebScreenServer.h"
 
 namespace tessaline {
@@ -35,6 +36,7 @@ struct ControllerServices {
   std::shared_ptr<platform::SystemCommands> commands;  ///< outlives the controller for a command
   platform::ScreenCaptureAccess& screenAccess;
   ControllerWindows& windows;
+  TouchInput& touch;
   /// Where the page's listeners find their identity; none: plain HTTP.
   std::optional<TLSIdentity> tls = std::nullopt;
   /// Renews the identity where it must and says whether it has changed
@@ -48,8 +50,6 @@ struct ControllerServices {
 class Controller {
  public:
   Controller(ControllerServices services, UserDefaults& defaults);
-  /// For a shell that has nothing but sessions to offer yet.
-  Controller(SessionServices services, UserDefaults& defaults);
   ~Controller();
 
   /// The user wants this computer to become something else; set by the shell.
@@ -141,8 +141,7 @@ class Controller {
   void addAirDropItems(std::vector<Item>& items) const;
   void toggleReceiver(const std::string& name);
   void openSupport();
-  [[nodiscard]] bool touchControl() const;
-  void setTouchControl(bool on);
+  void toggleTouch();
   [[nodiscard]] bool opensAtLogin() const;
   void setOpensAtLogin(bool on);
 

@@ -12,7 +12,6 @@ using Item = StatusMenuItem;
 
 constexpr std::string_view kSupportURL = "supportURL";  // where people find help
 constexpr std::string_view kDefaultSupportURL = "https://tessaline.app/support";
-constexpr std::string_view kTouchControl = "touchControl";
 
 std::string joined(const std::vector<std::string>& names) {
   std::string text;
@@ -139,8 +138,8 @@ StatusMenuItem Controller::settingsMenu() const {
   Item menu = command("Settings", "gearshape", nullptr);
   auto& items = menu.submenu;
   addAirDropItems(items);
-  items.push_back(choice("Touch Control on Phones and Tablets", touchControl(),
-                         action([](Controller& c) { c.setTouchControl(!c.touchControl()); })));
+  items.push_back(choice("Touch Control on Phones and Tablets", services_.touch.enabled(),
+                         action([](Controller& c) { c.toggleTouch(); })));
   items.push_back(
       command("Forget Allowed Screens", action([](Controller& c) { c.approved_.forgetAll(); })));
   items.push_back(choice("Open at Login", opensAtLogin(),
@@ -179,12 +178,8 @@ void Controller::openSupport() {
   services_.workspace.open(defaults_.string(kSupportURL).value_or(std::string(kDefaultSupportURL)));
 }
 
-bool Controller::touchControl() const {
-  return defaults_.boolean(kTouchControl).value_or(true);
-}
-
-void Controller::setTouchControl(bool on) {
-  defaults_.set(kTouchControl, on);
+void Controller::toggleTouch() {
+  services_.touch.setEnabled(!services_.touch.enabled());
   changed();
 }
 

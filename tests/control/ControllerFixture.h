@@ -34,6 +34,15 @@ class ControllerFixture : public testing::Test {
     controller_.reset();
     queues_.run();  // listeners end on their queue
   }
+  ControllerServices services() {
+    return {{queues_, desktop_, coding_, network_, &touch_},
+            discovery_,
+            workspace_,
+            commands_,
+            access_,
+            windows_,
+            touch_};
+  }
   void launch() {
     controller_->onTerminate = [this] { ++terminations_; };
     observed_ = controller_->observe([this] { ++changes_; });
@@ -109,14 +118,8 @@ class ControllerFixture : public testing::Test {
   std::shared_ptr<RecordingCommands> commands_ = std::make_shared<RecordingCommands>();
   TemporaryFolder folder_;
   UserDefaults defaults_{folder_.path() / "defaults.json"};
-  std::unique_ptr<Controller> controller_ =
-      std::make_unique<Controller>(ControllerServices{{queues_, desktop_, coding_, network_},
-                                                      discovery_,
-                                                      workspace_,
-                                                      commands_,
-                                                      access_,
-                                                      windows_},
-                                   defaults_);
+  TouchInput touch_{queues_.main(), defaults_, desktop_};
+  std::unique_ptr<Controller> controller_ = std::make_unique<Controller>(services(), defaults_);
   std::shared_ptr<FakeConnection> next_;
   Subscription observed_;
   int changes_ = 0;

@@ -46,8 +46,7 @@ TEST_F(ControllerTest, GivesSessionsTheConfiguredBitrate) {
 
 TEST_F(ControllerTest, LooksAfterTheCertificateAtItsLaunchAndEveryQuarterOfAnHour) {
   std::vector<std::function<void(bool)>> refreshes;
-  ControllerServices services{
-      {queues_, desktop_, coding_, network_}, discovery_, workspace_, commands_, access_, windows_};
+  auto services = this->services();
   services.refreshCertificate = [&](auto done) { refreshes.push_back(std::move(done)); };
   controller_ = std::make_unique<Controller>(std::move(services), defaults_);
   launch();
