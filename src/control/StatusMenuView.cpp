@@ -20,17 +20,18 @@ const QColor kSymbolColour(0xEE, 0x5A, 0x52);
 constexpr double kHighlightShare = 0.22;  // of coral, in what the pointer is on
 
 /// The brand's highlight, on which symbols stay legible.
-QPalette menuPalette(QPalette palette) {
+QPalette menuPalette(const QPalette& palette) {
+  QPalette own;  // says nothing about the other colours, which follow the desktop's
   const QColor ground = palette.color(QPalette::Window);
   const QColor coral = ViewStyle::coral();
   const auto mixed = [&](int from, int to) {
     return static_cast<int>(from + (to - from) * kHighlightShare);
   };
-  palette.setColor(QPalette::Highlight,
-                   QColor(mixed(ground.red(), coral.red()), mixed(ground.green(), coral.green()),
-                          mixed(ground.blue(), coral.blue())));
-  palette.setColor(QPalette::HighlightedText, palette.color(QPalette::WindowText));
-  return palette;
+  own.setColor(QPalette::Highlight,
+               QColor(mixed(ground.red(), coral.red()), mixed(ground.green(), coral.green()),
+                      mixed(ground.blue(), coral.blue())));
+  own.setColor(QPalette::HighlightedText, palette.color(QPalette::WindowText));
+  return own;
 }
 
 bool sameItems(const std::vector<StatusMenuItem>& a, const std::vector<StatusMenuItem>& b) {

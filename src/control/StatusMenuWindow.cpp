@@ -62,6 +62,7 @@ void StatusMenuWindow::render() {
   column->setSpacing(0);
   addItems(shown_.items, {});
   page().insertWidget(2, list_);
+  list_->show();  // else only later, and the keyboard could not go anywhere
   showExpansion();
   for (const Line& line : lines_) {
     if (line.row && (line.path == focus || focus.empty())) {

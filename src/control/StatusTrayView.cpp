@@ -1,6 +1,8 @@
 #include "control/StatusTrayView.h"
 
 #include <QCursor>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QGuiApplication>
 #include <chrono>
 
@@ -15,25 +17,44 @@ using namespace std::chrono_literals;
 
 // A panel that starts or ends is rare, and asking costs a round trip.
 constexpr auto kLookInterval = 5s;
+constexpr auto kFirstLookInterval = 250ms;
+// What a desktop's panel may need to appear after login, when applications start beside it.
+constexpr auto kGrace = 3s;
+// A panel that starts anew is gone for a moment.
+constexpr int kAbsencesOfLostTray = 2;
+
+const QString kTrayService = "org.kde.StatusNotifierWatcher";
 
 }  // namespace
 
 StatusTrayView::StatusTrayView(Provider provider)
     : provider_(std::move(provider)), menu_(provider_) {
   QObject::connect(&timer_, &QTimer::timeout, &menu_, [this] { lookForTray(); });
-  timer_.start(kLookInterval);
+  age_.start();
   lookForTray();
 }
 
 StatusTrayView::~StatusTrayView() = default;
 
+/// The toolkit looks for a tray on the session bus once in a process, when it is first asked.
+bool StatusTrayView::mayAskToolkit() const {
+  const auto bus = QDBusConnection::sessionBus();
+  return !bus.isConnected() || std::chrono::milliseconds(age_.elapsed()) >= kGrace ||
+         bus.interface()->isServiceRegistered(kTrayService);
+}
+
 void StatusTrayView::lookForTray() {
-  const bool there = QSystemTrayIcon::isSystemTrayAvailable();
-  if (there && !icon_) showIcon();
-  if (!there && (icon_ || !window_)) {
-    icon_.reset();
-    showWindow();
+  toolkitAsked_ = toolkitAsked_ || mayAskToolkit();
+  timer_.start(toolkitAsked_ ? kLookInterval : kFirstLookInterval);
+  if (!toolkitAsked_) return;
+  if (QSystemTrayIcon::isSystemTrayAvailable()) {
+    absences_ = 0;
+    if (!icon_) showIcon();
+    return;
   }
+  const bool lost = icon_ && ++absences_ >= kAbsencesOfLostTray;
+  if (lost) icon_.reset();
+  if (lost || (!icon_ && !window_)) showWindow();
 }
 
 void StatusTrayView::showIcon() {

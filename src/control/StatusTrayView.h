@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QSystemTrayIcon>
 #include <QTimer>
 #include <functional>
@@ -13,8 +14,9 @@ namespace tessaline {
 class StatusMenuWindow;
 
 /// The status item: the smiling screen in the tray with its menu. A desktop without a tray gets
-/// the same menu as a small window, until a tray appears. Main thread; owned by the application
-/// shell, outlived by what `provider` refers to.
+/// the same menu as a small window, until a tray appears. Right after login the desktop's panel may
+/// not be there yet: it gets a few seconds. Main thread; owned by the application shell, outlived
+/// by what `provider` refers to.
 class StatusTrayView final {
  public:
   using Provider = std::function<StatusMenu()>;
@@ -32,6 +34,7 @@ class StatusTrayView final {
   bool reopen();
 
  private:
+  [[nodiscard]] bool mayAskToolkit() const;
   void lookForTray();
   void showIcon();
   void showWindow();
@@ -42,6 +45,9 @@ class StatusTrayView final {
   StatusMenuView menu_;
   std::unique_ptr<QSystemTrayIcon> icon_;     // while there is a tray
   std::unique_ptr<StatusMenuWindow> window_;  // once there was none
+  QElapsedTimer age_;
+  bool toolkitAsked_ = false;
+  int absences_ = 0;  // looks in a row that found no tray
   QTimer timer_;
 };
 

@@ -40,10 +40,10 @@ std::string Brand::menuBarIconSvg(bool active) {
 <path d="M7.8 12.8c2.3 2.8 6.1 2.8 8.4 0" fill="none" stroke="#fff" stroke-width="1.9"
  stroke-linecap="round"/></svg>)svg";
   constexpr std::string_view off = R"svg(
-<g fill="none" stroke="#8b8b92" stroke-width="1.9" stroke-linecap="round">
+<g fill="none" stroke="#8f8f96" stroke-width="1.9" stroke-linecap="round">
 <rect x="2" y="3.5" width="20" height="14.5" rx="4.2"/>
 <path d="M7.5 21.4h9"/><path d="M8.2 12.5c2.1 2.5 5.5 2.5 7.6 0"/></g>
-<g fill="#8b8b92"><circle cx="8.5" cy="8.6" r="1.4"/><circle cx="15.5" cy="8.6" r="1.4"/></g>
+<g fill="#8f8f96"><circle cx="8.5" cy="8.6" r="1.4"/><circle cx="15.5" cy="8.6" r="1.4"/></g>
 </svg>)svg";
   return std::string(start).append(active ? on : off);
 }

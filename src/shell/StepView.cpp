@@ -107,7 +107,7 @@ void StepView::makeButtons(const std::vector<Button>& buttons) {
     old->setParent(nullptr);
     old->deleteLater();
   }
-  QWidget* before = buttonRow_;
+  QWidget* before = busy_;
   for (std::size_t i = 0; i < buttons.size(); ++i) {
     auto* button = new ButtonView(buttons[i].title);
     button->setToolTip(buttons[i].title);

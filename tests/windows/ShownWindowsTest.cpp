@@ -1,0 +1,256 @@
+#include <gtest/gtest.h>
+
+#include <QAbstractButton>
+#include <QAccessible>
+#include <QApplication>
+#include <QDir>
+#include <QLineEdit>
+#include <QProcess>
+#include <QScreen>
+#include <QScrollBar>
+#include <QStandardPaths>
+#include <QStyle>
+#include <QStyleFactory>
+#include <QTemporaryDir>
+#include <QtTest/QTest>
+#include <set>
+
+#include "SampleContent.h"
+#include "app/MainMenu.h"
+#include "app/ModeChooserWindow.h"
+#include "control/MacHelpWindow.h"
+#include "control/SetupAssistantWindow.h"
+#include "control/StatusMenuView.h"
+#include "control/StatusMenuWindow.h"
+#include "receiver/HomeWindow.h"
+#include "shell/AlertWindow.h"
+#include "shell/TextView.h"
+#include "support/BrowserNetwork.h"
+#include "support/SessionBus.h"
+#include "support/TemporaryFolder.h"
+#include "support/VirtualQueues.h"
+#include "support/x11/PrivateXServer.h"
+#include "web/LinkWindow.h"
+
+namespace tessaline {
+namespace {
+
+QPalette palette(bool dark) {
+  if (!dark) return QStyleFactory::create("Fusion")->standardPalette();
+  QPalette palette(QColor(0x35, 0x35, 0x3A), QColor(0x20, 0x20, 0x24));
+  palette.setColor(QPalette::Base, QColor(0x18, 0x18, 0x1B));
+  return palette;
+}
+
+/// A server that nobody connects to.
+struct Server {
+  test::VirtualQueues queues;
+  test::FakeDesktop desktop;
+  test::FakeCoding coding;
+  test::BrowserNetwork network;
+  const test::TemporaryFolder folder;
+  UserDefaults defaults{folder.path() / "defaults.json"};
+  ApprovedDevices approved{defaults};
+  WebScreenServer server{{queues, desktop, coding, network}, defaults, approved};
+};
+
+/// Windows as the X server shows them.
+class ShownWindows : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (QGuiApplication::platformName() != "xcb") GTEST_SKIP() << "no private X server";
+  }
+  void TearDown() override { QApplication::setPalette(palette(false)); }
+
+  /// What the screen shows where the window is. People who name a folder find it there.
+  static QImage shot(const QWidget& window, const QString& name) {
+    EXPECT_TRUE(QTest::qWaitForWindowExposed(window.windowHandle()));
+    QTest::qWait(100);  // the server paints after the toolkit
+    const QRect where(window.mapToGlobal(QPoint()), window.size());
+    QScreen* screen = QGuiApplication::primaryScreen();
+    const QImage image =
+        screen->grabWindow(0, where.x(), where.y(), where.width(), where.height()).toImage();
+    const QString folder = qEnvironmentVariable("TESSALINE_SCREENSHOTS");
+    if (!folder.isEmpty()) image.save(QDir(folder).filePath(name + ".png"));
+    return image;
+  }
+
+  /// Nothing is cut off, nothing lacks a name, and the ground follows the palette.
+  static void expectWellShown(QWidget& window, const QString& name) {
+    for (const bool dark : {false, true}) {
+      QApplication::setPalette(palette(dark));
+      const QImage image = shot(window, name + (dark ? "-dark" : "-light"));
+      const int ground = qGray(image.pixel(4, image.height() - 4));
+      EXPECT_TRUE(dark ? ground < 60 : ground > 200) << name.toStdString() << ": " << ground;
+    }
+    for (const auto* words : window.findChildren<TextView*>()) {
+      if (!words->isVisible() || words->text().isEmpty()) continue;
+      EXPECT_GE(words->height(), words->hasHeightForWidth() ? words->heightForWidth(words->width())
+                                                            : words->fontMetrics().ascent())
+          << name.toStdString() << ": " << words->words().toStdString();
+    }
+    for (const auto* bar : window.findChildren<QScrollBar*>()) EXPECT_FALSE(bar->isVisible());
+    for (auto* widget : window.findChildren<QWidget*>()) {
+      if (!(widget->focusPolicy() & Qt::TabFocus) || !widget->isVisible()) continue;
+      EXPECT_FALSE(QAccessible::queryAccessibleInterface(widget)->text(QAccessible::Name).isEmpty())
+          << name.toStdString() << ": " << widget->metaObject()->className();
+    }
+  }
+
+  /// Goes around with Tab and presses Space wherever that does something.
+  static void pressEverything(QWidget& window) {
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    std::set<const QWidget*> pressed;
+    while (auto* button = qobject_cast<QAbstractButton*>(window.focusWidget())) {
+      if (!pressed.insert(button).second) break;
+      QTest::keyClick(button, Qt::Key_Space);
+      QTest::keyClick(button, Qt::Key_Tab);
+    }
+  }
+
+  std::string done_;
+};
+
+TEST_F(ShownWindows, TheHomeWindowShowsEverythingAndWorksByKeyboard) {
+  HomeScreen content = test::sampleHomeScreen(done_);
+  HomeWindow window(content);
+  window.bringToFront();
+  EXPECT_EQ(window.size(), QSize(500, 600));
+  expectWellShown(window, "home");
+  pressEverything(window);
+  EXPECT_EQ(done_, "no login|awake|switch|");
+  content.switchRole.reset();
+  window.setContent(content);
+  for (auto* button : window.findChildren<QAbstractButton*>()) {
+    EXPECT_EQ(button->isVisible(), !button->text().startsWith("Use this")) << "no main role here";
+  }
+}
+
+TEST_F(ShownWindows, TheSetupAssistantKeepsUpAndWorksByKeyboard) {
+  SetupAssistant content = test::sampleSetupAssistant(done_);
+  SetupAssistantWindow window([&] { return content; });
+  window.bringToFront();
+  EXPECT_EQ(window.size(), QSize(520, 720));
+  expectWellShown(window, "setup");
+  content.steps[1].buttons = {{"Open Settings", [this] { done_ += "settings|"; }}};
+  ASSERT_TRUE(QTest::qWaitFor([&] {
+    const auto buttons = window.findChildren<QAbstractButton*>();
+    return std::ranges::any_of(buttons, [](auto* b) { return b->text() == "Open Settings"; });
+  })) << "the window looks again once a second";
+  pressEverything(window);
+  EXPECT_EQ(done_,
+            "Anna's iMac|The R&B room's rather long computer name 01|Make it smooth|"
+            "Switch to extra screen|no login|Done|settings|")
+      << "from where the keyboard was, around to the button that came";
+}
+
+TEST_F(ShownWindows, TheMenuAsAWindowUnfoldsAndActsByKeyboard) {
+  StatusMenu menu = test::sampleStatusMenu(done_);
+  StatusMenuWindow window([&] { return menu; });
+  window.bringToFront();
+  expectWellShown(window, "menu-window");
+  ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+  const auto press = [&](Qt::Key key, int times = 1) {
+    while (times-- > 0) QTest::keyClick(window.focusWidget(), key);
+  };
+  press(Qt::Key_Down);
+  press(Qt::Key_Return);
+  press(Qt::Key_Down, 4);
+  press(Qt::Key_Right);
+  expectWellShown(window, "menu-window-open");
+  press(Qt::Key_Down, 2);
+  press(Qt::Key_Return);
+  EXPECT_EQ(done_, "Stop Extra Screen|Another Mac (Best Quality)…|");
+  // What opened stays open, and the keyboard where it is, while the menu changes.
+  menu.header = {"Ready", StatusDot::grey};
+  window.refresh();
+  press(Qt::Key_Return);
+  press(Qt::Key_Up, 2);
+  press(Qt::Key_Left);
+  press(Qt::Key_Down, 3);
+  press(Qt::Key_Return);
+  QTest::keyClick(&window, Qt::Key_Q, Qt::ControlModifier);
+  EXPECT_EQ(done_,
+            "Stop Extra Screen|Another Mac (Best Quality)…|Another Mac (Best Quality)…|"
+            "Quit Tessaline|");
+}
+
+TEST_F(ShownWindows, TheMenuIsMadeAnewEachTimeItOpens) {
+  StatusMenu menu = test::sampleStatusMenu(done_);
+  StatusMenuView view([&] { return menu; });
+  menu.items.erase(menu.items.begin());
+  view.popup({40, 40});
+  expectWellShown(view, "menu");
+  for (const auto key : {Qt::Key_Down, Qt::Key_Down, Qt::Key_Down, Qt::Key_Return}) {
+    QTest::keyClick(&view, key);
+  }
+  EXPECT_EQ(done_, "The R&B room's rather long computer name 01|");
+}
+
+TEST_F(ShownWindows, TheChooserAndTheAlertAreWhole) {
+  for (const bool supported : {true, false}) {
+    ModeChooserWindow window(supported, mainMenu());
+    window.bringToFront();
+    expectWellShown(window, supported ? "chooser" : "chooser-unsupported");
+  }
+  MacHelpWindow help;
+  help.bringToFront();
+  AlertWindow* alert = nullptr;
+  for (QWidget* widget : QApplication::topLevelWidgets()) {
+    if (widget->isVisible()) alert = dynamic_cast<AlertWindow*>(widget);
+  }
+  ASSERT_NE(alert, nullptr);
+  expectWellShown(*alert, "help");
+  QTest::keyClick(alert, Qt::Key_Return);
+  EXPECT_FALSE(alert->isVisible());
+}
+
+TEST_F(ShownWindows, AReaderFindsTheLinkInTheCode) {
+  if (QStandardPaths::findExecutable("zbarimg").isEmpty()) GTEST_SKIP() << "zbarimg is missing";
+  Server serving;
+  LinkWindow window(serving.server);
+  window.bringToFront();
+  EXPECT_EQ(window.size(), QSize(380, 460));
+  expectWellShown(window, "link");
+  const QTemporaryDir folder;
+  const auto read = [&] {
+    const QString file = folder.filePath("window.png");
+    shot(window, "link-read").save(file);
+    QProcess reader;
+    reader.start("zbarimg", {"--quiet", "--raw", file});
+    reader.waitForFinished();
+    return reader.readAllStandardOutput().trimmed().toStdString();
+  };
+  const auto* link = window.findChild<QLineEdit*>();
+  const std::string first = serving.server.url();
+  EXPECT_EQ(read(), first);
+  EXPECT_EQ(link->text().toStdString(), first);
+  for (auto* button : window.findChildren<QAbstractButton*>()) {
+    if (button->text() == "New Link") button->click();
+  }
+  EXPECT_NE(serving.server.url(), first);
+  EXPECT_EQ(read(), serving.server.url());
+  EXPECT_EQ(link->text().toStdString(), serving.server.url());
+}
+
+}  // namespace
+}  // namespace tessaline
+
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  if (testing::GTEST_FLAG(list_tests)) return RUN_ALL_TESTS();
+  std::string problem;
+  const auto server = tessaline::test::PrivateXServer::start(problem, {1280, 900});
+  if (server) {
+    qputenv("DISPLAY", server->display().c_str());
+  } else {
+    std::cerr << problem << '\n';
+  }
+  qputenv("QT_QPA_PLATFORM", server ? "xcb" : "offscreen");
+  const tessaline::test::SessionBus bus;
+  const QApplication application(argc, argv);
+  QApplication::setStyle("Fusion");
+  QApplication::setPalette(tessaline::palette(false));
+  QApplication::setQuitOnLastWindowClosed(false);
+  return RUN_ALL_TESTS();
+}
