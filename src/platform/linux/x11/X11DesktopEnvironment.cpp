@@ -21,13 +21,6 @@ void ignoreBrokenPipes() {
   }
 }
 
-class NoAccessibility final : public Accessibility {
- public:
-  [[nodiscard]] std::optional<FocusedElement> focusedElement() const override {
-    return std::nullopt;
-  }
-};
-
 }  // namespace
 
 Result<std::unique_ptr<DesktopEnvironment>> openX11Desktop(Queues& queues,
@@ -37,9 +30,7 @@ Result<std::unique_ptr<DesktopEnvironment>> openX11Desktop(Queues& queues,
 }
 
 X11DesktopEnvironment::X11DesktopEnvironment(std::shared_ptr<Queue> main)
-    : main_(std::move(main)),
-      accessibility_(std::make_unique<NoAccessibility>()),
-      lastDisplay_(kVirtualDisplays) {}
+    : main_(std::move(main)), lastDisplay_(kVirtualDisplays) {}
 
 Result<std::unique_ptr<DesktopEnvironment>> X11DesktopEnvironment::open(
     Queues& queues, const std::string& displayName) {

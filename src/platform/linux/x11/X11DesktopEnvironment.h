@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/DesktopEnvironment.h"
+#include "platform/linux/desktop/AtspiAccessibility.h"
 #include "platform/linux/x11/X11Server.h"
 
 namespace tessaline::platform {
@@ -24,7 +25,7 @@ class X11DesktopEnvironment final : public DesktopEnvironment {
       CaptureStream::Callbacks callbacks) override;
   [[nodiscard]] std::shared_ptr<PointerSource> pointer() override { return server_->pointer(); }
   [[nodiscard]] InputEvents& inputEvents() override { return *server_->input(); }
-  [[nodiscard]] Accessibility& accessibility() override { return *accessibility_; }
+  [[nodiscard]] Accessibility& accessibility() override { return accessibility_; }
   [[nodiscard]] std::unique_ptr<HotKeyRegistration> registerHotKey(
       const HotKey& hotKey, std::function<void()> action) override;
 
@@ -34,7 +35,7 @@ class X11DesktopEnvironment final : public DesktopEnvironment {
 
   const std::shared_ptr<Queue> main_;
   std::shared_ptr<X11Server> server_;
-  const std::unique_ptr<Accessibility> accessibility_;
+  AtspiAccessibility accessibility_;
   DisplayID lastDisplay_;
   bool lost_ = false;
   const std::shared_ptr<int> alive_ = std::make_shared<int>(0);  // held weakly by posted work
