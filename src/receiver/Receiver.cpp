@@ -10,7 +10,10 @@ Receiver::Receiver(Services services, Identity identity)
     : services_(services), identity_(std::move(identity)) {}
 
 Receiver::~Receiver() {
-  stop({});
+  if (!engine_) return;
+  engine_->silence();
+  // A short hop: the network and the rest may end right after this.
+  engine_->queue().sync([this] { engine_->stop(); });
 }
 
 void Receiver::start() {

@@ -29,6 +29,7 @@ struct ScreenMetrics {
 /// newest waits there.
 class Receiver {
  public:
+  /// What outlives the receiver, and `stop` until it is done.
   struct Services {
     Queues& queues;
     platform::Network& network;
@@ -41,8 +42,7 @@ class Receiver {
   };
 
   Receiver(Services services, Identity identity);
-  /// No callback of the main queue runs once this has returned; one that is under way on
-  /// "tessaline.recv" may still be, so those hold what they need.
+  /// Waits for "tessaline.recv"; no callback runs once this has returned.
   ~Receiver();
 
   // Set before `start`. On the main queue, unless they say otherwise.

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "platform/Network.h"
-#include "platform/ServiceDiscovery.h"
 #include "platform/common/net/AsioNetwork.h"
 
 namespace tessaline::test {
@@ -64,25 +63,6 @@ class FreePorts final : public platform::Network {
 
  private:
   const std::unique_ptr<platform::Network> real_ = platform::createNetwork(nullptr);
-};
-
-/// Discovery that nobody hears. It writes down what is advertised.
-class SilentDiscovery final : public platform::ServiceDiscovery {
- public:
-  std::string advertised;  // "name type"
-
-  std::unique_ptr<platform::ServiceAdvertisement> advertise(const std::string& name,
-                                                            const std::string& type,
-                                                            std::uint16_t) override {
-    advertised = name + " " + type;
-    return nullptr;
-  }
-  std::unique_ptr<platform::ServiceBrowser> browse(const std::string&, std::shared_ptr<Queue>,
-                                                   platform::ServiceBrowser::Callbacks) override {
-    return nullptr;
-  }
-  void resolve(const platform::ServiceEndpoint&, Duration, std::shared_ptr<Queue>,
-               std::function<void(std::vector<platform::Endpoint>)>) override {}
 };
 
 }  // namespace tessaline::test

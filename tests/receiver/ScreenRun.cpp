@@ -12,6 +12,7 @@
 #include "receiver/RasterVideoView.h"
 #include "receiver/ScreenController.h"
 #include "receiver/ScreenWindows.h"
+#include "support/FakeDiscovery.h"
 #include "support/FakePlatform.h"
 
 namespace tessaline {
@@ -22,7 +23,7 @@ int run(const char* folder, bool opengl) {
   UserDefaults defaults(std::string(folder) + "/defaults.json");
   const auto decoding = platform::createVideoDecoding(queues);
   test::FreePorts network;
-  test::SilentDiscovery discovery;
+  test::FakeDiscovery discovery;
   test::FakeWorkspace workspace;
   std::unique_ptr<VideoView> view;
   if (opengl) {

@@ -1,0 +1,448 @@
+#include "receiver/Receiver.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+
+#include "base/AsioQueue.h"
+#include "platform/common/media/MediaVideoCoding.h"
+#include "platform/common/media/MediaVideoDecoding.h"
+#include "platform/media/PictureMaker.h"
+#include "protocol/Cursor.h"
+#include "protocol/Framing.h"
+#include "protocol/Hello.h"
+#include "protocol/ParameterSets.h"
+#include "protocol/Proto.h"
+#include "receiver/FakeMain.h"
+#include "receiver/FreePorts.h"
+#include "support/FakeConnection.h"
+#include "support/FakeDiscovery.h"
+#include "support/FakePlatform.h"
+#include "support/VirtualQueues.h"
+
+namespace tessaline {
+namespace {
+
+using namespace std::chrono_literals;
+using platform::VideoPicture;
+
+constexpr PixelSize kSize{320, 240};
+constexpr std::uint32_t kColour = 0x30B060;
+
+/// A receiver on real sockets with the real decoder behind it. What it says is written down.
+class ReceiverOnSockets : public testing::Test {
+ protected:
+  void SetUp() override {
+    decoder_ = decoding_->createDecompressionSession(
+        {.onPicture = [this](std::shared_ptr<const VideoPicture> picture) {
+          const std::lock_guard lock(mutex_);
+          picture_ = std::move(picture);
+          if (picture_) ++pictures_;
+          changed_.notify_all();
+        }});
+    receiver_ =
+        std::make_unique<Receiver>(Receiver::Services{queues_, network_, discovery_, *decoding_},
+                                   Receiver::Identity{"Café “2”", "id-1"});
+    receiver_->screenMetrics = [] { return ScreenMetrics{{2560, 1600}, {300, 190}, 2}; };
+    receiver_->onConnect = [this](const std::string& peer) { add("connect " + peer); };
+    receiver_->onDisconnect = [this] { add("disconnect"); };
+    receiver_->onVideoSize = [this](PixelSize size) { add("size", size); };
+    receiver_->onSample = [this](platform::VideoSample sample) {
+      const std::lock_guard lock(mutex_);
+      if (holding_) {
+        held_.push_back(std::move(sample));
+        changed_.notify_all();
+      } else {
+        decoder_->decode(std::move(sample));
+      }
+    };
+    receiver_->onFlush = [this] { decoder_->flush(); };
+    receiver_->onCursorShape = [this](auto image, PointerShape shape) {
+      add("shape " + std::to_string(shape.hotSpotX), {image->width, image->height});
+    };
+    receiver_->onCursorMove = [this](double x, double, bool visible) {
+      add((visible ? "at " : "hidden ") + std::to_string(std::lround(x * 65535)));
+    };
+    queues_.main()->sync([&] { receiver_->start(); });
+    ASSERT_TRUE(wait([&] { return network_.datagramPort != 0; }));
+  }
+  void TearDown() override {
+    queues_.main()->sync([&] { receiver_.reset(); });
+    decoder_.reset();
+  }
+
+  void add(std::string event, PixelSize size = {}) {
+    if (size != PixelSize{}) {
+      event += " " + std::to_string(size.width) + "x" + std::to_string(size.height);
+    }
+    const std::lock_guard lock(mutex_);
+    events_.push_back(std::move(event));
+    changed_.notify_all();
+  }
+  template <typename Condition>
+  bool wait(Condition condition) {
+    std::unique_lock lock(mutex_);
+    for (int i = 0; i < 3000 && !condition(); ++i) changed_.wait_for(lock, 10ms);
+    return condition();
+  }
+  /// How often `event` has happened, once that is at least as often as `expected`.
+  int times(const std::string& event, int expected) {
+    const auto count = [&] { return static_cast<int>(std::ranges::count(events_, event)); };
+    wait([&] { return count() >= expected; });
+    const std::lock_guard lock(mutex_);
+    return count();
+  }
+  std::shared_ptr<platform::PixelBuffer> plain(std::uint32_t colour, PixelSize size = kSize) {
+    platform::Desktop desktop(size);
+    desktop.fill({0, 0, size.width, size.height}, colour);
+    return desktop.converted();
+  }
+  /// The colour in the middle of the newest picture.
+  std::uint32_t shown() {
+    const std::lock_guard lock(mutex_);
+    if (!picture_) return 0;
+    std::array<std::uint32_t, 4> pixels{};
+    decoding_->convert(*picture_, {160, 120, 2, 2}, reinterpret_cast<std::uint8_t*>(&pixels), 8);
+    return pixels[0] & 0xFFFFFF;
+  }
+  static int distance(std::uint32_t a, std::uint32_t b) {
+    int largest = 0;
+    for (const int shift : {0, 8, 16}) {
+      largest = std::max(largest, std::abs(static_cast<int>((a >> shift) & 255) -
+                                           static_cast<int>((b >> shift) & 255)));
+    }
+    return largest;
+  }
+
+  AsioQueues queues_;
+  test::FreePorts network_;
+  test::FakeDiscovery discovery_;
+  const std::unique_ptr<platform::VideoDecoding> decoding_ = platform::createVideoDecoding(queues_);
+  const std::unique_ptr<platform::VideoCoding> coding_ = platform::createVideoCoding(queues_);
+  std::unique_ptr<platform::DecompressionSession> decoder_;
+  std::unique_ptr<Receiver> receiver_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<std::string> events_;
+  std::shared_ptr<const VideoPicture> picture_;  // the newest, none when it is over
+  int pictures_ = 0;
+  bool holding_ = false;
+  std::vector<platform::VideoSample> held_;
+};
+
+TEST_F(ReceiverOnSockets, IntroducesItselfAndHandsOnWhatArrives) {
+  ASSERT_EQ(discovery_.advertised.size(), 1U);
+  EXPECT_EQ(discovery_.advertised.front()->name, "Café “2”");
+  EXPECT_EQ(discovery_.advertised.front()->port, network_.streamPort);
+
+  test::FakeMain main(network_.streamPort);
+  const Bytes hello = main.read();
+  EXPECT_EQ(hello, (Bytes{Proto::hello, 10, 0, 6, 64, 1, 44, 0, 190, 2, 4, 'i', 'd', '-', '1'}));
+  EXPECT_EQ(times("connect 127.0.0.1", 1), 1);
+  main.sendRaw(Bytes{0, 0, 0, 5, Proto::probe, 1, 2, 3, 4});
+  EXPECT_EQ(main.read(), (Bytes{Proto::probeAck, 1, 2, 3, 4}));
+
+  // A second key frame repeats its parameter sets, which is no news; a picture that refers to it
+  // comes out at once too.
+  test::FrameCoder coder(*coding_, kSize);
+  int sent = 0;
+  for (const auto& [colour, key] :
+       {std::pair{kColour, true}, {kColour, true}, {0x806020U, false}}) {
+    main.send(coder.code(plain(colour), key));
+    ++sent;
+    ASSERT_TRUE(wait([&] { return pictures_ == sent; }));
+    EXPECT_EQ(picture_->size, kSize);
+    EXPECT_LE(distance(shown(), colour), 4) << std::hex << shown();
+  }
+
+  platform::PointerImage image;
+  image.width = 24;
+  image.height = 12;
+  image.rgba.assign(24 * 12 * 4, 200);
+  main.send(Proto::cursorShape, CursorShape{1.5, 2, 24, 12}.encoded(coding_->encodePng(image)));
+  EXPECT_EQ(times("shape 1.500000 24x12", 1), 1);
+  EXPECT_EQ(times("size 320x240", 1), 1);
+
+  main.send(Proto::bye);
+  EXPECT_TRUE(main.read().empty());
+  EXPECT_EQ(times("disconnect", 1), 1);
+  EXPECT_TRUE(wait([&] { return !picture_; })) << "black again";
+}
+
+TEST_F(ReceiverOnSockets, TakesPointerDatagramsInTheirOrder) {
+  const auto move = [&](std::uint16_t sequence, std::uint16_t x, bool visible = true) {
+    test::FakeMain::sendDatagram(network_.datagramPort,
+                                 CursorUpdate{sequence, {x, 9, visible}}.datagram());
+  };
+  // After each that counts comes what must not: the next one that counts shows that it did not.
+  move(7, 100);
+  EXPECT_EQ(times("at 100", 1), 1);
+  move(5, 1);
+  move(7, 2);
+  test::FakeMain::sendDatagram(network_.datagramPort, Bytes{Proto::cursorPos, 0, 9, 0, 3, 0, 9});
+  test::FakeMain::sendDatagram(network_.datagramPort, Bytes{Proto::frame, 0, 9, 0, 3, 0, 9, 1});
+  move(32000, 200, false);
+  EXPECT_EQ(times("hidden 200", 1), 1);
+  move(64000, 300);
+  EXPECT_EQ(times("at 300", 1), 1);
+  move(65534, 400);
+  EXPECT_EQ(times("at 400", 1), 1);
+  move(3, 500);
+  EXPECT_EQ(times("at 500", 1), 1) << "the number wraps around";
+  move(30000, 11);
+  move(60000, 12);
+  move(0, 0);
+  EXPECT_EQ(times("at 0", 1), 1);
+  move(40000, 600);
+  EXPECT_EQ(times("at 600", 1), 1) << "after 0 any number is good";
+  for (const auto* stale : {"at 1", "at 2", "at 3"}) EXPECT_EQ(times(stale, 0), 0) << stale;
+}
+
+TEST_F(ReceiverOnSockets, SurvivesWhatIsMalformed) {
+  test::FrameCoder coder(*coding_, kSize);
+  const auto good = coder.code(plain(kColour));
+  const auto& sets = *good.parameterSets;
+  const Bytes params = ParameterSetPair::encoded(sets.sequence, sets.picture);
+  Bytes enormous = sets.sequence;
+  enormous.insert(enormous.begin() + 5, 40, 0xFF);
+  Bytes bomb = coding_->encodePng({.serial = 0, .width = 1, .height = 1, .rgba = Bytes(4)});
+  bomb[16] = bomb[20] = 0x7F;  // two billion pixels wide and high
+  Bytes cutPng = CursorShape{0, 0, 9, 9}.encoded(
+      coding_->encodePng({.serial = 0, .width = 9, .height = 9, .rgba = Bytes(9 * 9 * 4)}));
+  cutPng.resize(cutPng.size() - 20);
+  Bytes noise(20'000);
+  for (std::size_t i = 0; i < noise.size(); ++i) noise[i] = static_cast<std::uint8_t>(i * i >> 3);
+  Bytes damaged = *good.data;
+  for (std::size_t i = 12; i < damaged.size(); i += 7) damaged[i] ^= 0x5A;
+  Bytes nested = ByteWriter().u32(static_cast<std::uint32_t>(sets.sequence.size())).take();
+  nested.insert(nested.end(), sets.sequence.begin(), sets.sequence.end());
+
+  const std::vector<std::pair<const char*, Bytes>> ignored = {
+      {"a frame before its parameter sets", framing::message(Proto::frame, *good.data)},
+      {"parameter sets that promise too much",
+       framing::message(Proto::params, ByteView(params).first(params.size() - 1))},
+      {"parameter sets of noise", framing::message(Proto::params, noise)},
+      {"sets in the wrong order",
+       framing::message(Proto::params, ParameterSetPair::encoded(sets.picture, sets.sequence))},
+      {"pictures of no size at all",
+       framing::message(Proto::params, ParameterSetPair::encoded(enormous, sets.picture))},
+      {"parameter sets", framing::message(Proto::params, params)},
+      {"a frame of noise", framing::message(Proto::frame, noise)},
+      {"an empty frame", framing::message(Proto::frame, {})},
+      {"a damaged frame", framing::message(Proto::frame, damaged)},
+      {"a frame with parameter sets in it", framing::message(Proto::frame, nested)},
+      {"half a frame",
+       framing::message(Proto::frame, ByteView(*good.data).first(good.data->size() / 2))},
+      {"a pointer of 8 bytes", framing::message(Proto::cursorShape, Bytes(8))},
+      {"a pointer of noise", framing::message(Proto::cursorShape, noise)},
+      {"half a pointer", framing::message(Proto::cursorShape, cutPng)},
+      {"a bomb", framing::message(Proto::cursorShape, CursorShape{0, 0, 1, 1}.encoded(bomb))},
+      {"a short probe", framing::message(Proto::probe, Bytes(3))},
+      {"what only others read", framing::message(Proto::denied, {})},
+      {"an unknown type", framing::message(250, noise)},
+      {"a megabyte", framing::message(250, Bytes(1'048'575))}};
+  test::FakeMain main(network_.streamPort);
+  static_cast<void>(main.read());
+  for (std::uint32_t i = 0; i < ignored.size(); ++i) {
+    main.sendRaw(ignored[i].second);
+    ASSERT_TRUE(main.answersProbe(i)) << ignored[i].first;
+  }
+  // Whatever was shown of all that, the next key frame is right.
+  main.send(coder.code(plain(0x4060C0), true));
+  EXPECT_TRUE(wait([&] {
+    if (!picture_) return false;
+    mutex_.unlock();
+    const bool right = distance(shown(), 0x4060C0) <= 4;
+    mutex_.lock();
+    return right;
+  })) << std::hex
+      << shown();
+
+  for (const auto& [name, bytes] : std::vector<std::pair<const char*, Bytes>>{
+           {"a length of 0", {0, 0, 0, 0}}, {"a length of 2^26", {4, 0, 0, 0, 5, 5}}}) {
+    test::FakeMain hostile(network_.streamPort);
+    static_cast<void>(hostile.read());
+    hostile.sendRaw(bytes);
+    EXPECT_TRUE(hostile.read().empty()) << name;
+  }
+  for (const Bytes& start : {Bytes{0, 0}, Bytes{0, 0, 0, 9, 5, 5}}) {
+    test::FakeMain vanishing(network_.streamPort);
+    static_cast<void>(vanishing.read());
+    vanishing.sendRaw(start);
+    vanishing.socket().shutdown(boost::asio::socket_base::shutdown_send);
+    EXPECT_TRUE(vanishing.read().empty()) << "cut after " << start.size();
+  }
+  // Each of the four ends by itself, the first stream by being replaced.
+  EXPECT_EQ(times("disconnect", 4), 4);
+}
+
+TEST_F(ReceiverOnSockets, ANewStreamReplacesTheCurrentOneWithoutADisconnect) {
+  test::FakeMain first(network_.streamPort);
+  static_cast<void>(first.read());
+  test::FrameCoder coder(*coding_, kSize);
+  first.send(coder.code(plain(kColour)));
+  ASSERT_TRUE(wait([&] { return pictures_ == 1; }));
+  test::FakeMain second(network_.streamPort);
+  EXPECT_FALSE(second.read().empty());
+  EXPECT_TRUE(first.read().empty());
+  EXPECT_TRUE(wait([&] { return !picture_; })) << "the first one's picture";
+  second.send(coder.code(plain(kColour), true));
+  EXPECT_TRUE(wait([&] { return pictures_ == 2; }));
+  EXPECT_EQ(times("size 320x240", 2), 2) << "formats end with their stream";
+  EXPECT_EQ(times("disconnect", 0), 0);
+  queues_.main()->sync([&] { receiver_->closeConnection(); });
+  EXPECT_TRUE(second.read().empty());
+  EXPECT_EQ(times("disconnect", 1), 1);
+}
+
+TEST_F(ReceiverOnSockets, ReadsNoFurtherThanTheDecoderCanFollow) {
+  constexpr std::size_t kFrames = 60;
+  constexpr std::size_t kFrameBytes = 100'000;
+  test::FrameCoder coder(*coding_, kSize);
+  test::FakeMain main(network_.streamPort);
+  static_cast<void>(main.read());
+  main.socket().set_option(boost::asio::socket_base::send_buffer_size(64 * 1024));
+  holding_ = true;
+  const auto good = coder.code(plain(kColour));
+  main.send(Proto::params,
+            ParameterSetPair::encoded(good.parameterSets->sequence, good.parameterSets->picture));
+  std::atomic<std::size_t> sent = 0;
+  std::thread sender([&] {
+    Bytes payload(kFrameBytes);
+    for (std::size_t i = 0; i < kFrames; ++i, ++sent) {
+      payload[0] = static_cast<std::uint8_t>(i);
+      main.send(Proto::frame, payload);
+    }
+  });
+  ASSERT_TRUE(wait([&] { return held_.size() >= 3; }));
+  // Time for what must not happen: the sender to go on until the system's buffers are full.
+  std::size_t before = 0;
+  do {
+    before = sent;
+    std::this_thread::sleep_for(200ms);
+  } while (sent != before);
+  EXPECT_LE(held_.size(), 3U);
+  EXPECT_LT(sent, 15U) << "the rest waits at the sender";
+  std::size_t next = 0;
+  while (next < kFrames) {
+    ASSERT_TRUE(wait([&] { return !held_.empty(); })) << "after " << next;
+    std::vector<platform::VideoSample> taken;
+    {
+      const std::lock_guard lock(mutex_);
+      taken.swap(held_);
+    }
+    for (const auto& sample : taken) EXPECT_EQ(sample.accessUnit[0], next++);
+  }
+  sender.join();
+  EXPECT_TRUE(main.answersProbe(5));
+}
+
+/// Accepts what the test hands it.
+class Doorway final : public test::FakeNetwork {
+ public:
+  struct Open final : platform::Listener {
+    std::uint16_t port() const override { return Proto::videoPort; }
+  };
+  bool taken = false;  // the port, by another program
+  Accept<platform::Connection> accept;
+
+  Result<std::unique_ptr<platform::Listener>> listen(
+      const platform::ListenerParameters&, std::shared_ptr<Queue> queue,
+      Accept<platform::Connection> handler) override {
+    if (taken) return Failure{"in use"};
+    home = std::move(queue);
+    accept = std::move(handler);
+    return std::unique_ptr<platform::Listener>(std::make_unique<Open>());
+  }
+  std::shared_ptr<Queue> home;
+};
+
+class ReceiverInTime : public testing::Test {
+ protected:
+  void start() {
+    receiver_.onDisconnect = [this] { ++disconnects_; };
+    queues_.main()->sync([this] { receiver_.start(); });
+    queues_.run();
+  }
+  std::shared_ptr<test::FakeConnection> connect() {
+    auto connection = std::make_shared<test::FakeConnection>(network_.home);
+    network_.home->sync([&] { network_.accept(connection); });
+    connection->report(platform::ConnectionState::ready);
+    queues_.run();
+    return connection;
+  }
+  /// The other computer sends a whole message.
+  void say(test::FakeConnection& connection, std::uint8_t type) {
+    for (const Bytes& part : {Bytes{0, 0, 0, 1}, Bytes{type}}) {
+      network_.home->sync([&] {
+        std::exchange(connection.receiver, nullptr)({part, false, false});
+      });
+    }
+  }
+
+  test::VirtualQueues queues_;
+  Doorway network_;
+  test::FakeDiscovery discovery_;
+  const std::unique_ptr<platform::VideoDecoding> decoding_ = platform::createVideoDecoding(queues_);
+  Receiver receiver_{{queues_, network_, discovery_, *decoding_}, {"screen", "id"}};
+  int disconnects_ = 0;
+};
+
+TEST_F(ReceiverInTime, ClosesASilentStreamAfterFourSeconds) {
+  start();
+  const auto connection = connect();
+  for (int second = 0; second < 10; ++second) {
+    queues_.advance(1s);
+    say(*connection, Proto::ping);
+  }
+  queues_.advance(4s);
+  EXPECT_FALSE(connection->cancelled);
+  queues_.advance(1s);
+  EXPECT_TRUE(connection->cancelled);
+  EXPECT_EQ(disconnects_, 1);
+  queues_.advance(10s);
+  EXPECT_EQ(disconnects_, 1);
+}
+
+TEST_F(ReceiverInTime, StartsNothingElseWhenItsPortIsTaken) {
+  network_.taken = true;
+  start();
+  EXPECT_TRUE(discovery_.advertised.empty());
+  EXPECT_FALSE(network_.datagramHandler);
+}
+
+TEST_F(ReceiverInTime, LetsNothingPileUpOnABusyMainQueueOrInTheAnswersToProbes) {
+  int moves = 0;
+  double last = 0;
+  receiver_.onCursorMove = [&](double x, double, bool) {
+    ++moves;
+    last = x;
+  };
+  start();
+  network_.home->sync([&] {
+    for (std::uint16_t i = 1; i <= 1000; ++i) {
+      network_.datagramHandler({}, CursorUpdate{i, {i, 0, true}}.datagram());
+    }
+  });
+  queues_.run();
+  EXPECT_EQ(moves, 1);
+  EXPECT_DOUBLE_EQ(last, 1000.0 / 65535);
+
+  const auto connection = connect();
+  connection->taking = false;
+  for (int i = 0; i < 1000; ++i) {
+    for (const Bytes& part : {Bytes{0, 0, 0, 5}, Bytes{Proto::probe, 0, 0, 0, 1}}) {
+      network_.home->sync([&] {
+        std::exchange(connection->receiver, nullptr)({part, false, false});
+      });
+    }
+  }
+  EXPECT_LT(connection->untaken.size(), 50U);
+}
+
+}  // namespace
+}  // namespace tessaline
