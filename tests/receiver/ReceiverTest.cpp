@@ -17,11 +17,10 @@
 #include "protocol/Hello.h"
 #include "protocol/ParameterSets.h"
 #include "protocol/Proto.h"
+#include "receiver/Doorway.h"
 #include "receiver/FakeMain.h"
 #include "receiver/FreePorts.h"
-#include "support/FakeConnection.h"
 #include "support/FakeDiscovery.h"
-#include "support/FakePlatform.h"
 #include "support/VirtualQueues.h"
 
 namespace tessaline {
@@ -341,26 +340,6 @@ TEST_F(ReceiverOnSockets, ReadsNoFurtherThanTheDecoderCanFollow) {
   EXPECT_TRUE(main.answersProbe(5));
 }
 
-/// Accepts what the test hands it.
-class Doorway final : public test::FakeNetwork {
- public:
-  struct Open final : platform::Listener {
-    std::uint16_t port() const override { return Proto::videoPort; }
-  };
-  bool taken = false;  // the port, by another program
-  Accept<platform::Connection> accept;
-
-  Result<std::unique_ptr<platform::Listener>> listen(
-      const platform::ListenerParameters&, std::shared_ptr<Queue> queue,
-      Accept<platform::Connection> handler) override {
-    if (taken) return Failure{"in use"};
-    home = std::move(queue);
-    accept = std::move(handler);
-    return std::unique_ptr<platform::Listener>(std::make_unique<Open>());
-  }
-  std::shared_ptr<Queue> home;
-};
-
 class ReceiverInTime : public testing::Test {
  protected:
   void start() {
@@ -385,7 +364,7 @@ class ReceiverInTime : public testing::Test {
   }
 
   test::VirtualQueues queues_;
-  Doorway network_;
+  test::Doorway network_;
   test::FakeDiscovery discovery_;
   const std::unique_ptr<platform::VideoDecoding> decoding_ = platform::createVideoDecoding(queues_);
   Receiver receiver_{{queues_, network_, discovery_, *decoding_}, {"screen", "id"}};
@@ -397,7 +376,7 @@ TEST_F(ReceiverInTime, ClosesASilentStreamAfterFourSeconds) {
   const auto connection = connect();
   for (int second = 0; second < 10; ++second) {
     queues_.advance(1s);
-    say(*connection, Proto::ping);
+    network_.say(*connection, Proto::ping);
   }
   queues_.advance(4s);
   EXPECT_FALSE(connection->cancelled);
@@ -434,13 +413,7 @@ TEST_F(ReceiverInTime, LetsNothingPileUpOnABusyMainQueueOrInTheAnswersToProbes) 
 
   const auto connection = connect();
   connection->taking = false;
-  for (int i = 0; i < 1000; ++i) {
-    for (const Bytes& part : {Bytes{0, 0, 0, 5}, Bytes{Proto::probe, 0, 0, 0, 1}}) {
-      network_.home->sync([&] {
-        std::exchange(connection->receiver, nullptr)({part, false, false});
-      });
-    }
-  }
+  for (int i = 0; i < 1000; ++i) network_.say(*connection, Proto::probe, Bytes{0, 0, 0, 1});
   EXPECT_LT(connection->untaken.size(), 50U);
 }
 

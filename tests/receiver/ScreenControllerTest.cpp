@@ -1,0 +1,215 @@
+#include "receiver/ScreenController.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/common/media/MediaVideoCoding.h"
+#include "platform/common/media/MediaVideoDecoding.h"
+#include "protocol/Cursor.h"
+#include "protocol/Proto.h"
+#include "receiver/Doorway.h"
+#include "receiver/LatestPicture.h"
+#include "support/FakeDiscovery.h"
+#include "support/FakePlatform.h"
+#include "support/TemporaryFolder.h"
+#include "support/VirtualQueues.h"
+
+namespace tessaline {
+namespace {
+
+/// Windows that nobody sees.
+class FakeWindows final : public ScreenController::Windows {
+ public:
+  struct Display final : VideoDisplay {
+    void show(std::shared_ptr<const platform::VideoPicture>) override {}
+  };
+  bool homeShown = false;
+  bool fullShown = false;
+  HomeScreen home;
+  std::optional<ViewRect> pointer;
+
+  void showHome(const HomeScreen& content) override {
+    home = content;
+    homeShown = true;
+  }
+  void updateHome(const HomeScreen& content) override { home = content; }
+  void hideHome() override { homeShown = false; }
+  void showFull() override { fullShown = true; }
+  void hideFull() override { fullShown = false; }
+  std::shared_ptr<VideoDisplay> videoDisplay() override { return std::make_shared<Display>(); }
+  PixelSize viewSize() override { return {1000, 1000}; }
+  void setPointerImage(std::shared_ptr<const platform::PointerImage>) override {}
+  void placePointer(std::optional<ViewRect> frame) override { pointer = frame; }
+  ScreenMetrics screenMetrics() override { return {}; }
+};
+
+class ScreenControllerTest : public testing::Test {
+ protected:
+  ~ScreenControllerTest() override { queues_.run(); }
+  void start() {
+    controller_.onSwitchMode = [this] { ++switches_; };
+    queues_.main()->sync([this] { controller_.start(); });
+    queues_.run();
+  }
+  std::shared_ptr<test::FakeConnection> connect() {
+    auto connection = network_.connect();
+    queues_.run();
+    return connection;
+  }
+  void move(std::uint16_t x, std::uint16_t y, bool visible = true) {
+    network_.home->sync([&] {
+      network_.datagramHandler({}, CursorUpdate{++sequence_, {x, y, visible}}.datagram());
+    });
+    queues_.run();
+  }
+
+  test::TemporaryFolder folder_;
+  test::VirtualQueues queues_;
+  UserDefaults defaults_{folder_.path() / "defaults.json"};
+  test::Doorway network_;
+  test::FakeDiscovery discovery_;
+  test::FakeWorkspace workspace_;
+  FakeWindows windows_;
+  const std::unique_ptr<platform::VideoDecoding> decoding_ = platform::createVideoDecoding(queues_);
+  ScreenController controller_{{{queues_, network_, discovery_, *decoding_}, workspace_, windows_},
+                               defaults_};
+  std::uint16_t sequence_ = 0;
+  int switches_ = 0;
+};
+
+TEST_F(ScreenControllerTest, ShowsTheHomeWindowAndTheFullWindowInTurn) {
+  start();
+  EXPECT_TRUE(workspace_.atLogin);
+  EXPECT_EQ(workspace_.activities, 1) << "kept awake";
+  ASSERT_TRUE(windows_.homeShown);
+  EXPECT_EQ(windows_.home.status, "Waiting for your main Mac…");
+  EXPECT_EQ(windows_.home.address, "This Mac: 192.0.2.1");
+  ASSERT_EQ(windows_.home.steps.size(), 3U);
+  EXPECT_EQ(windows_.home.steps[1].title, "Pick “Studio”");
+
+  const auto first = connect();
+  EXPECT_TRUE(windows_.fullShown);
+  EXPECT_FALSE(windows_.homeShown);
+  EXPECT_EQ(windows_.home.status, "Connecting…");
+  EXPECT_TRUE(workspace_.options.idleDisplaySleepDisabled);
+  EXPECT_TRUE(workspace_.options.latencyCritical);
+  EXPECT_EQ(workspace_.reason, "Tessaline");
+  EXPECT_TRUE(controller_.live());
+  EXPECT_EQ(first->sent.size(), 1U) << "a hello";
+
+  // One that replaces it keeps the window up, and keeps awake once.
+  const auto second = connect();
+  EXPECT_TRUE(first->cancelled);
+  EXPECT_TRUE(windows_.fullShown);
+  EXPECT_EQ(workspace_.activities, 2);
+
+  windows_.onEscape();
+  queues_.run();
+  EXPECT_TRUE(second->cancelled);
+  EXPECT_TRUE(windows_.homeShown);
+  EXPECT_FALSE(windows_.fullShown);
+  EXPECT_FALSE(controller_.live());
+  EXPECT_EQ(workspace_.activities, 1);
+
+  bool done = false;
+  controller_.quit([&] { done = true; });
+  queues_.run();
+  EXPECT_TRUE(done);
+  EXPECT_TRUE(discovery_.advertised.empty());
+  EXPECT_FALSE(windows_.homeShown);
+}
+
+TEST_F(ScreenControllerTest, LeavesTheSettingsToTheUser) {
+  defaults_.set("screenConfigured", true);
+  defaults_.set("keepAwake", false);
+  start();
+  EXPECT_FALSE(workspace_.atLogin);
+  EXPECT_EQ(workspace_.activities, 0);
+  windows_.home.keepAwake.set(true);
+  windows_.home.openAtLogin.set(true);
+  EXPECT_TRUE(windows_.home.keepAwake.on && windows_.home.openAtLogin.on);
+  EXPECT_TRUE(workspace_.atLogin);
+  EXPECT_EQ(workspace_.activities, 1);
+  EXPECT_EQ(defaults_.boolean("keepAwake"), true);
+  windows_.home.switchRole->action();
+  EXPECT_EQ(switches_, 1);
+}
+
+TEST_F(ScreenControllerTest, ShowsThePointerOnceItsShapeIsKnown) {
+  start();
+  const auto connection = connect();
+  move(0x8000, 0x8000);
+  EXPECT_FALSE(windows_.pointer);
+  platform::PointerImage image{.serial = 0, .width = 4, .height = 4, .rgba = Bytes(64)};
+  network_.say(
+      *connection, Proto::cursorShape,
+      CursorShape{10, 20, 30, 40}.encoded(platform::createVideoCoding(queues_)->encodePng(image)));
+  // Without a video the view is what it moves on.
+  move(65535, 0);
+  EXPECT_EQ(windows_.pointer, (ViewRect{990, -20, 30, 40}));
+  move(65535, 0, false);
+  EXPECT_FALSE(windows_.pointer);
+}
+
+TEST(PointerPlacement, FollowsTheLetterboxedVideo) {
+  struct Case {
+    PixelSize video, view;
+    double x, y;
+    ViewRect fit, pointer;
+  };
+  const PointerShape shape{2, 4, 16, 32};
+  for (const Case& c : {
+           Case{{800, 600}, {800, 600}, 0, 0, {0, 0, 800, 600}, {-2, -4, 16, 32}},
+           Case{{800, 600}, {1600, 1600}, 0.5, 1, {0, 200, 1600, 1200}, {796, 1392, 32, 64}},
+           Case{{800, 600}, {800, 300}, 1, 0.5, {200, 0, 400, 300}, {599, 148, 8, 16}},
+           Case{{0, 0}, {640, 480}, 1, 1, {0, 0, 640, 480}, {638, 476, 16, 32}},
+       }) {
+    EXPECT_EQ(aspectFit(c.video, c.view), c.fit);
+    EXPECT_EQ(placePointer(c.video, c.view, shape, c.x, c.y), c.pointer);
+  }
+}
+
+class LatestPictureTest : public testing::Test {
+ protected:
+  struct Plain final : platform::VideoPicture {
+    explicit Plain(PixelSize wanted) : bytes(std::size_t{64} * 64, 100) {
+      size = wanted;
+      for (auto& plane : planes) plane = {bytes.data(), 64};
+    }
+    Bytes bytes;
+  };
+  LatestPictureTest() {
+    latest_->onPicture = [this](LatestPicture::Picture picture) {
+      shown_.push_back(picture ? picture->size : PixelSize{});
+    };
+  }
+  void show(PixelSize size) { latest_->show(std::make_shared<Plain>(size)); }
+
+  test::VirtualQueues queues_;
+  const std::unique_ptr<platform::VideoDecoding> decoding_ = platform::createVideoDecoding(queues_);
+  const std::shared_ptr<LatestPicture> latest_ =
+      std::make_shared<LatestPicture>(queues_, *decoding_);
+  std::vector<PixelSize> shown_;
+};
+
+TEST_F(LatestPictureTest, TheNewestWinsWhetherOrNotItIsScaled) {
+  using Sizes = std::vector<PixelSize>;
+  show({40, 40});
+  show({42, 42});
+  queues_.run();
+  EXPECT_EQ(shown_, (Sizes{{42, 42}}));
+  latest_->scaleTo({20, 40});
+  queues_.run();
+  EXPECT_EQ(shown_, (Sizes{{42, 42}, {20, 20}}));
+  show({40, 20});
+  show({20, 20});  // fits as it is, and overtakes the one that is being scaled
+  queues_.run();
+  EXPECT_EQ(shown_.back(), PixelSize(20, 20));
+  // What is over does not come back from the scaler.
+  show({40, 20});
+  latest_->show(nullptr);
+  queues_.run();
+  EXPECT_EQ(shown_.back(), PixelSize{});
+}
+
+}  // namespace
+}  // namespace tessaline
