@@ -16,9 +16,9 @@ using namespace std::chrono_literals;
 constexpr std::int64_t kDefaultBitrate = 25'000'000;  // bit/s
 constexpr std::int64_t kHighestBitrate = 60'000'000;  // what an encoder is ever given
 constexpr auto kGoodbyeLimit = 1s;
-constexpr auto kCertificateInterval = 900s;
-constexpr auto kReconnect = 2s;         // after an end without a reason
-constexpr auto kBlockedReconnect = 5s;  // the user needs time to find the settings
+constexpr std::int64_t kCertificateInterval = 900;  // seconds between looks at it
+constexpr auto kReconnect = 2s;                     // after an end without a reason
+constexpr auto kBlockedReconnect = 5s;              // the user needs time to find the settings
 
 constexpr std::string_view kLastReceiver = "lastReceiver";
 constexpr std::string_view kOnboarded = "onboarded";
@@ -56,7 +56,9 @@ void Controller::launch() {
   web_->start();
   if (services_.refreshCertificate) {
     refreshCertificate();
-    certificate_ = main_->every(kCertificateInterval, [this] { refreshCertificate(); });
+    const auto interval = defaults_.integer("certificateInterval").value_or(kCertificateInterval);
+    certificate_ = main_->every(std::chrono::seconds(std::clamp<std::int64_t>(interval, 1, 86'400)),
+                                [this] { refreshCertificate(); });
   }
   search_.start();
   if (!defaults_.boolean(kOnboarded).value_or(false)) showOnboarding();

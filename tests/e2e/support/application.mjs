@@ -54,9 +54,9 @@ export class Application {
     const program = this.#program = this.launchAnother();
     await waitFor('the start of the application', async () => {
       if (program.ended) throw new Error(`it ended: ${program.errors}`);
-      const { role, localLink } = await this.status();
-      this.link = localLink;
-      return role === 'screen' || localLink;
+      const { role, link, localLink } = await this.status();
+      this.link = localLink ?? link;  // once it speaks TLS there is no other
+      return role === 'screen' || this.link;
     });
   }
 

@@ -5,7 +5,8 @@ export const type = { params: 1, frame: 2, bye: 4, cursorPos: 6, cursorShape: 7,
 
 export class Visitor {
   errors = [];
-  connections = [];  // of the page to the application, oldest first: open, counts[type], lastFrame
+  // Of the page to the application, oldest first: url, open, counts[type], lastFrame.
+  connections = [];
 
   // Each visitor is a device of its own: nothing is shared with other contexts of the browser.
   static async open(browser, link, options = {}) {
@@ -24,7 +25,7 @@ export class Visitor {
   }
 
   #watch(socket) {
-    const connection = { open: true, counts: {}, lastFrame: 0 };
+    const connection = { url: socket.url(), open: true, counts: {}, lastFrame: 0 };
     this.connections.push(connection);
     socket.on('framereceived', ({ payload }) => {
       const kind = payload[0];
