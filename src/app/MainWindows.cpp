@@ -1,5 +1,7 @@
 #include "app/MainWindows.h"
 
+#include <chrono>
+
 #include "control/Controller.h"
 #include "control/MacHelpWindow.h"
 #include "control/SetupAssistantWindow.h"
@@ -8,6 +10,13 @@
 #include "web/LinkWindow.h"
 
 namespace tessaline {
+namespace {
+
+// Changes come in bursts, and a stranger can bring about any number of them: what is shown follows
+// this late, which nobody sees.
+constexpr std::chrono::milliseconds kRefreshDelay{50};
+
+}  // namespace
 
 MainWindows::MainWindows() = default;
 MainWindows::~MainWindows() = default;
@@ -16,15 +25,23 @@ void MainWindows::open(Controller& controller) {
   controller_ = &controller;
   approval_ = std::make_unique<ApprovalAlertWindow>(controller.approvedDevices());
   menu_ = std::make_unique<StatusTrayView>([&controller] { return controller.statusMenu(); });
+  refresh_.setSingleShot(true);
+  refresh_.setInterval(kRefreshDelay);
+  refresh_.callOnTimeout([this] { refresh(); });
   changes_ = controller.observe([this] {
-    menu_->setActive(controller_->live());
-    menu_->refresh();
-    if (assistant_) assistant_->refresh();
+    if (!refresh_.isActive()) refresh_.start();
   });
+}
+
+void MainWindows::refresh() {
+  menu_->setActive(controller_->live());
+  menu_->refresh();
+  if (assistant_) assistant_->refresh();
 }
 
 void MainWindows::close() {
   changes_.reset();
+  refresh_.stop();
   controller_ = nullptr;
   approval_.reset();
   menu_.reset();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QTimer>
 #include <memory>
 
 #include "base/Observers.h"
@@ -35,12 +36,15 @@ class MainWindows final : public ControllerWindows {
   void setRegular(bool regular) override;
 
  private:
+  void refresh();
+
   Controller* controller_ = nullptr;  // between `open` and `close`
   std::unique_ptr<ApprovalAlertWindow> approval_;
   std::unique_ptr<StatusTrayView> menu_;
   std::unique_ptr<SetupAssistantWindow> assistant_;
   std::unique_ptr<LinkWindow> link_;
   std::unique_ptr<MacHelpWindow> macHelp_;
+  QTimer refresh_;
   Subscription changes_;
 };
 
