@@ -36,6 +36,7 @@ MenuHeaderView::MenuHeaderView(const StatusMenu::Header& header)
     : dot_(new IndicatorView(IndicatorView::Kind::dot, kDot.size(), Tone::tertiary)),
       status_(new TextView({}, {ViewStyle::kDetailSize, QFont::Normal, Tone::secondary, true})) {
   setFixedSize(kSize);
+  setLayoutDirection(Qt::LeftToRight);  // its places are fixed
   auto* name = new TextView(ViewStyle::text(Brand::kName),
                             {ViewStyle::kBodySize, QFont::DemiBold, Tone::primary, true});
   name->setParent(this);

@@ -19,6 +19,7 @@ constexpr int kMarkSize = 16;
 constexpr int kTrailingGap = 10;
 constexpr double kRadius = 7;
 constexpr double kDisabledAlpha = 0.5;
+constexpr qsizetype kLongTitle = 32;  // letters; it may be cut
 
 }  // namespace
 
@@ -27,7 +28,8 @@ MenuRowView::MenuRowView(const StatusMenuItem& item, int level) : item_(item), l
   setFont(ViewStyle::font(ViewStyle::kBodySize));
   setAccessibleName(item.checked ? title + " (on)" : title);
   setAccessibleDescription(ViewStyle::text(item.toolTip));
-  setToolTip(ViewStyle::text(item.toolTip));
+  setToolTip(item.toolTip.empty() && title.size() > kLongTitle ? title
+                                                               : ViewStyle::text(item.toolTip));
   setEnabled(item.enabled);
   setAttribute(Qt::WA_Hover);
   setFocusPolicy(Qt::StrongFocus);
@@ -49,6 +51,11 @@ int MenuRowView::titleStart() const {
   return item_.symbol.empty() && level_ > 0 ? start : start + kSymbolSize + kSymbolGap;
 }
 
+QRectF MenuRowView::mirrored(QRectF rect) const {
+  if (isRightToLeft()) rect.moveRight(width() - rect.left());
+  return rect;
+}
+
 QString MenuRowView::keyText() const {
   if (item_.key == 0) return {};
   return (item_.controlOptionCommand ? "Ctrl+Alt+Super+" : "Ctrl+") + QString(item_.key).toUpper();
@@ -66,23 +73,24 @@ void MenuRowView::paintEvent(QPaintEvent* /*event*/) {
   if (hasFocus()) ViewStyle::paintFocus(painter, ground, kRadius);
   if (!isEnabled()) painter.setOpacity(kDisabledAlpha);
   const double middle = height() / 2.0;
-  ViewSymbols::paint(
-      painter, item_.symbol,
-      QRectF(kSideMargin + level_ * kIndent, middle - kSymbolSize / 2.0, kSymbolSize, kSymbolSize),
-      ViewStyle::colour(palette(), Tone::coral));
+  ViewSymbols::paint(painter, item_.symbol,
+                     mirrored(QRectF(kSideMargin + level_ * kIndent, middle - kSymbolSize / 2.0,
+                                     kSymbolSize, kSymbolSize)),
+                     ViewStyle::colour(palette(), Tone::coral));
   QRectF space(titleStart(), 0, width() - kSideMargin - titleStart(), height());
   paintTrailing(painter, space);
   painter.setPen(ViewStyle::colour(palette(), Tone::primary));
-  painter.drawText(space, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
+  painter.drawText(mirrored(space), Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
                    fontMetrics().elidedText(ViewStyle::text(item_.title).simplified(),
                                             Qt::ElideMiddle, static_cast<int>(space.width())));
 }
 
 void MenuRowView::paintTrailing(QPainter& painter, QRectF& space) const {
   const auto mark = [&](std::string_view name, double angle, Tone tone) {
-    const QPointF centre(space.right() - kMarkSize / 2.0, space.center().y());
     painter.save();
-    painter.translate(centre);
+    painter.translate(mirrored(space).center());
+    painter.scale(isRightToLeft() ? -1 : 1, 1);
+    painter.translate((space.width() - kMarkSize) / 2, 0);
     painter.rotate(angle);
     ViewSymbols::paint(painter, name,
                        QRectF(-kMarkSize / 2.0, -kMarkSize / 2.0, kMarkSize, kMarkSize),
@@ -96,15 +104,17 @@ void MenuRowView::paintTrailing(QPainter& painter, QRectF& space) const {
     const QFont small = ViewStyle::font(ViewStyle::kSmallSize);
     painter.setFont(small);
     painter.setPen(ViewStyle::colour(palette(), Tone::tertiary));
-    painter.drawText(space, Qt::AlignVCenter | Qt::AlignRight, keys);
+    painter.drawText(mirrored(space), Qt::AlignVCenter | Qt::AlignRight, keys);
     space.setRight(space.right() - QFontMetrics(small).horizontalAdvance(keys) - kTrailingGap);
     painter.setFont(font());
   }
 }
 
 void MenuRowView::keyPressEvent(QKeyEvent* event) {
-  const bool unfold = event->key() == Qt::Key_Right && expandable() && !expanded_;
-  const bool fold = event->key() == Qt::Key_Left && expandable() && expanded_;
+  const auto inwards = isRightToLeft() ? Qt::Key_Left : Qt::Key_Right;
+  const auto outwards = isRightToLeft() ? Qt::Key_Right : Qt::Key_Left;
+  const bool unfold = event->key() == inwards && expandable() && !expanded_;
+  const bool fold = event->key() == outwards && expandable() && expanded_;
   if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter || unfold || fold) {
     click();
     return;

@@ -23,6 +23,8 @@ class MenuRowView final : public QAbstractButton {
   void keyPressEvent(QKeyEvent* event) override;
 
  private:
+  /// Where it is in a window that reads from right to left.
+  [[nodiscard]] QRectF mirrored(QRectF rect) const;
   [[nodiscard]] int titleStart() const;
   [[nodiscard]] QString keyText() const;
   void paintTrailing(QPainter& painter, QRectF& space) const;

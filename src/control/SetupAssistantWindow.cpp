@@ -33,7 +33,7 @@ SetupAssistantWindow::SetupAssistantWindow(Provider provider)
   header_ = new BrandHeaderView({}, {});
   page().addWidget(header_);
   auto* column = new QVBoxLayout;
-  column->setContentsMargins(ViewStyle::kMargin, 4, ViewStyle::kMargin, 18);
+  column->setContentsMargins(ViewStyle::kMargin, 4, ViewStyle::kMargin, 14);
   column->setSpacing(kPanelSpacing);
   page().addLayout(column, 1);
   stepColumn_ = new QVBoxLayout;

@@ -30,6 +30,7 @@ QPalette menuPalette(const QPalette& palette) {
   own.setColor(QPalette::Highlight,
                QColor(mixed(ground.red(), coral.red()), mixed(ground.green(), coral.green()),
                       mixed(ground.blue(), coral.blue())));
+  own.setColor(QPalette::Light, Qt::transparent);  // some styles emboss what is disabled
   own.setColor(QPalette::HighlightedText, palette.color(QPalette::WindowText));
   return own;
 }

@@ -9,13 +9,13 @@ namespace tessaline {
 namespace {
 
 // Device-independent pixels.
-constexpr int kInset = 14;
+constexpr QMargins kInsets(14, 10, 14, 10);
 constexpr int kSpacing = 8;
 
 }  // namespace
 
 PanelView::PanelView() : column_(new QVBoxLayout(this)) {
-  column_->setContentsMargins(kInset, kInset - 2, kInset, kInset - 2);
+  column_->setContentsMargins(kInsets);
   column_->setSpacing(kSpacing);
 }
 
