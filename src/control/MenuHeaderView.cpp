@@ -36,7 +36,6 @@ MenuHeaderView::MenuHeaderView(const StatusMenu::Header& header)
     : dot_(new IndicatorView(IndicatorView::Kind::dot, kDot.size(), Tone::tertiary)),
       status_(new TextView({}, {ViewStyle::kDetailSize, QFont::Normal, Tone::secondary, true})) {
   setFixedSize(kSize);
-  setLayoutDirection(Qt::LeftToRight);  // its places are fixed
   auto* name = new TextView(ViewStyle::text(Brand::kName),
                             {ViewStyle::kBodySize, QFont::DemiBold, Tone::primary, true});
   name->setParent(this);
@@ -45,6 +44,7 @@ MenuHeaderView::MenuHeaderView(const StatusMenu::Header& header)
   dot_->move(kDot.topLeft());
   status_->setParent(this);
   status_->setGeometry(kStatus);
+  setLayoutDirection(Qt::LeftToRight);  // its places are fixed
   setHeader(header);
 }
 

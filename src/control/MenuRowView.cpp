@@ -88,9 +88,7 @@ void MenuRowView::paintEvent(QPaintEvent* /*event*/) {
 void MenuRowView::paintTrailing(QPainter& painter, QRectF& space) const {
   const auto mark = [&](std::string_view name, double angle, Tone tone) {
     painter.save();
-    painter.translate(mirrored(space).center());
-    painter.scale(isRightToLeft() ? -1 : 1, 1);
-    painter.translate((space.width() - kMarkSize) / 2, 0);
+    painter.translate(mirrored(QRectF(space.right() - kMarkSize, 0, kMarkSize, height())).center());
     painter.rotate(angle);
     ViewSymbols::paint(painter, name,
                        QRectF(-kMarkSize / 2.0, -kMarkSize / 2.0, kMarkSize, kMarkSize),
@@ -98,7 +96,8 @@ void MenuRowView::paintTrailing(QPainter& painter, QRectF& space) const {
     painter.restore();
     space.setRight(space.right() - kMarkSize - kTrailingGap);
   };
-  if (expandable()) mark("chevron.right", expanded_ ? 90 : 0, Tone::tertiary);
+  if (expandable())
+    mark("chevron.right", expanded_ ? 90 : isRightToLeft() ? 180 : 0, Tone::tertiary);
   if (item_.checked) mark("checkmark", 0, Tone::coral);
   if (const QString keys = keyText(); !keys.isEmpty()) {
     const QFont small = ViewStyle::font(ViewStyle::kSmallSize);
