@@ -12,6 +12,7 @@
 #include "platform/DesktopEnvironment.h"
 #include "platform/Network.h"
 #include "platform/VideoCoding.h"
+#include "streaming/Arrangement.h"
 #include "web/DirectCertificate.h"
 #include "web/TouchInput.h"
 
@@ -63,6 +64,7 @@ class MainRole final : public AppDelegate::Role, public ControlBus::Main {
   UserDefaults& defaults_;
   const System system_;
   TouchInput touch_;
+  Arrangement arrangement_;
   DirectCertificate certificate_;
   mutable Controller controller_;  // its accessors are not const
 };

@@ -12,6 +12,13 @@ struct PixelSize {
   bool operator==(const PixelSize&) const = default;
 };
 
+/// A place in pixels, from the top left.
+struct PixelPoint {
+  int x = 0;
+  int y = 0;
+  bool operator==(const PixelPoint&) const = default;
+};
+
 /// Width and height in millimetres.
 struct SizeMM {
   double width = 0;

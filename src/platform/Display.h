@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@ using DisplayID = std::uint32_t;
 struct DisplayInfo {
   DisplayID id = 0;
   PixelRect bounds;
+  bool primary = false;  ///< where the desktop has its panel and opens windows; at most one is
 };
 
 struct VirtualDisplayDescriptor {
@@ -36,6 +38,9 @@ struct VirtualDisplayMode {
 struct VirtualDisplaySettings {
   bool hiDPI = false;
   std::vector<VirtualDisplayMode> modes;
+  /// Where its top left is to be, in global coordinates, which may be negative: the desktop then
+  /// moves the others. None, or a place that the desktop cannot give: right of all others.
+  std::optional<PixelPoint> origin = std::nullopt;
 };
 
 /// A real extra display of the desktop. It exists exactly as long as this object.

@@ -19,6 +19,7 @@
 
 namespace tessaline {
 
+class Arrangement;
 class CaptureWaker;
 class CursorStreamer;
 class Encoder;
@@ -46,7 +47,8 @@ struct SessionServices {
   platform::DesktopEnvironment& desktop;
   platform::VideoCoding& coding;
   platform::Network& network;
-  DeviceInput* input = nullptr;  ///< none: input of the device is ignored
+  DeviceInput* input = nullptr;        ///< none: input of the device is ignored
+  Arrangement* arrangement = nullptr;  ///< none: every display stands right of all others
 };
 
 /// One extra screen being served: it waits for the device's hello and the user's approval, makes

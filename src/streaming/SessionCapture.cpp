@@ -47,7 +47,8 @@ bool noticeable(const platform::CapturedFrame& frame) {
 }  // namespace
 
 void Session::createScreen(PixelSize size, SizeMM sizeMM, bool hiDPI, int attempt) {
-  screen_ = VirtualScreen::create(services_.desktop, name_, size, sizeMM, hiDPI);
+  screen_ =
+      VirtualScreen::create(services_.desktop, services_.arrangement, name_, size, sizeMM, hiDPI);
   if (screen_) {
     pictureSize_ = size;
     findDisplay(1);

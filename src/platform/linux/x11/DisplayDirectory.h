@@ -24,6 +24,7 @@ class DisplayDirectory {
   struct Entry {
     PixelRect bounds;
     DisplayTarget target;
+    bool primary = false;
   };
   using Entries = std::map<DisplayID, Entry>;
 
@@ -39,7 +40,7 @@ class DisplayDirectory {
   [[nodiscard]] std::vector<DisplayInfo> list() const {
     const std::lock_guard lock(mutex_);
     std::vector<DisplayInfo> displays;
-    for (const auto& [id, entry] : entries_) displays.push_back({id, entry.bounds});
+    for (const auto& [id, entry] : entries_) displays.push_back({id, entry.bounds, entry.primary});
     return displays;
   }
 

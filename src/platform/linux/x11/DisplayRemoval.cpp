@@ -65,6 +65,27 @@ bool resizeScreen(const X11Connection& connection, PixelSize size) {
       millimetres(size.height, screen.height_in_pixels, screen.height_in_millimeters)));
 }
 
+void moveDisplays(const X11Connection& connection, const RandrLayout& layout, PixelPoint by) {
+  for (const auto& crtc : layout.crtcs) {
+    if (crtc.bounds.empty()) continue;
+    const auto cookie = xcb_randr_set_crtc_config(
+        connection.get(), crtc.id, XCB_CURRENT_TIME, layout.configTimestamp,
+        static_cast<std::int16_t>(crtc.bounds.x + by.x),
+        static_cast<std::int16_t>(crtc.bounds.y + by.y), crtc.mode, crtc.rotation,
+        static_cast<std::uint32_t>(crtc.outputs.size()), crtc.outputs.data());
+    const Reply<xcb_randr_set_crtc_config_reply_t> reply(
+        xcb_randr_set_crtc_config_reply(connection.get(), cookie, nullptr));
+  }
+}
+
+void closeGap(const X11Connection& connection, PixelPoint corner) {
+  const RandrLayout layout = readRandrLayout(connection);
+  const PixelPoint left = layout.corner();
+  if (layout.movable() && left != corner) {
+    moveDisplays(connection, layout, {corner.x - left.x, corner.y - left.y});
+  }
+}
+
 void shrinkScreen(const X11Connection& connection) {
   const RandrLayout layout = readRandrLayout(connection);
   PixelSize needed;
@@ -105,6 +126,7 @@ int removeLeftOvers(const X11Connection& connection) {
     }
     return XCB_NONE;
   };
+  const PixelPoint corner = layout.corner();
   int removed = 0;
   for (const auto& mode : layout.modes) {
     if (!leftOver(mode.name)) continue;
@@ -120,7 +142,10 @@ int removeLeftOvers(const X11Connection& connection) {
     removeDisplay(connection, XCB_NONE, XCB_NONE, monitor.name);
     ++removed;
   }
-  if (removed > 0) shrinkScreen(connection);
+  if (removed > 0) {
+    closeGap(connection, corner);
+    shrinkScreen(connection);
+  }
   return removed;
 }
 

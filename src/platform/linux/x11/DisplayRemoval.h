@@ -16,6 +16,12 @@ inline constexpr std::array<std::string_view, 2> kSizeProperties = {"WIDTH_MM", 
 /// False when the server has no memory for it.
 bool resizeScreen(const X11Connection& connection, PixelSize size);
 
+/// Moves every display of `layout`. The screen must be large enough.
+void moveDisplays(const X11Connection& connection, const RandrLayout& layout, PixelPoint by);
+
+/// Has what is left begin again where the displays began before one went: at `corner`.
+void closeGap(const X11Connection& connection, PixelPoint corner);
+
 /// Shrinks the screen to what its displays occupy.
 void shrinkScreen(const X11Connection& connection);
 

@@ -38,6 +38,28 @@ PixelSize screenWith(const RandrLayout& layout, PixelRect place) {
           std::max(layout.screen.height, place.y + place.height)};
 }
 
+/// Where the display goes, and by how much all others move to make room left of or above them.
+struct Room {
+  PixelRect place;
+  PixelPoint shift;
+  PixelSize screen;
+};
+
+Room makeRoom(const RandrLayout& layout, const RandrDisplay::Request& request) {
+  const PixelRect right = placeFor(layout, request.size);
+  const Room usual{right, {}, screenWith(layout, right)};
+  if (!request.origin) return usual;
+  const PixelPoint shift{std::max(0, -request.origin->x), std::max(0, -request.origin->y)};
+  if (shift != PixelPoint{} && !layout.movable()) return usual;
+  const PixelRect place{request.origin->x + shift.x, request.origin->y + shift.y,
+                        request.size.width, request.size.height};
+  const PixelSize screen{std::max(layout.screen.width + shift.x, place.x + place.width),
+                         std::max(layout.screen.height + shift.y, place.y + place.height)};
+  const bool fits =
+      screen.width <= layout.largestScreen.width && screen.height <= layout.largestScreen.height;
+  return fits ? Room{place, shift, screen} : usual;
+}
+
 xcb_randr_mode_t createMode(const X11Connection& connection, const ModeTiming& timing,
                             const std::string& name) {
   xcb_randr_mode_info_t info{};
@@ -117,13 +139,15 @@ Result<std::unique_ptr<RandrDisplay>> RandrDisplay::create(const X11Connection& 
                                                            const OwnerMark& owner,
                                                            const Request& request) {
   const ServerGrab grab(connection);
-  const RandrLayout layout = readRandrLayout(connection);
+  RandrLayout layout = readRandrLayout(connection);
   if (const auto problem = obstacle(layout, request.size)) return Failure{*problem};
-  const PixelRect place = placeFor(layout, request.size);
-  if (screenWith(layout, place) != layout.screen &&
-      !resizeScreen(connection, screenWith(layout, place))) {
-    return Failure{"the X server has no memory for a desktop of " +
-                   text(screenWith(layout, place)) + " with it"};
+  const auto [place, shift, screen] = makeRoom(layout, request);
+  if (screen != layout.screen && !resizeScreen(connection, screen)) {
+    return Failure{"the X server has no memory for a desktop of " + text(screen) + " with it"};
+  }
+  if (shift != PixelPoint{}) {
+    moveDisplays(connection, layout, shift);
+    layout = readRandrLayout(connection);
   }
   std::unique_ptr<RandrDisplay> display(new RandrDisplay(connection, request));
   const std::string name = monitorName(request.descriptor.name);
@@ -147,7 +171,9 @@ Result<std::unique_ptr<RandrDisplay>> RandrDisplay::create(const X11Connection& 
 
 RandrDisplay::~RandrDisplay() {
   const ServerGrab grab(connection_);
+  const PixelPoint corner = readRandrLayout(connection_).corner();
   remove();
+  closeGap(connection_, corner);
   shrinkScreen(connection_);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "base/Result.h"
@@ -20,10 +21,12 @@ class RandrDisplay {
   struct Request {
     const VirtualDisplayDescriptor& descriptor;
     PixelSize size;
-    double refreshRate = 60;  ///< Hz
+    double refreshRate = 60;           ///< Hz
+    std::optional<PixelPoint> origin;  ///< where it is to be, if that is possible
   };
 
-  /// Makes the display, right of everything that exists. On failure nothing is left behind.
+  /// Makes the display where it is wanted, else right of everything that exists. On failure nothing
+  /// is left behind.
   static Result<std::unique_ptr<RandrDisplay>> create(const X11Connection& connection,
                                                       const OwnerMark& owner,
                                                       const Request& request);

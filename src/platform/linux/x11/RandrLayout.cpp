@@ -120,19 +120,37 @@ std::vector<PixelRect> RandrLayout::occupied() const {
   return rects;
 }
 
+bool RandrLayout::movable() const {
+  return std::ranges::none_of(monitors, [](const Monitor& m) { return m.outputs.empty(); });
+}
+
+PixelPoint RandrLayout::corner() const {
+  const auto rects = occupied();
+  if (rects.empty()) return {};
+  PixelPoint corner{rects[0].x, rects[0].y};
+  for (const PixelRect& rect : rects) {
+    corner = {std::min(corner.x, rect.x), std::min(corner.y, rect.y)};
+  }
+  return corner;
+}
+
 RandrLayout readRandrLayout(const X11Connection& connection) {
   xcb_connection_t* c = connection.get();
   RandrLayout layout;
   const auto resourcesCookie = xcb_randr_get_screen_resources_current(c, connection.root());
   const auto rangeCookie = xcb_randr_get_screen_size_range(c, connection.root());
   const auto geometryCookie = xcb_get_geometry(c, connection.root());
+  const auto primaryCookie = xcb_randr_get_output_primary(c, connection.root());
   const Reply<xcb_randr_get_screen_resources_current_reply_t> resources(
       xcb_randr_get_screen_resources_current_reply(c, resourcesCookie, nullptr));
   const Reply<xcb_randr_get_screen_size_range_reply_t> range(
       xcb_randr_get_screen_size_range_reply(c, rangeCookie, nullptr));
   const Reply<xcb_get_geometry_reply_t> geometry(
       xcb_get_geometry_reply(c, geometryCookie, nullptr));
+  const Reply<xcb_randr_get_output_primary_reply_t> primary(
+      xcb_randr_get_output_primary_reply(c, primaryCookie, nullptr));
   if (!resources || !range || !geometry) return layout;
+  if (primary) layout.primary = primary->output;
   layout.configTimestamp = resources->config_timestamp;
   layout.screen = {geometry->width, geometry->height};
   layout.largestScreen = {range->max_width, range->max_height};

@@ -41,6 +41,7 @@ struct RandrLayout {
   xcb_timestamp_t configTimestamp = 0;
   PixelSize screen;
   PixelSize largestScreen;
+  xcb_randr_output_t primary = 0;  ///< 0 when the user has chosen none
   std::vector<Output> outputs;
   std::vector<Crtc> crtcs;
   std::vector<Mode> modes;
@@ -53,6 +54,10 @@ struct RandrLayout {
   [[nodiscard]] PixelRect boundsOf(xcb_randr_output_t id) const;
   /// The active displays and the monitors that no output shows.
   [[nodiscard]] std::vector<PixelRect> occupied() const;
+  /// Whether all displays can be moved: a monitor that no output shows cannot.
+  [[nodiscard]] bool movable() const;
+  /// Where the part of the screen that is occupied begins.
+  [[nodiscard]] PixelPoint corner() const;
 };
 
 /// The layout as the server knows it, without probing connectors (which takes long and makes

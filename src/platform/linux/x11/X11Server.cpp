@@ -105,13 +105,13 @@ void X11Server::refreshDirectory() {
     const PixelRect bounds = display->output() != XCB_NONE ? layout.boundsOf(display->output())
                              : monitor                     ? monitor->bounds
                                                            : PixelRect{};
-    if (!bounds.empty()) entries[id] = {bounds, {display->output(), display->monitor()}};
+    if (!bounds.empty()) entries[id] = {bounds, {display->output(), display->monitor()}, false};
     own.push_back(display->output());
   }
   for (const auto& output : layout.outputs) {
     const PixelRect bounds = layout.boundsOf(output.id);
     if (bounds.empty() || std::ranges::count(own, output.id) > 0) continue;
-    entries[output.id] = {bounds, {output.id, XCB_NONE}};
+    entries[output.id] = {bounds, {output.id, XCB_NONE}, output.id == layout.primary};
   }
   directory_->replace(std::move(entries));
 }

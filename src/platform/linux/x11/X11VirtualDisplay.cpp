@@ -16,8 +16,8 @@ bool X11VirtualDisplay::apply(const VirtualDisplaySettings& settings) {
                                                     points(descriptor_.maxPixelsHigh)}
                                         : PixelSize{points(mode.width), points(mode.height)};
   server_->removeDisplay(id_);
-  const auto problem =
-      server_->addDisplay(id_, {descriptor_, size, mode.refreshRate > 0 ? mode.refreshRate : 60});
+  const auto problem = server_->addDisplay(
+      id_, {descriptor_, size, mode.refreshRate > 0 ? mode.refreshRate : 60, settings.origin});
   if (problem) log("X11: no display for " + descriptor_.name + ": " + *problem);
   return !problem;
 }
