@@ -1,21 +1,26 @@
 // Two computers and a cable between them for all tests of a file: `main` lends itself the screen of
 // `screen`, which has a second monitor to the left of the one that it lends.
 import assert from 'node:assert/strict';
+import { once } from 'node:events';
+import { existsSync } from 'node:fs';
+import { createInterface } from 'node:readline';
 import { after, afterEach, before, test } from 'node:test';
 
 import { Application, missing as missingApplication } from '../support/application.mjs';
+import { missing as missingDesktop } from '../support/desktop.mjs';
 import { waitFor } from '../support/programs.mjs';
 import { Host, missing as missingHost } from './host.mjs';
 import { Network } from './network.mjs';
-import { isNear } from './picture.mjs';
 
 export const size = { width: 1024, height: 768 };
 const sideMonitor = { x: 0, y: 0, width: 800, height: 600 };
 const lentMonitor = { x: sideMonitor.width, y: 0, ...size };
-const homeSize = { width: 500, height: 600 };
+const homeWidth = 500;  // pixels
 const tolerance = 12;  // of 255, each component: what coding costs
 
-const missing = missingHost || missingApplication;
+const readScreen = process.env.TESSALINE_READ_SCREEN ?? '';
+const missing = missingHost || missingDesktop || missingApplication ||
+  (existsSync(readScreen) ? false : 'TESSALINE_READ_SCREEN does not name the program read_screen');
 if (missing) console.log(`SKIPPED: ${missing}`);
 
 // `skip` says why this one test cannot run here, false when it can.
@@ -23,6 +28,10 @@ export function testHosts(name, body, skip = false) {
   if (skip && !missing) console.log(`Not tested, "${name}": ${skip}`);
   test(name, { skip: missing || skip, timeout: 120_000 }, body);
 }
+
+const components = (colour) => [0, 2, 4].map((at) => parseInt(colour.slice(at, at + 2), 16));
+const isNear = (seen, colour) => components(seen).every((value, index) => (
+  Math.abs(value - components(colour)[index]) <= tolerance));
 
 class Computer extends Host {
   async startApplication(defaults) {
@@ -32,6 +41,25 @@ class Computer extends Host {
 }
 
 class ScreenComputer extends Computer {
+  #reader;
+  #answers;
+
+  // What its monitors show: see ReadScreen.cpp for the questions. One at a time.
+  async look(question) {
+    if (!this.#reader) {
+      this.#reader = this.desktop.launch(readScreen, [], { input: 'pipe' });
+      this.#answers = createInterface({ input: this.#reader.child.stdout });
+    }
+    const answer = once(this.#answers, 'line');
+    this.#reader.child.stdin.write(`${question}\n`);
+    return (await answer)[0];
+  }
+
+  // The colour at a place of the lent monitor.
+  colourAt({ x, y }) {
+    return this.look(`at ${lentMonitor.x + x} ${lentMonitor.y + y}`);
+  }
+
   async useTwoMonitors() {
     const { width, height } = sideMonitor;
     await this.desktop.run('xrandr', ['--newmode', 'side', '40', `${width}`, '840', '968', '1056',
@@ -43,32 +71,32 @@ class ScreenComputer extends Computer {
 
   // Waits until the colour ('rrggbb') at each place of the lent monitor is right.
   async awaitColours(...wanted) {
-    let seen = [];
+    const seen = [];
     await waitFor('', async () => {
-      const picture = await this.screenshot();
-      seen = wanted.map(({ x, y }) => picture.at(lentMonitor.x + x, lentMonitor.y + y));
-      return wanted.every(({ colour }, index) => isNear(seen[index], colour, tolerance));
-    }, { seconds: 30 }).catch(() => {
+      for (const [index, place] of wanted.entries()) seen[index] = await this.colourAt(place);
+      return wanted.every(({ colour }, index) => isNear(seen[index], colour));
+    }, { seconds: 30, every: 20 }).catch(() => {
       const line = ({ x, y, colour }, index) => `${x},${y}: ${seen[index]}, not ${colour}`;
       throw new Error(`the picture is wrong: ${wanted.map(line).join('; ')}`);
     });
   }
 
-  // What is drawn near a place on a picture of one colour, in its coordinates.
+  // The middle of what is drawn near a place on a picture of one colour, nothing when there is
+  // nothing.
   async drawnAt(x, y, colour) {
-    const picture = await this.screenshot();
-    const box = picture.differing({ x: lentMonitor.x + x, y: lentMonitor.y + y, reach: 40 },
-      colour, 3 * tolerance);
-    if (!box) return null;
-    return { x: (box.left + box.right) / 2 - lentMonitor.x, y: (box.top + box.bottom) / 2 };
+    const reach = 40;
+    const answer = await this.look(`differing ${2 * reach}x${2 * reach}` +
+      `+${lentMonitor.x + x - reach}+${lentMonitor.y + y - reach} ${colour} ${3 * tolerance}`);
+    if (answer === 'nothing') return null;
+    const [left, top, right, bottom] = answer.split(' ').map(Number);
+    return { x: (left + right) / 2 - lentMonitor.x, y: (top + bottom) / 2 - lentMonitor.y };
   }
 
   // Waits for the home window, and for nothing that covers the monitor.
   awaitHome() {
     return waitFor('the home window', async () => {
       const windows = await this.#windows();
-      return windows.some(({ width, height }) => (
-        width === homeSize.width && height === homeSize.height)) &&
+      return windows.some(({ width }) => width === homeWidth) &&
         !windows.some(({ width, height }) => width === size.width && height === size.height);
     });
   }
@@ -78,6 +106,11 @@ class ScreenComputer extends Computer {
       (await this.#windows()).some(({ x, y, width, height }) => (
         x === lentMonitor.x && y === lentMonitor.y && width === size.width &&
         height === size.height))));
+  }
+
+  stop() {
+    this.#reader?.child.stdin.end();
+    return super.stop();
   }
 
   async #windows() {

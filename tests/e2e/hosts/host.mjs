@@ -1,20 +1,16 @@
 // One computer of a network: a desktop, a system bus and an Avahi of its own.
-import { execFile } from 'node:child_process';
 import { accessSync, constants } from 'node:fs';
 import { delimiter, join } from 'node:path';
-import { promisify } from 'node:util';
 
-import { Desktop, missing as missingDesktop } from '../support/desktop.mjs';
+import { Desktop, missingPrograms } from '../support/desktop.mjs';
 import { Program, run, waitFor } from '../support/programs.mjs';
-import { Picture } from './picture.mjs';
 import { missing as missingNetwork } from './network.mjs';
 
 const systemBus = '/run/dbus/system_bus_socket';
-const mostScreenshot = 8192 * 4320 * 4 + 65536;  // bytes: the largest screen of the X server
 
 function findMissing() {
   const folders = [...process.env.PATH.split(delimiter), '/usr/sbin'];
-  const tool = ['avahi-daemon', 'dbus-daemon', 'setpriv', 'xwd'].find((name) => (
+  const tool = ['avahi-daemon', 'dbus-daemon', 'setpriv'].find((name) => (
     !folders.some((folder) => {
       try {
         accessSync(join(folder, name), constants.X_OK);
@@ -23,7 +19,7 @@ function findMissing() {
         return false;
       }
     })));
-  return tool ? `${tool} is not installed` : missingDesktop || missingNetwork;
+  return tool ? `${tool} is not installed` : missingPrograms || missingNetwork;
 }
 
 // What is missing to have such computers, false when nothing is.
@@ -87,14 +83,6 @@ export class Host {
   async killAvahi() {
     await this.#avahi.kill('SIGKILL');
     await this.#sh('rm -f /run/avahi-daemon/pid /run/avahi-daemon/socket');
-  }
-
-  // What its monitors show now, without the X server's own pointer.
-  async screenshot() {
-    const [file, ...words] = [...this.within, 'xwd', '-root', '-silent'];
-    const { stdout } = await promisify(execFile)(file, words,
-      { env: this.desktop.environment, encoding: 'buffer', maxBuffer: mostScreenshot });
-    return new Picture(stdout);
   }
 
   async stop() {

@@ -1,6 +1,7 @@
 // A private X desktop with spare outputs (scripts/desktop) for the tests of one file.
 import { accessSync, constants, existsSync } from 'node:fs';
 import { delimiter, join } from 'node:path';
+import { createInterface } from 'node:readline';
 import { fileURLToPath } from 'node:url';
 
 import { Program, run, waitFor } from './programs.mjs';
@@ -20,17 +21,18 @@ function findMissing() {
   });
   if (!existsSync('/usr/lib/xorg/Xorg') && !inPath('Xorg')) return 'Xorg is not installed';
   const tool = tools.find((name) => !inPath(name));
-  if (tool) return `${tool} is not installed`;
-  if (!existsSync(painter)) return 'TESSALINE_PAINT_AREAS does not name the program paint_areas';
-  return false;
+  return tool ? `${tool} is not installed` : false;
 }
 
-// What is missing to have a desktop, false when nothing is.
-export const missing = findMissing();
+// What is missing to have a desktop, false when nothing is; and what is missing to paint on it too.
+export const missingPrograms = findMissing();
+export const missing = missingPrograms || (existsSync(painter) ? false
+  : 'TESSALINE_PAINT_AREAS does not name the program paint_areas');
 
 export class Desktop {
   #program;
   #painter;
+  #ordered = 0;  // lines
   #painted = 0;
   #within;
   #size;
@@ -53,7 +55,6 @@ export class Desktop {
     this.environment = Object.fromEntries(program.output.split('\0').filter(Boolean)
       .map((entry) => [entry.slice(0, entry.indexOf('=')), entry.slice(entry.indexOf('=') + 1)]));
     [this.ownMonitor] = await this.monitors();
-    this.#painter = this.launch(painter, [], { input: 'pipe' });
   }
 
   async stop() {
@@ -111,7 +112,7 @@ export class Desktop {
   }
 
   async clearPaint() {
-    await this.#order(['clear']);
+    if (this.#painter) await this.#order(['clear']);
   }
 
   movePointer(x, y) {
@@ -119,11 +120,16 @@ export class Desktop {
   }
 
   async #order(lines) {
-    this.#painted += lines.length;
+    if (!this.#painter) {
+      this.#painter = this.launch(painter, [], { input: 'pipe' });
+      createInterface({ input: this.#painter.child.stdout }).on('line', () => { ++this.#painted; });
+    }
+    this.#ordered += lines.length;
+    const wanted = this.#ordered;
     this.#painter.child.stdin.write(lines.map((line) => `${line}\n`).join(''));
     await waitFor('painting', () => {
       if (this.#painter.ended) throw new Error(this.#painter.errors);
-      return this.#painter.output.split('\n').length > this.#painted;
+      return this.#painted >= wanted;
     }, { every: 5 });
   }
 }
