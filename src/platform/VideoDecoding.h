@@ -53,7 +53,7 @@ class VideoPicture {
 
 /// An H.264 decoder for one screen, on a thread of its own ("tessaline.decode"). Every sample is
 /// decoded, as later ones refer to it; each picture is delivered as soon as it is there, none is
-/// held back for another. What cannot be decoded is dropped, with one log line for each format.
+/// held back for another. What cannot be decoded is dropped, with at most one log line a minute.
 class DecompressionSession {
  public:
   struct Callbacks {

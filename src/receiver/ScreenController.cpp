@@ -61,10 +61,16 @@ void ScreenController::wire() {
   receiver_->onCursorShape = [this](std::shared_ptr<const platform::PointerImage> image,
                                     PointerShape shape) {
     services_.windows.setPointerImage(std::move(image));
-    hasPointerImage_ = true;
     pointer_ = shape;
+    // Positions travel beside the stream: one may be here before its shape, and be the last.
+    placeCursor();
   };
-  receiver_->onCursorMove = [this](double x, double y, bool visible) { moveCursor(x, y, visible); };
+  receiver_->onCursorMove = [this](double x, double y, bool visible) {
+    cursorX_ = x;
+    cursorY_ = y;
+    cursorVisible_ = visible;
+    placeCursor();
+  };
   services_.windows.onEscape = [this] { receiver_->closeConnection(); };
 }
 
@@ -79,7 +85,8 @@ void ScreenController::connected() {
 }
 
 void ScreenController::disconnected() {
-  services_.windows.placePointer(std::nullopt);
+  cursorVisible_ = false;
+  placeCursor();
   services_.windows.hideFull();
   activity_.reset();
   status_ = kWaiting;
@@ -87,13 +94,13 @@ void ScreenController::disconnected() {
   observers_.notify();
 }
 
-void ScreenController::moveCursor(double x, double y, bool visible) {
-  if (!visible || !hasPointerImage_) {
+void ScreenController::placeCursor() {
+  if (!cursorVisible_ || !pointer_) {
     services_.windows.placePointer(std::nullopt);
     return;
   }
   services_.windows.placePointer(
-      placePointer(videoSize_, services_.windows.viewSize(), pointer_, x, y));
+      placePointer(videoSize_, services_.windows.viewSize(), *pointer_, cursorX_, cursorY_));
 }
 
 void ScreenController::reopen() {

@@ -89,7 +89,7 @@ class ScreenController {
   void wire();
   void connected();
   void disconnected();
-  void moveCursor(double x, double y, bool visible);
+  void placeCursor();
   void setStatus(std::string status);
   [[nodiscard]] HomeScreen home();
 
@@ -98,8 +98,10 @@ class ScreenController {
   KeepAwake keepAwake_;
   std::string status_;
   PixelSize videoSize_;
-  bool hasPointerImage_ = false;
-  PointerShape pointer_;
+  std::optional<PointerShape> pointer_;  // once there is an image
+  double cursorX_ = 0;                   // 0…1 of the video
+  double cursorY_ = 0;
+  bool cursorVisible_ = false;
   std::unique_ptr<platform::Activity> activity_;  // while a stream is shown
   Observers observers_;
   // Shared with the receiver's queue, which feeds it; ends with the last of its samples.

@@ -82,8 +82,8 @@ ScreenMetrics ScreenWindows::screenMetrics() {
   const QSize points = screen->geometry().size();
   const QSizeF physical = screen->physicalSize();
   ScreenMetrics metrics;
-  metrics.size = {static_cast<int>(points.width() * scale),
-                  static_cast<int>(points.height() * scale)};
+  // Rounded, as the screen's own points already are: 853 points of 1.5 pixels are 1280 pixels.
+  metrics.size = {qRound(points.width() * scale), qRound(points.height() * scale)};
   metrics.sizeMM = {static_cast<int>(physical.width()), static_cast<int>(physical.height())};
   metrics.scale = std::clamp(qRound(scale), 1, kLargestScale);
   return metrics;

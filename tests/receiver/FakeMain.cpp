@@ -20,9 +20,31 @@ FakeMain::FakeMain(std::uint16_t port) : socket_(context_) {
   socket_.connect({kHere, port});
   const timeval limit{.tv_sec = kPatience, .tv_usec = 0};
   ::setsockopt(socket_.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+  pings_ = std::thread([this] { ping(); });
+}
+
+FakeMain::~FakeMain() {
+  {
+    const std::lock_guard lock(mutex_);
+    ended_ = true;
+  }
+  ending_.notify_all();
+  boost::system::error_code ignored;
+  socket_.shutdown(asio::socket_base::shutdown_both, ignored);
+  pings_.join();
+}
+
+void FakeMain::ping() {
+  std::unique_lock lock(mutex_);
+  while (!ending_.wait_for(lock, 1s, [this] { return ended_; })) {
+    const Bytes message = framing::message(Proto::ping, {});
+    boost::system::error_code ignored;
+    asio::write(socket_, asio::buffer(message), ignored);
+  }
 }
 
 void FakeMain::sendRaw(ByteView bytes) {
+  const std::lock_guard lock(mutex_);
   boost::system::error_code ignored;  // the screen may close at any byte
   asio::write(socket_, asio::buffer(bytes.data(), bytes.size()), ignored);
 }

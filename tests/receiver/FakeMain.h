@@ -2,10 +2,10 @@
 
 #include <boost/asio.hpp>
 #include <condition_variable>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <thread>
 #include <utility>
 
 #include "base/Bytes.h"
@@ -14,10 +14,11 @@
 namespace tessaline::test {
 
 /// The other end of a stream: a main computer that sends what the test says, over a real socket
-/// that blocks.
+/// that blocks. It pings as all of them do.
 class FakeMain {
  public:
   explicit FakeMain(std::uint16_t port);
+  ~FakeMain();
 
   void send(std::uint8_t type, ByteView payload = {});
   void sendRaw(ByteView bytes);
@@ -33,8 +34,14 @@ class FakeMain {
   static void sendDatagram(std::uint16_t port, ByteView bytes);
 
  private:
+  void ping();
+
   boost::asio::io_context context_;
   boost::asio::ip::tcp::socket socket_;
+  std::mutex mutex_;  // held while something is sent
+  std::condition_variable ending_;
+  bool ended_ = false;
+  std::thread pings_;
 };
 
 /// The real encoder, one picture in, one frame out.

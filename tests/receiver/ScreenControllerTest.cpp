@@ -143,6 +143,8 @@ TEST_F(ScreenControllerTest, ShowsThePointerOnceItsShapeIsKnown) {
   network_.say(
       *connection, Proto::cursorShape,
       CursorShape{10, 20, 30, 40}.encoded(platform::createVideoCoding(queues_)->encodePng(image)));
+  queues_.run();
+  EXPECT_TRUE(windows_.pointer) << "where the pointer was before its shape arrived";
   // Without a video the view is what it moves on.
   move(65535, 0);
   EXPECT_EQ(windows_.pointer, (ViewRect{990, -20, 30, 40}));

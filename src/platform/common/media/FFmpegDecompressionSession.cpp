@@ -1,9 +1,11 @@
 #include "platform/common/media/FFmpegDecompressionSession.h"
 
 #include <array>
+#include <chrono>
 #include <deque>
 #include <filesystem>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -13,6 +15,9 @@
 
 namespace tessaline::platform {
 namespace {
+
+// What cannot be decoded comes in runs, and whoever sends it may send it on purpose.
+constexpr auto kComplaintInterval = std::chrono::minutes(1);
 
 /// A decoder that needs a device, and where the device shows.
 struct HardwareDecoder {
@@ -87,14 +92,14 @@ class FFmpegDecompressionSession::Worker {
     auto picture = decoder_ ? decoder_->decode(sample.accessUnit) : nullptr;
     if (!picture && hardware_ && !hardwareWorked_) {
       // Some drivers promise what they cannot do; the first picture shows it.
-      log("decoder: the hardware does not take this stream");
+      complain("decoder: the hardware does not take this stream");
       useSoftware();
       picture = decoder_ ? decoder_->decode(sample.accessUnit) : nullptr;
     }
     if (picture) {
       hardwareWorked_ = hardware_;
-    } else if (!std::exchange(complained_, true)) {
-      log("decoder: a picture cannot be decoded");
+    } else {
+      complain("decoder: a picture cannot be decoded");
     }
     return picture;
   }
@@ -104,7 +109,6 @@ class FFmpegDecompressionSession::Worker {
     const bool same = format_ && decoder_ && format_->parameterSets == format->parameterSets;
     format_ = std::move(format);
     if (same) return;
-    complained_ = false;
     hardwareWorked_ = false;
     decoder_.reset();
     for (const auto& hardware : kHardwareDecoders) {
@@ -125,7 +129,16 @@ class FFmpegDecompressionSession::Worker {
     if (decoder_) announce("software");
   }
 
-  static void announce(const std::string& kind) { log("decoder: " + kind); }
+  void announce(const std::string& kind) {
+    if (std::exchange(announced_, kind) != kind) log("decoder: " + kind);
+  }
+
+  void complain(const char* line) {
+    const auto now = Clock::now();
+    if (complained_ && now - *complained_ < kComplaintInterval) return;
+    complained_ = now;
+    log(line);
+  }
 
   void deliver(std::shared_ptr<const VideoPicture> picture) {
     const std::lock_guard delivery(deliveryMutex_);
@@ -146,7 +159,8 @@ class FFmpegDecompressionSession::Worker {
   std::unique_ptr<H264Decoder> decoder_;
   bool hardware_ = false;
   bool hardwareWorked_ = false;
-  bool complained_ = false;  // about this format
+  std::string announced_;
+  std::optional<Clock::time_point> complained_;
 };
 
 FFmpegDecompressionSession::FFmpegDecompressionSession(std::shared_ptr<Queue> queue,
