@@ -73,7 +73,7 @@ class X11InputTest : public X11Fixture {
 class RecordingWindow {
  public:
   RecordingWindow(const X11Connection& client, PixelRect place)
-      : client_(client), place_(place), window_(xcb_generate_id(client.get())) {
+      : client_(client), window_(xcb_generate_id(client.get())) {
     const std::uint32_t values[] = {
         1, XCB_EVENT_MASK_BUTTON_PRESS | XCB_EVENT_MASK_BUTTON_RELEASE | XCB_EVENT_MASK_KEY_PRESS};
     xcb_create_window(client.get(), 0, window_, client.root(), static_cast<std::int16_t>(place.x),
@@ -106,7 +106,6 @@ class RecordingWindow {
 
  private:
   const X11Connection& client_;
-  const PixelRect place_;
   const xcb_window_t window_;
 };
 
@@ -236,10 +235,11 @@ TEST_F(X11InputTest, HotKeyWorksWhateverIsLockedAndFollowsTheLayout) {
   const auto registerIt = [&] {
     onMain([&] { registration = desktop_->registerHotKey(hotKey, [&] { ++presses; }); });
   };
+  const xcb_keysym_t modifiers[] = {XK_Control_L, XK_Alt_L, XK_Super_L};
   const auto press = [&] {
-    for (const auto symbol : {XK_Control_L, XK_Alt_L, XK_Super_L}) key(symbol, true);
+    for (const auto symbol : modifiers) key(symbol, true);
     tap(XK_s);
-    for (const auto symbol : {XK_Super_L, XK_Alt_L, XK_Control_L}) key(symbol, false);
+    for (const auto symbol : modifiers) key(symbol, false);
   };
   const auto works = [&] {
     const int before = presses;
