@@ -47,8 +47,7 @@ void MenuRowView::setExpanded(bool expanded) {
 }
 
 int MenuRowView::titleStart() const {
-  const int start = kSideMargin + level_ * kIndent;
-  return item_.symbol.empty() && level_ > 0 ? start : start + kSymbolSize + kSymbolGap;
+  return kSideMargin + level_ * kIndent + kSymbolSize + kSymbolGap;
 }
 
 QRectF MenuRowView::mirrored(QRectF rect) const {

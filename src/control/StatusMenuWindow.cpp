@@ -14,6 +14,7 @@ constexpr int kWidth = 400;
 constexpr int kFirstHeight = 300;  // until its entries are known
 constexpr QMargins kListMargins(0, 4, 0, 8);
 constexpr int kSideMargin = 14;
+constexpr int kHeaderIndent = 50;  // where a submenu's titles begin
 
 QWidget* separator() {
   auto* line = new QFrame;
@@ -83,11 +84,13 @@ void StatusMenuWindow::addItems(const std::vector<StatusMenuItem>& items, const 
     }
     QWidget* view = nullptr;
     if (items[i].kind == StatusMenuItem::Kind::separator) {
+      if (list_->layout()->isEmpty()) continue;  // the header has one
       view = separator();
     } else {
       view = new TextView(ViewStyle::text(items[i].title),
                           {ViewStyle::kSmallSize, QFont::DemiBold, Tone::tertiary, true});
-      view->setContentsMargins(kSideMargin + static_cast<int>(path.size()) * 22, 6, kSideMargin, 4);
+      view->setContentsMargins(kSideMargin + static_cast<int>(path.size()) * kHeaderIndent, 6,
+                               kSideMargin, 4);
     }
     list_->layout()->addWidget(view);
     lines_.push_back({view, nullptr, place});
