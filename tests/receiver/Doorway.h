@@ -29,7 +29,7 @@ class Doorway final : public FakeNetwork {
   }
 
   /// Another computer connects.
-  std::shared_ptr<FakeConnection> connect() {
+  std::shared_ptr<FakeConnection> arrive() {
     auto connection = std::make_shared<FakeConnection>(home);
     home->sync([&] { accept(connection); });
     connection->report(platform::ConnectionState::ready);

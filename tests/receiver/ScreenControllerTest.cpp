@@ -51,7 +51,7 @@ class ScreenControllerTest : public testing::Test {
     queues_.run();
   }
   std::shared_ptr<test::FakeConnection> connect() {
-    auto connection = network_.connect();
+    auto connection = network_.arrive();
     queues_.run();
     return connection;
   }
@@ -205,7 +205,7 @@ TEST_F(LatestPictureTest, TheNewestWinsWhetherOrNotItIsScaled) {
   show({40, 20});
   show({20, 20});  // fits as it is, and overtakes the one that is being scaled
   queues_.run();
-  EXPECT_EQ(shown_.back(), PixelSize(20, 20));
+  EXPECT_EQ(shown_.back(), (PixelSize{20, 20}));
   // What is over does not come back from the scaler.
   show({40, 20});
   latest_->show(nullptr);

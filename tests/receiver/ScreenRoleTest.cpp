@@ -146,7 +146,7 @@ TEST_P(ScreenRole, ShowsAStreamWithItsPointerUntilSomebodyPressesEscape) {
   const auto greeting = main.read();
   ASSERT_FALSE(greeting.empty());
   const auto hello = Hello::decoded(ByteView(greeting).subspan(1), "screen");
-  EXPECT_EQ(PixelSize(hello->width, hello->height), kScreen);
+  EXPECT_EQ((PixelSize{hello->width, hello->height}), kScreen);
   ASSERT_TRUE(screen_->waitFor("Connecting…")) << screen_->output();
   EXPECT_TRUE(onlooker_->shows(640, 400, 0x000000)) << "black until there is a picture";
 
