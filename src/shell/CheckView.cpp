@@ -52,8 +52,9 @@ void CheckView::paintEvent(QPaintEvent* /*event*/) {
   const double used = kRing + kBoxSize + kGap;
   const QRectF words =
       mirrored ? QRectF(0, 0, width() - used, height()) : QRectF(used, 0, width() - used, height());
+  // "Left" is where lines begin: the painter knows which side that is.
   painter.drawText(
-      words, Qt::AlignVCenter | (mirrored ? Qt::AlignRight : Qt::AlignLeft) | Qt::TextSingleLine,
+      words, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
       fontMetrics().elidedText(text(), Qt::ElideRight, static_cast<int>(words.width())));
 }
 
