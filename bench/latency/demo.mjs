@@ -1,18 +1,27 @@
-// The demonstration: a private desktop gets a browser as an extra screen, without a person. Runs
-// inside scripts/desktop; ends with a report and a PNG, and with an exit code that is 0 only when
-// everything worked.
+// The demonstration, without a person: a computer gets two extra screens, a second computer with
+// the same application and a browser. Ends with a table and two PNGs, and with an exit code that is
+// 0 only when everything worked. The computers are desktops in namespaces of their own; where those
+// cannot be made there is one desktop and the browser.
 
-import { mkdirSync } from 'node:fs';
-import { dirname } from 'node:path';
+import { mkdirSync, mkdtempSync, readFileSync, rmSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { dirname, join, resolve } from 'node:path';
 import { parseArgs } from 'node:util';
 
-import { Application } from './application.mjs';
+import { Host, missing as missingHost } from '../../tests/e2e/hosts/host.mjs';
+import { Network } from '../../tests/e2e/hosts/network.mjs';
+import { Desktop } from '../../tests/e2e/support/desktop.mjs';
+import { Application, BrowserScreen } from './application.mjs';
 import { combine, measure } from './measure.mjs';
-import { endOnSignals, sleep, stopAllPrograms } from './processes.mjs';
+import { NativeScreen } from './nativeScreen.mjs';
 import { Painter } from './painter.mjs';
+import { endOnSignals, runProgram, sleep, stopAllPrograms } from './processes.mjs';
 
 const size = { width: 1920, height: 1080 };
-const caption = 'Tessaline: this is an extra screen, shown by a browser';
+const sizeText = `${size.width}x${size.height}`;
+const loads = { idle: 'small changes', motion: 'everything moves' };
+const floorFrames = 120;            // of each load
+const target = 2;                   // the native screen's median over the floor
 const leastFramesPerSecond = 5;     // a machine that does less does not show a moving picture
 const mostUnreadable = 0.05;        // share of pictures whose code was damaged
 const settle = 1500;                // ms until the painted picture is there in full quality
@@ -21,78 +30,161 @@ const { values: options } = parseArgs({
   options: {
     build: { type: 'string', default: 'build/release' },
     png: { type: 'string', default: 'build/demo.png' },
+    'native-png': { type: 'string', default: 'build/demo-native.png' },
     seconds: { type: 'string', default: '10' },
   },
 });
 
+// Commands on other computers begin elsewhere.
+options.build = resolve(options.build);
+
 const say = (text) => process.stdout.write(`    ${text}\n`);
 
-async function play(subject, load, seconds) {
-  return combine([await measure(subject, `${options.build}/painter`,
-    { load, codeEvery: 100, caption, seconds })]);
+// What one picture costs from the X server to a decoded picture, each stage measured alone.
+async function measureFloor(computer) {
+  const folder = mkdtempSync(join(tmpdir(), 'tessaline-floor.'));
+  const file = join(folder, 'stages.json');
+  try {
+    await runProgram(`${options.build}/bench_stages`,
+      ['--size', sizeText, '--frames', `${floorFrames}`, '--json', file], { computer });
+    const stages = JSON.parse(readFileSync(file, 'utf8'));
+    return Object.fromEntries(Object.keys(loads).map((load) => [load, stages[load].floorMs]));
+  } finally {
+    rmSync(folder, { recursive: true });
+  }
 }
 
-async function photograph(subject) {
-  const painter = new Painter(`${options.build}/painter`, subject.environment, subject.bounds);
+async function play(subject, caption) {
+  const results = {};
+  for (const load of Object.keys(loads)) {
+    results[load] = combine([await measure(subject, `${options.build}/painter`,
+      { load, codeEvery: 100, caption, seconds: Number(options.seconds) })]);
+  }
+  return results;
+}
+
+async function photograph(subject, caption, file) {
+  const painter = new Painter(`${options.build}/painter`, subject.computer, subject.bounds);
   painter.start('motion', { codeEvery: 1000, caption });
   try {
     await sleep(settle);
-    mkdirSync(dirname(options.png), { recursive: true });
-    await subject.page.screenshot({ path: options.png });
+    mkdirSync(dirname(file), { recursive: true });
+    await subject.photograph(file);
   } finally {
     await painter.stop();
   }
 }
 
-function report(bounds, moving, quiet) {
-  const rate = (moving.bytesPerSecond / 1e6).toFixed(2);
-  const latency = ({ shown }) => `${shown.medianMs} ms median, ${shown.p95Ms} ms 95th percentile ` +
-    `(${shown.samples} changes)`;
-  const lines = [
-    ['Picture size', `${bounds.width} × ${bounds.height} pixels`],
-    ['Frames per second', `${moving.framesPerSecond}`],
-    ['Latency, all moving', latency(moving)],
-    ['Latency, one change', latency(quiet)],
-    ['Data', `${rate} MB per second`],
-    ['Picture', options.png],
-  ];
+function report(floor, measured) {
+  const rows = [['', 'load', 'median ms', '95th percentile ms', 'times the floor', 'frames/s',
+                 'MB/s', 'changes']];
+  for (const [load, name] of Object.entries(loads)) {
+    rows.push(['the floor', name, floor[load].toFixed(1), '', '', '', '', '']);
+    for (const { title, results } of measured) {
+      const { shown, framesPerSecond, bytesPerSecond } = results[load];
+      const ratio = shown.medianMs / floor[load];
+      rows.push([title, name, `${shown.medianMs}`, `${shown.p95Ms}`, ratio.toFixed(2),
+                 `${framesPerSecond}`, (bytesPerSecond / 1e6).toFixed(2), `${shown.samples}`]);
+    }
+  }
+  const widths = rows[0].map((_, column) => Math.max(...rows.map((row) => row[column].length)));
+  const line = (row) => row.map((cell, column) => (
+    column < 2 ? cell.padEnd(widths[column]) : cell.padStart(widths[column]))).join('  ');
+  process.stdout.write(`\n${rows.map((row) => `  ${line(row)}\n`).join('')}
+  From a change on the X server of the computer to the pixels of the other computer's X server, or
+  to the canvas of the page; ${size.width} × ${size.height}, all on this machine.
+  The floor: grab, convert, encode and decode of one whole picture, each alone.\n`);
+  const native = measured.find(({ native: isNative }) => isNative);
+  for (const load of native ? Object.keys(loads) : []) {
+    const ratio = native.results[load].shown.medianMs / floor[load];
+    process.stdout.write(`  Target, ${loads[load]}: at most ${target} times the floor: ` +
+      `${ratio <= target ? 'met' : 'missed'}\n`);
+  }
   process.stdout.write('\n');
-  for (const [name, value] of lines) process.stdout.write(`  ${name.padEnd(20)} ${value}\n`);
-  process.stdout.write('\n  Latency is the time from a change on the X server to the canvas of ' +
-                       'the page.\n\n');
 }
 
-function complaints(bounds, moving, quiet) {
+function complaints({ title, bounds, results }) {
   const found = [];
   if (bounds.width !== size.width || bounds.height !== size.height) {
-    found.push('the extra screen does not have the size of the browser');
+    found.push(`${title}: the extra screen does not have the size of the device`);
   }
-  if (moving.framesPerSecond < leastFramesPerSecond) found.push('hardly any pictures arrived');
-  if (moving.unreadableShare > mostUnreadable) found.push('pictures arrived damaged');
-  if (!moving.shown.samples || !quiet.shown.samples) found.push('no change could be timed');
+  const { motion } = results;
+  if (motion.framesPerSecond < leastFramesPerSecond) found.push(`${title}: hardly any pictures`);
+  if (motion.unreadableShare > mostUnreadable) found.push(`${title}: pictures arrived damaged`);
+  for (const { shown } of Object.values(results)) {
+    if (!shown.samples) found.push(`${title}: no change could be timed`);
+  }
   return found;
 }
 
-async function run() {
-  const lacking = Application.missing(options);
-  if (lacking.length) throw new Error(`not built: ${lacking.join(', ')}`);
-  const application = new Application(options, say);
-  let problems;
+// Two computers and the cable between them, or one desktop.
+async function makeComputers() {
+  if (missingHost) {
+    say(`No second computer: ${missingHost}`);
+    const desktop = new Desktop({ size: sizeText });
+    await desktop.start();
+    return { computer: { environment: desktop.environment }, stop: () => desktop.stop() };
+  }
+  const network = new Network();
+  const [main, screen] = [new Host('desk'), new Host('living-room')];
+  const stop = async () => {
+    await Promise.allSettled([main.stop(), screen.stop()]);
+    await network.stop();
+  };
   try {
-    await application.start(size);
-    say('Something moves on the extra screen for a while…');
-    const moving = await play(application, 'motion', Number(options.seconds));
-    const quiet = await play(application, 'idle', Number(options.seconds));
-    await photograph(application);
-    report(application.bounds, moving, quiet);
-    problems = complaints(application.bounds, moving, quiet);
+    await network.start();
+    await Promise.all([main.start(network, sizeText), screen.start(network, sizeText)]);
   } catch (error) {
-    if (application.log) process.stderr.write(`${application.log}\n`);
+    await stop();
+    throw error;
+  }
+  const computer = { environment: main.desktop.environment, within: main.within };
+  return { computer, screen, stop };
+}
+
+async function run() {
+  const lacking = [...Application.missing(options), ...NativeScreen.missing(options)];
+  if (lacking.length) throw new Error(`not built: ${lacking.join(', ')}`);
+  const { computer, screen, stop } = await makeComputers();
+  const application = new Application({ ...options, computer });
+  const shows = [];
+  const problems = [];
+  try {
+    say('Measuring what the stages cost by themselves…');
+    const floor = await measureFloor(computer);
+    const { link } = await application.launch({ mode: 'main' });
+    say(`Tessaline is running. Its link: ${link}`);
+    if (screen) {
+      shows.push({ subject: new NativeScreen(options, application, screen, say), native: true,
+                   title: 'a second computer', png: options['native-png'] });
+    }
+    shows.push({ subject: new BrowserScreen(application, say), title: 'a browser',
+                 png: options.png });
+    for (const { subject } of shows) await subject.start(size);
+    say(`Extra screens: ${shows.map(({ title, subject: { bounds } }) => (
+      `${title}, ${bounds.width} × ${bounds.height}`)).join('; ')}. Something moves on them…`);
+    for (const show of shows) {
+      const caption = `Tessaline: this is an extra screen, shown by ${show.title}`;
+      show.results = await play(show.subject, caption);
+      await photograph(show.subject, caption, show.png);
+      say(`What ${show.title} shows: ${show.png}`);
+      problems.push(...complaints({ ...show, bounds: show.subject.bounds }));
+    }
+    report(floor, shows);
+  } catch (error) {
+    for (const { log } of [application, ...shows.map(({ subject }) => subject.screen ?? {})]) {
+      if (log) process.stderr.write(`${log}\n`);
+    }
     throw error;
   } finally {
-    const clean = await application.stop();
+    for (const { subject } of shows) {
+      if (await subject.stop() === false) problems.push('the other computer did not end cleanly');
+    }
+    if (!await application.stop()) problems.push('the application did not end cleanly');
+    const left = (await application.monitors().catch(() => new Map())).size;
+    if (left > 1) problems.push('a display was left behind');
     await stopAllPrograms();
-    if (!clean) problems?.push('the application did not end cleanly');
+    await stop();
   }
   if (problems.length) throw new Error(problems.join('; '));
   say('Everything that was started has ended.');

@@ -7,7 +7,7 @@
 import { writeFileSync } from 'node:fs';
 import { parseArgs } from 'node:util';
 
-import { Application } from './application.mjs';
+import { ApplicationWithBrowser } from './application.mjs';
 import { combine, measure } from './measure.mjs';
 import { endOnSignals, stopAllPrograms } from './processes.mjs';
 import { OwnServer, ScrapingServer, X11vncServer } from './vncServer.mjs';
@@ -16,7 +16,7 @@ const size = { width: 1920, height: 1080 };
 const codeEvery = { still: 1000, idle: 250, text: 100, motion: 100 };  // ms
 const stillSeconds = 12;  // processor time has a resolution of 10 ms
 const subjectKinds = {
-  application: Application, vnc: OwnServer, 'vnc-x0': ScrapingServer, 'vnc-x11': X11vncServer,
+  application: ApplicationWithBrowser, vnc: OwnServer, 'vnc-x0': ScrapingServer, 'vnc-x11': X11vncServer,
 };
 
 const { values: options } = parseArgs({

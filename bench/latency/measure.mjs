@@ -6,7 +6,7 @@ import { summary } from './statistics.mjs';
 const warmUp = 1500;     // ms from the start of a load until looking: rate control has settled
 const lastChance = 500;  // ms: a code painted later than this before the end may show after it
 
-// How long each code took from the X server to the page's canvas. Two views:
+// How long each code took from the X server to being seen. Two views:
 // "shown": codes that appeared, from being painted to being seen;
 // "ages": every code, until it or a newer one was seen, so that skipped pictures count too.
 function latencies(marks, probe, from, to) {
@@ -26,22 +26,22 @@ function latencies(marks, probe, from, to) {
   return { shown, ages };
 }
 
-// One stretch of one load on a subject, which has an `environment` that names its display, the
-// `bounds` of the picture there, a `page`, `processIds()`, and `check()`, which throws when it has
-// stopped working.
+// One stretch of one load on a subject, which has the `computer` that it lends a screen to, the
+// `bounds` of the picture there, a `watcher` that sees where the picture arrives, `processIds()`,
+// and `check()`, which throws when it has stopped working.
 export async function measure(subject, painterProgram, { load, codeEvery, caption, seconds }) {
-  const painter = new Painter(painterProgram, subject.environment, subject.bounds);
+  const painter = new Painter(painterProgram, subject.computer, subject.bounds);
   painter.start(load, { codeEvery, caption });
   try {
     await sleep(warmUp);
-    await subject.page.evaluate(() => window.tessalineProbe.start());
+    await subject.watcher.start();
     const from = Date.now();
     const cpuBefore = cpuSeconds(subject.processIds());
     await sleep(seconds * 1000);
     const cpu = cpuSeconds(subject.processIds()) - cpuBefore;
     const to = Date.now();
     await subject.check();
-    const probe = await subject.page.evaluate(() => window.tessalineProbe.take());
+    const probe = await subject.watcher.take();
     const took = (to - from) / 1000;
     return {
       ...latencies(painter.marks, probe, from, to),

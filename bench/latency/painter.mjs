@@ -2,12 +2,12 @@ import { runProgram, startProgram, stopProgram } from './processes.mjs';
 
 const geometry = ({ width, height, x, y }) => `${width}x${height}+${x}+${y}`;
 
-// The painter's program on one rectangle of one display. `marks` maps each painted counter to the
+// The painter's program on one rectangle of one computer's desktop. `marks` maps each painted counter to the
 // wall-clock milliseconds right before it was painted.
 export class Painter {
-  constructor(program, environment, bounds) {
+  constructor(program, computer, bounds) {
     this.program = program;
-    this.environment = environment;
+    this.computer = computer;
     this.bounds = bounds;
     this.marks = new Map();
     this.roundTrips = [];  // ms from before to after, what the time of painting is unsure by
@@ -17,7 +17,7 @@ export class Painter {
     const args = ['--geometry', geometry(this.bounds), '--load', load, '--caption', caption,
                   '--code-every', String(codeEvery)];
     this.running = startProgram(this.program, args, {
-      env: this.environment,
+      computer: this.computer,
       lines: (line) => {
         const [word, counter, before, after] = line.split(' ');
         if (word !== 'code') return;
@@ -33,9 +33,9 @@ export class Painter {
     if (failure) throw new Error(`the painter failed: ${failure}`);
   }
 
-  // The monitors of an X display, by name.
-  static async monitors(program, environment) {
-    const printed = await runProgram(program, ['--list'], { env: environment });
+  // The monitors of a computer, by name.
+  static async monitors(program, computer) {
+    const printed = await runProgram(program, ['--list'], { computer });
     return new Map(printed.split('\n').filter(Boolean).map((line) => {
       const [name, ...numbers] = line.split(' ');
       const [x, y, width, height] = numbers.map(Number);

@@ -7,10 +7,13 @@ const endPatience = 5000;  // ms from a polite request to end to an impolite one
 const running = new Set();
 
 // A program that ends with this one. `lines` receives what it prints on standard output; what it
-// prints on standard error is kept for the message when it fails.
-export function startProgram(command, args, { env = {}, lines, input = 'ignore' } = {}) {
-  const child = spawn(command, args, {
-    env: { ...process.env, ...env },
+// prints on standard error is kept for the message when it fails. `computer` says where it runs:
+// the environment there, and the words before a command that lead it there.
+export function startProgram(command, args, { computer = {}, env = {}, lines,
+                                              input = 'ignore' } = {}) {
+  const [file, ...words] = [...computer.within ?? [], command, ...args];
+  const child = spawn(file, words, {
+    env: { ...process.env, ...computer.environment, ...env },
     stdio: [input, 'pipe', 'pipe'],
   });
   const program = { child, name: command.split('/').pop(), errors: '', ended: false };

@@ -9,7 +9,7 @@ const pageFolder = '/usr/share/novnc';
 const desktopScript = join(dirname(fileURLToPath(import.meta.url)), '../../scripts/desktop');
 
 // The baseline: a VNC server behind websockify, and noVNC with its default quality in the browser.
-// Each subclass starts one server and knows the environment for clients of its display.
+// Each subclass starts one server and knows the computer for clients of its display.
 class VncServer {
   // What is not installed, by its Debian package.
   static missing() {
@@ -30,7 +30,7 @@ class VncServer {
     const address = `http://127.0.0.1:${webPort}/vnc.html`;
     await waitFor('the start of websockify', async () => (await fetch(address)).ok);
 
-    ({ browser: this.browser, page: this.page } = await openBrowser(size));
+    ({ browser: this.browser, page: this.page, watcher: this.watcher } = await openBrowser(size));
     await this.page.goto(`${address}?autoconnect=1&resize=off&reconnect=0`);
     await this.page.waitForSelector('#noVNC_container canvas', { state: 'visible' });
   }
@@ -70,7 +70,7 @@ export class OwnServer extends VncServer {
       '-rfbport', String(port), '-localhost', '-SecurityTypes', 'None', '-nolisten', 'tcp',
     ], { lines: (line) => { display ||= line.trim(); } });
     await waitFor('the start of Xtigervnc', () => display);
-    this.environment = { DISPLAY: `:${display}` };
+    this.computer = { environment: { DISPLAY: `:${display}` } };
   }
 }
 
@@ -84,7 +84,7 @@ class GrabbingServer extends VncServer {
       { lines: (line) => { answer ||= line; } });
     await waitFor('the start of a private desktop', () => answer);
     const [DISPLAY, XAUTHORITY] = answer.split(' ');
-    this.environment = { DISPLAY, XAUTHORITY };
+    this.computer = { environment: { DISPLAY, XAUTHORITY } };
     this.startGrabber(port);
   }
 }
@@ -95,7 +95,7 @@ export class ScrapingServer extends GrabbingServer {
 
   startGrabber(port) {
     this.run('X0tigervnc', ['-rfbport', String(port), '-localhost',
-                            '-SecurityTypes', 'None'], { env: this.environment });
+                            '-SecurityTypes', 'None'], { computer: this.computer });
   }
 }
 
@@ -106,6 +106,6 @@ export class X11vncServer extends GrabbingServer {
   startGrabber(port) {
     this.run('x11vnc', ['-rfbport', String(port), '-localhost', '-nopw',
                         '-forever', '-shared', '-quiet', '-noxrecord'],
-      { env: this.environment });
+      { computer: this.computer });
   }
 }

@@ -14,6 +14,14 @@ PaintedCode::PaintedCode(std::uint32_t counter) {
   put(0b01, 2);
 }
 
+std::optional<std::uint32_t> PaintedCode::read(const std::array<bool, kCells>& cells) {
+  std::uint32_t value = 0;
+  for (const bool white : cells) value = (value << 1) | (white ? 1U : 0U);
+  const std::uint32_t counter = (value >> 10) & kCounterMask;
+  if (PaintedCode(counter).cells() != cells) return std::nullopt;
+  return counter;
+}
+
 std::uint8_t PaintedCode::checksum(std::uint32_t counter) {
   std::uint32_t crc = 0x5A;
   for (const int shift : {16, 8, 0}) {

@@ -2,13 +2,14 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 
 namespace tessaline::bench {
 
 /// A counter as a row of black and white cells, for a machine that looks at a picture of it. Each
 /// cell is one macroblock of a video encoder when the row starts at a multiple of 16, so that a
 /// lossy picture still reads: two framing cells (white, black), 20 bits of counter, 8 bits of
-/// checksum, two framing cells (black, white). `bench/latency/readCode.mjs` reads it.
+/// checksum, two framing cells (black, white). `bench/latency/pageProbe.mjs` reads it in a browser.
 class PaintedCode {
  public:
   static constexpr int kCells = 32;
@@ -18,6 +19,9 @@ class PaintedCode {
 
   /// Only the low 20 bits of `counter` are shown.
   explicit PaintedCode(std::uint32_t counter);
+
+  /// The counter that these cells show, nothing when they are not a code.
+  [[nodiscard]] static std::optional<std::uint32_t> read(const std::array<bool, kCells>& cells);
 
   /// True for a white cell, leftmost first.
   [[nodiscard]] const std::array<bool, kCells>& cells() const { return cells_; }
