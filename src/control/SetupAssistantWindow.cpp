@@ -78,7 +78,8 @@ void SetupAssistantWindow::addFoot(QVBoxLayout& column) {
   row->setContentsMargins(2, 6, 0, 0);
   row->addWidget(openAtLogin_);
   row->addStretch();
-  row->addWidget(button(&SetupAssistant::done, true));
+  done_ = button(&SetupAssistant::done, true);
+  row->addWidget(done_);
   column.addLayout(row);
 }
 
@@ -117,6 +118,8 @@ void SetupAssistantWindow::renderSteps() {
 void SetupAssistantWindow::showEvent(QShowEvent* event) {
   CentredWindow::showEvent(event);
   refresh();
+  // Whoever presses Return on a fresh window does not mean to give up the main role.
+  done_->setFocus();
   timer_.start(kInterval, this);
 }
 

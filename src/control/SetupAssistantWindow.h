@@ -44,6 +44,7 @@ class SetupAssistantWindow final : public CentredWindow {
   std::vector<StepView*> steps_;
   CheckView* openAtLogin_ = nullptr;
   TextView* switchQuestion_ = nullptr;
+  ButtonView* done_ = nullptr;
   QBasicTimer timer_;
 };
 

@@ -10,8 +10,9 @@ void UnprovenLinks::add(const std::shared_ptr<ScreenLink>& link) {
   entries_.push_back({link, main_->after(kMaximumAge, [link] { link->stop(); })});
 }
 
-void UnprovenLinks::remove(const ScreenLink& link) {
-  std::erase_if(entries_, [&link](const Entry& entry) { return entry.link.get() == &link; });
+bool UnprovenLinks::remove(const ScreenLink& link) {
+  return std::erase_if(entries_,
+                       [&link](const Entry& entry) { return entry.link.get() == &link; }) > 0;
 }
 
 }  // namespace tessaline

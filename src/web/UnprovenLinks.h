@@ -19,8 +19,8 @@ class UnprovenLinks {
   explicit UnprovenLinks(std::shared_ptr<Queue> main) : main_(std::move(main)) {}
 
   void add(const std::shared_ptr<ScreenLink>& link);
-  /// The link has shown the key, or it has ended.
-  void remove(const ScreenLink& link);
+  /// The link has shown the key, or it has ended. True when it was here.
+  bool remove(const ScreenLink& link);
 
  private:
   struct Entry {

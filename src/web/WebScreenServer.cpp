@@ -160,6 +160,7 @@ void WebScreenServer::accept(std::shared_ptr<platform::WebSocketConnection> conn
 void WebScreenServer::approve(const Hello& hello, const std::shared_ptr<WebLink>& link,
                               const std::function<void(bool)>& completion) {
   if (!hello.key || hello.key->empty() || !sameSecret(*hello.key, key_)) {
+    strangers_.write("refused " + hello.deviceName + ": its link is out of date");
     completion(false);
     return;
   }
@@ -172,8 +173,8 @@ void WebScreenServer::approve(const Hello& hello, const std::shared_ptr<WebLink>
 }
 
 void WebScreenServer::ended(const Session& session, const std::optional<std::string>& reason) {
-  if (reason) endings_.write(session.name() + ": " + *reason);
-  unproven_->remove(session.link());
+  const bool stranger = unproven_->remove(session.link());
+  if (reason && !stranger) log(session.name() + ": " + *reason);
   std::erase_if(sessions_, [&](const auto& entry) { return entry.get() == &session; });
   changed();
 }

@@ -81,7 +81,7 @@ class WebScreenServer {
   // The listeners, touched on "tessaline.webserver" only.
   struct Listeners;
   std::shared_ptr<Listeners> listeners_;
-  LimitedLog endings_;  // anybody can have a session refused, again and again
+  LimitedLog strangers_;  // anybody can be refused, again and again
   Observers observers_;
   const std::shared_ptr<WebScreenServer*> self_;  // what callbacks hold weakly, main queue only
 };

@@ -1,7 +1,9 @@
 // A device that opens the application's page in a browser, and what a person sees there.
 import { waitFor } from './programs.mjs';
 
-export const type = { params: 1, frame: 2, bye: 4, cursorPos: 6, cursorShape: 7, denied: 8 };
+export const type = {
+  params: 1, frame: 2, bye: 4, cursorPos: 6, cursorShape: 7, denied: 8, textFocus: 9,
+};
 
 export class Visitor {
   errors = [];
