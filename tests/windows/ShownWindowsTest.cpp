@@ -139,9 +139,9 @@ TEST_F(ShownWindows, TheSetupAssistantKeepsUpAndWorksByKeyboard) {
   })) << "the window looks again once a second";
   pressEverything(window);
   EXPECT_EQ(done_,
-            "Anna's iMac|The R&B room's rather long computer name 01|Make it smooth|"
-            "Switch to extra screen|no login|Done|settings|")
-      << "from where the keyboard was, around to the button that came";
+            "Done|settings|Anna's iMac|The R&B room's rather long computer name 01|"
+            "Make it smooth|Switch to extra screen|no login|")
+      << "from what a Return on the fresh window means, around to the button that came";
 }
 
 TEST_F(ShownWindows, TheMenuAsAWindowUnfoldsAndActsByKeyboard) {
