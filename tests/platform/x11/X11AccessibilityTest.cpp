@@ -1,5 +1,6 @@
 #include <csignal>
 #include <filesystem>
+#include <thread>
 
 #include "platform/x11/X11Fixture.h"
 #include "support/Program.h"
@@ -42,7 +43,12 @@ TEST_F(X11AccessibilityTest, KnowsTheTextFieldOfARealProgramEvenOfOneThatHangs) 
                         {"DISPLAY=" + server_->display(), "QT_QPA_PLATFORM=xcb"},
                         test::Program::Terminal::pseudo);
   ASSERT_TRUE(program.waitFor("shown")) << program.output();
-  program.write("field\n");
+  // Accessibility comes up in its own time, and until then no program tells what gets the focus.
+  EXPECT_TRUE(eventually([&] {
+    program.write("button\nfield\n");
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    return focused().has_value();
+  }));
   EXPECT_TRUE(textFieldAt(PixelRect{200, 100, 300, 200}));
   program.write("move\n");
   EXPECT_TRUE(textFieldAt(PixelRect{700, 300, 300, 200})) << "its window moved";
