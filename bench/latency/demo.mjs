@@ -20,7 +20,7 @@ import { endOnSignals, runProgram, sleep, stopAllPrograms } from './processes.mj
 const size = { width: 1920, height: 1080 };
 const sizeText = `${size.width}x${size.height}`;
 const loads = { idle: 'small changes', motion: 'everything moves' };
-const floorFrames = 120;            // of each load
+const floorFrames = 180;            // of each load
 const target = 2;                   // the native screen's median over the floor
 const leastFramesPerSecond = 5;     // a machine that does less does not show a moving picture
 const mostUnreadable = 0.05;        // share of pictures whose code was damaged
@@ -40,32 +40,31 @@ options.build = resolve(options.build);
 
 const say = (text) => process.stdout.write(`    ${text}\n`);
 
-// What one picture costs from the X server to a decoded picture, each stage measured alone.
-async function measureFloor(computer) {
+// What one picture costs from the X server to a decoded picture, in ms, each stage measured alone.
+async function measureFloor(computer, load) {
   const folder = mkdtempSync(join(tmpdir(), 'tessaline-floor.'));
   const file = join(folder, 'stages.json');
   try {
     await runProgram(`${options.build}/bench_stages`,
-      ['--size', sizeText, '--frames', `${floorFrames}`, '--json', file], { computer });
-    const stages = JSON.parse(readFileSync(file, 'utf8'));
-    return Object.fromEntries(Object.keys(loads).map((load) => [load, stages[load].floorMs]));
+      ['--size', sizeText, '--frames', `${floorFrames}`, '--load', load, '--json', file],
+      { computer });
+    return JSON.parse(readFileSync(file, 'utf8'))[load].floorMs;
   } finally {
     rmSync(folder, { recursive: true });
   }
 }
 
-async function play(subject, caption) {
-  const results = {};
-  for (const load of Object.keys(loads)) {
-    results[load] = combine([await measure(subject, `${options.build}/painter`,
-      { load, codeEvery: 100, caption, seconds: Number(options.seconds) })]);
-  }
-  return results;
+const captionOf = ({ title }) => `Tessaline: this is an extra screen, shown by ${title}`;
+
+async function play(show, load) {
+  return combine([await measure(show.subject, `${options.build}/painter`,
+    { load, codeEvery: 100, caption: captionOf(show), seconds: Number(options.seconds) })]);
 }
 
-async function photograph(subject, caption, file) {
+async function photograph(show) {
+  const { subject, png: file } = show;
   const painter = new Painter(`${options.build}/painter`, subject.computer, subject.bounds);
-  painter.start('motion', { codeEvery: 1000, caption });
+  painter.start('motion', { codeEvery: 1000, caption: captionOf(show) });
   try {
     await sleep(settle);
     mkdirSync(dirname(file), { recursive: true });
@@ -150,8 +149,6 @@ async function run() {
   const shows = [];
   const problems = [];
   try {
-    say('Measuring what the stages cost by themselves…');
-    const floor = await measureFloor(computer);
     const { link } = await application.launch({ mode: 'main' });
     say(`Tessaline is running. Its link: ${link}`);
     if (screen) {
@@ -162,11 +159,16 @@ async function run() {
                  png: options.png });
     for (const { subject } of shows) await subject.start(size);
     say(`Extra screens: ${shows.map(({ title, subject: { bounds } }) => (
-      `${title}, ${bounds.width} × ${bounds.height}`)).join('; ')}. Something moves on them…`);
+      `${title}, ${bounds.width} × ${bounds.height}`)).join('; ')}.`);
+    const floor = {};
+    for (const load of Object.keys(loads)) {
+      // Right before what is compared with it: a machine is not equally busy all the time.
+      say(`What the stages cost by themselves, and the way as a whole: ${loads[load]}…`);
+      floor[load] = await measureFloor(computer, load);
+      for (const show of shows) (show.results ??= {})[load] = await play(show, load);
+    }
     for (const show of shows) {
-      const caption = `Tessaline: this is an extra screen, shown by ${show.title}`;
-      show.results = await play(show.subject, caption);
-      await photograph(show.subject, caption, show.png);
+      await photograph(show);
       say(`What ${show.title} shows: ${show.png}`);
       problems.push(...complaints({ ...show, bounds: show.subject.bounds }));
     }

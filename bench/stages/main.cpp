@@ -1,7 +1,7 @@
 // Prints what each stage from the X server's pixels to a decoded picture costs on DISPLAY, which
 // should be a private one: the painter covers it.
 //
-//   bench_stages [--size WxH] [--frames N] [--json FILE]
+//   bench_stages [--size WxH] [--frames N] [--load NAME] [--json FILE]
 
 #include <algorithm>
 #include <array>
@@ -30,6 +30,7 @@ constexpr std::array kStages = {Stages::kGrabPart,     Stages::kConvertPart, Sta
 struct CommandLine {
   PixelSize size{1920, 1080};
   int frames = 240;
+  std::string load;  ///< one of kLoads; empty: all of them
   std::string json;
 };
 
@@ -56,6 +57,9 @@ bool parse(int argc, char** argv, CommandLine& line) {
       if (std::sscanf(value, "%dx%d", &line.size.width, &line.size.height) != 2) return false;
     } else if (option == "--frames") {
       if (std::sscanf(value, "%d", &line.frames) != 1 || line.frames < 1) return false;
+    } else if (option == "--load") {
+      line.load = value;
+      if (std::ranges::find(kLoads, line.load) == kLoads.end()) return false;
     } else if (option == "--json") {
       line.json = value;
     } else {
@@ -92,6 +96,7 @@ int measure(const CommandLine& line) {
   AsioQueues queues;
   std::string json;
   for (const char* load : kLoads) {
+    if (!line.load.empty() && line.load != load) continue;
     const PainterProcess painter(load, {0, 0, line.size.width, line.size.height});
     auto stages = Stages::prepare(queues, line.size);
     if (!painter.running() || !stages) {
@@ -117,7 +122,8 @@ int measure(const CommandLine& line) {
 int main(int argc, char** argv) {
   CommandLine line;
   if (!parse(argc, argv, line)) {
-    std::fputs("usage: bench_stages [--size WxH] [--frames N] [--json FILE]\n", stderr);
+    std::fputs("usage: bench_stages [--size WxH] [--frames N] [--load NAME] [--json FILE]\n",
+               stderr);
     return 2;
   }
   return measure(line);
