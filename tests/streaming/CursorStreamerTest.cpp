@@ -78,16 +78,6 @@ TEST_F(CursorStreamerTest, AComputersPointerTravelsInDatagrams) {
   EXPECT_EQ(network_.datagrams.back()[2], 0);
 }
 
-TEST_F(CursorStreamerTest, WithoutAnAddressNothingIsSent) {
-  link_->inlinePointer = false;
-  link_->host.reset();
-  show(1, {1});
-  start();
-  queues_.advance(1s);
-  EXPECT_TRUE(network_.datagrams.empty());
-  EXPECT_TRUE(link_->sent.empty());
-}
-
 TEST_F(CursorStreamerTest, SendsAnImageOnceAndAgainUntilTheLinkTakesIt) {
   show(1, {0x89, 1});
   link_->accepting = false;

@@ -50,14 +50,6 @@ TEST_F(LinkTiming, AScreenThatNeverAnswersIsGivenUpAfterFiveSeconds) {
   EXPECT_FALSE(link_->send(Proto::ping));
 }
 
-TEST_F(LinkTiming, AConnectionThatWaitsIsGivenUpAtOnce) {
-  connection_->denied = true;
-  connection_->report(ConnectionState::waiting);
-  queues_.run();
-  EXPECT_TRUE(link_->localNetworkDenied());
-  EXPECT_EQ(closes_, 1);
-}
-
 TEST_F(LinkTiming, ClosesOnceWhateverIsReported) {
   connection_->report(ConnectionState::ready);
   queues_.advance(10s);
