@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <thread>
-
 #include "Loopback.h"
 
 namespace tessaline::platform::test {
@@ -84,7 +82,7 @@ TEST_F(TcpConnectionTest, BacklogOfASlowReaderStaysInTheProcessAndIsReleasedByCa
   asio::read(peer, asio::buffer(some));
   EXPECT_TRUE(server->wait([&] { return server->taken > some.size() - 100'000; }));
 
-  std::thread([&] { server->connection->cancel(); }).join();
+  server->connection->cancel();
   server->connection->cancel();
   EXPECT_TRUE(server->answeredInOrder());
   EXPECT_THAT(server->answers.back(), Pair(199, false));
@@ -101,29 +99,6 @@ TEST_F(TcpConnectionTest, BacklogOfASlowReaderStaysInTheProcessAndIsReleasedByCa
   EXPECT_TRUE(server->answeredInOrder());
   EXPECT_THAT(server->answers.back(), Pair(200, false));
   EXPECT_TRUE(receive(*server, 1, 10).failed);
-}
-
-TEST_F(TcpConnectionTest, FinishDeliversTheAnswerToAPeerThatSendsMoreThanIsRead) {
-  const auto listener = listen();
-  const auto request = pattern(500'000);
-  const auto answer = pattern(50'000);
-  auto peer = client(*listener);
-  const auto server = accepted();
-  asio::write(peer, asio::buffer(*request));
-  EXPECT_GE(receive(*server, 1, 65'536).bytes.size(), 1U);
-  server->send({answer});
-  server->connection->queue()->sync([&] { server->connection->finish(); });
-  server->connection.reset();  // finishing needs no owner
-  EXPECT_TRUE(server->wait([&] { return server->taken == answer->size(); }));
-  // Everything is written and the end is sent; what still comes is no reason for a reset.
-  error_code error;
-  asio::write(peer, asio::buffer(*request), error);
-  EXPECT_FALSE(error) << error.message();
-  EXPECT_TRUE(readToEnd(peer, error) == *answer);
-  EXPECT_EQ(error, asio::error::eof);
-  EXPECT_NE(server->states.back(), State::cancelled);
-  peer.close();
-  EXPECT_TRUE(server->reached(State::cancelled));
 }
 
 TEST_F(TcpConnectionTest, FinishGivesUpOnAPeerThatNeverStopsSending) {
@@ -147,7 +122,8 @@ TEST_F(TcpConnectionTest, PeersThatCloseAndResetAreToldApart) {
     asio::write(peer, asio::buffer(*pattern(14)));
     EXPECT_EQ(receive(*server, 10, 10).bytes.size(), 10U);
     peer.shutdown(tcp::socket::shutdown_send);
-    const auto rest = receive(*server, 10, 10);
+    // Were the announced buffer made at once, this would ask for more memory than there is.
+    const auto rest = receive(*server, std::size_t{1} << 46, std::size_t{1} << 46);
     EXPECT_TRUE(rest.complete && !rest.failed);
     EXPECT_EQ(rest.bytes.size(), 4U);
     server->send({pattern(6)});  // only one direction has ended
@@ -166,18 +142,6 @@ TEST_F(TcpConnectionTest, PeersThatCloseAndResetAreToldApart) {
   EXPECT_THAT(server->states, ElementsAre(State::preparing, State::ready, State::failed));
 }
 
-TEST_F(TcpConnectionTest, AnnouncedSizesCostNothing) {
-  const auto listener = listen();
-  auto peer = client(*listener);
-  const auto server = accepted();
-  asio::write(peer, asio::buffer(*pattern(1000)));
-  peer.shutdown(tcp::socket::shutdown_send);
-  // Were the buffer made at once, this would ask for more memory than there is.
-  const auto received = receive(*server, std::size_t{1} << 46, std::size_t{1} << 46);
-  EXPECT_EQ(received.bytes, *pattern(1000));
-  EXPECT_TRUE(received.complete);
-}
-
 TEST_F(TcpConnectionTest, UnreachablePeersLeaveTheConnectionWaiting) {
   tcp::acceptor closed(context_, {asio::ip::address_v4::loopback(), 0});
   const auto port = closed.local_endpoint().port();
@@ -191,14 +155,6 @@ TEST_F(TcpConnectionTest, UnreachablePeersLeaveTheConnectionWaiting) {
     EXPECT_TRUE(link->answeredInOrder());
     EXPECT_THAT(link->answers, Each(Pair(0, false)));
   }
-}
-
-TEST_F(TcpConnectionTest, EveryAddressOfANameIsTried) {
-  tcp::acceptor onlyIPv4(context_, {asio::ip::address_v4::loopback(), 0});
-  const auto link = dial({"localhost", onlyIPv4.local_endpoint().port()});
-  auto peer = onlyIPv4.accept();
-  EXPECT_TRUE(link->reached(State::ready));
-  EXPECT_EQ(link->connection->remoteEndpoint()->host, "127.0.0.1");
 }
 
 TEST_F(TcpConnectionTest, AnEndOrALostOwnerReleasesHandlersAndSocket) {
@@ -222,15 +178,6 @@ TEST_F(TcpConnectionTest, AnEndOrALostOwnerReleasesHandlersAndSocket) {
     for (int i = 0; i < 1000 && !lives.expired(); ++i) queue->sync([] {});
     EXPECT_TRUE(lives.expired());
   }
-}
-
-TEST_F(TcpConnectionTest, AConnectionCancelledBeforeItsStartSaysSo) {
-  const auto owner = std::make_shared<Stream>();
-  owner->connection = network_->connect({"127.0.0.1", 9}, queues_.serial("link"));
-  owner->connection->cancel();
-  owner->start();
-  EXPECT_TRUE(owner->reached(State::cancelled));
-  EXPECT_THAT(owner->states, ElementsAre(State::cancelled));
 }
 
 }  // namespace
