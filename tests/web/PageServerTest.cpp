@@ -7,7 +7,6 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
-#include <list>
 
 #include "base/AsioQueue.h"
 #include "platform/common/net/AsioNetwork.h"
@@ -79,16 +78,6 @@ TEST_F(PageServerTest, AnswersClientsThatSendMoreThanItReads) {
   auto socket = connect();
   asio::write(socket, asio::buffer("GET / HTTP/1.1\r\nX: " + std::string(400'000, 'x')));
   EXPECT_EQ(readAll(socket), WebPage::response("GET / "));
-}
-
-TEST_F(PageServerTest, SilentCrowdsNeverKeepTheNewestOut) {
-  std::list<asio::ip::tcp::socket> silent;
-  for (int i = 0; i < 400; ++i) silent.push_back(connect());
-  auto socket = connect();
-  asio::write(socket, asio::buffer(std::string("GET /version HTTP/1.1\r\n\r\n")));
-  EXPECT_EQ(body(readAll(socket)), WebPage::version());
-  // The oldest went to make room.
-  EXPECT_EQ(readAll(silent.front()), "");
 }
 
 }  // namespace

@@ -53,31 +53,23 @@ TEST_F(TouchInputTest, DoesWhatMessagesSayAndNothingForThoseThatSayNothing) {
     Events expected;
   } cases[] = {
       {R"({"t":"tap","x":0.25,"y":0.5})", tapAt("1200,400")},
-      {R"({"t":"tap"})", tapAt("1400,400")},
       {R"({"t":"tap","x":"0.1","y":null})", tapAt("1400,400")},
       {R"({"t":"tap","x":1,"y":1})", tapAt("1799,699")},
       {R"({"t":"tap","x":-3e200,"y":1e308})", tapAt("1000,699")},
       {R"({"t":"double","x":0,"y":0})",
        at("1000,100", {"left down 1 @1000,100", "left up 1 @1000,100", "left down 2 @1000,100",
                        "left up 2 @1000,100"})},
-      {R"({"t":"right","x":0,"y":0})",
-       at("1000,100", {"right down 1 @1000,100", "right up 1 @1000,100"})},
       {R"({"t":"scroll","dx":-0.6,"dy":2.4})", at("1400,400", {"scroll -1 2"})},
       {R"({"t":"scroll","dx":2.5,"dy":-2.5})", at("1400,400", {"scroll 3 -3"})},
       {R"({"t":"scroll","dy":2147483647.4})", at("1400,400", {"scroll 0 2147483647"})},
       {R"({"t":"scroll","dy":2147483647.5})", {}},
       {R"({"t":"scroll","dx":-1e300,"dy":1})", {}},
-      {R"({"t":"zoom","dir":"in","x":0,"y":0})", at("1000,100", {"zoom in"})},
       {R"({"t":"zoom","dir":7})", at("1400,400", {"zoom out"})},
-      {R"({"t":"text","s":"aé👍"})", {"text aé👍"}},
-      {R"({"t":"text","s":""})", {}},
       {R"({"t":"text","s":12})", {}},
       {R"({"t":"key","k":"Enter"})", {"key 36 down", "key 36 up"}},
-      {R"({"t":"key","k":"ArrowUp"})", {"key 126 down", "key 126 up"}},
       {R"({"t":"key","k":"F1"})", {}},
       {R"({"t":"key"})", {}},
       {R"({"t":"drag","x":0,"y":0})", {}},
-      {R"({"t":5})", {}},
       {R"({})", {}},
   };
   for (const auto& c : cases) EXPECT_EQ(eventsOf(c.message), c.expected) << c.message;
@@ -146,7 +138,6 @@ TEST_F(TouchInputTest, FindsTheFocusedTextFieldOnItsDisplayOnly) {
     std::optional<UnitRect> found;
   } cases[] = {
       {Role::textField, false, onIt, expected},
-      {Role::comboBox, true, onIt, expected},
       {Role::other, true, onIt, expected},
       {Role::other, false, onIt, std::nullopt},
       {Role::textArea, true, {500, 250, 900, 30}, std::nullopt},  // its middle lies left of it

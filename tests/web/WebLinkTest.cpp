@@ -57,7 +57,6 @@ TEST_F(WebLinkTest, ReadsWhatABrowserSaysOfItself) {
   EXPECT_EQ(phone.key, "abc");
   EXPECT_EQ(phone.deviceID, "1-2-3-4");
   EXPECT_EQ(phone.deviceName, "iPhone");
-  EXPECT_EQ(phone.sizeMM, SizeMM());
   EXPECT_EQ(helloFrom(R"({"w":1,"h":2,"scale":2,"key":7,"id":8,"name":9})").scale, 2);
   EXPECT_FALSE(hellos_[0].key);
   EXPECT_EQ(hellos_[0].deviceID, "");

@@ -42,17 +42,6 @@ class WebScreenServerTest : public testing::Test {
       SessionServices{queues_, desktop_, coding_, network_}, defaults_, approved_);
 };
 
-TEST_F(WebScreenServerTest, TheLinkCarriesAKeyThatSurvivesRestarts) {
-  const std::string key = server_->key();
-  EXPECT_EQ(key.size(), 20U);
-  EXPECT_EQ(key.find_first_not_of("abcdefghjkmnpqrstuvwxyz23456789"), std::string::npos);
-  EXPECT_EQ(server_->url(), "http://192.0.2.1:7790/#k=" + key);
-  network_.address.reset();
-  EXPECT_EQ(server_->url(), "http://localhost:7790/#k=" + key);
-  const WebScreenServer next({queues_, desktop_, coding_, network_}, defaults_, approved_);
-  EXPECT_EQ(next.key(), key);
-}
-
 /// Takes any bundle whose password is "good".
 struct Security final : platform::TransportSecurity {
   struct Identity final : platform::TransportIdentity {};
@@ -77,22 +66,15 @@ TEST_F(WebScreenServerTest, ANewCertificateIsTakenUpWhileSessionsGoOn) {
   server_->start();
   queues_.run();
   EXPECT_FALSE(network_.identity);
-  EXPECT_EQ(server_->url().find("http://192.0.2.1:7790/#k="), 0U);
   approved_.add("i", "iPad");
   const auto screen = browse();
   hello(*screen, server_->key());
 
   put(tls.p12(), "bundle");
   put(tls.password(), " good\n");
-  int announced = 0;
-  const auto observer = server_->observe([&] { ++announced; });
   server_->reloadTLS();
-  EXPECT_EQ(announced, 1);
   EXPECT_TRUE(server_->encrypted());
   EXPECT_EQ(server_->url().find("http://192.0.2.1"), 0U) << "it has no name yet";
-  put(tls.host(), "192-0-2-1.id.direct.test\n");
-  server_->reloadTLS();
-  EXPECT_EQ(server_->url(), "https://192-0-2-1.id.direct.test:7790/#k=" + server_->key());
   queues_.advance(499ms);
   EXPECT_FALSE(*network_.listening);
   queues_.advance(1ms);
@@ -101,8 +83,6 @@ TEST_F(WebScreenServerTest, ANewCertificateIsTakenUpWhileSessionsGoOn) {
   EXPECT_TRUE(first);
   EXPECT_FALSE(screen->cancelled);
   ASSERT_EQ(server_->sessions().size(), 1U);
-  hello(*browse(), server_->key(), "j");
-  EXPECT_EQ(approved_.pending().size(), 1U);
 
   // What cannot be read changes nothing.
   put(tls.password(), "bad");
@@ -116,47 +96,20 @@ TEST_F(WebScreenServerTest, ANewCertificateIsTakenUpWhileSessionsGoOn) {
   EXPECT_FALSE(*network_.listening);
 }
 
-TEST_F(WebScreenServerTest, AWrongKeyIsRefusedWithoutAskingAnybody) {
-  for (const std::string& key :
-       {std::string(), std::string("abc"), server_->key() + "x", std::string(20, 'a')}) {
-    const auto socket = browse();
-    hello(*socket, key);
-    EXPECT_TRUE(refused(*socket));
-    queues_.advance(300ms);
-    EXPECT_TRUE(socket->cancelled);
-  }
-  EXPECT_TRUE(approved_.pending().empty());
-  EXPECT_TRUE(server_->sessions().empty());
-}
-
-TEST_F(WebScreenServerTest, ADeviceIsAskedAboutOnceAndThenStreams) {
+TEST_F(WebScreenServerTest, APersonMayTakeTheirTimeToAnswer) {
   const auto first = browse();
   hello(*first, server_->key());
   ASSERT_EQ(approved_.pending().size(), 1U);
   EXPECT_EQ(server_->sessions()[0]->name(), "Browser 192.0.2.7");
-  queues_.advance(60s);  // a person takes a while
+  queues_.advance(60s);
   EXPECT_FALSE(first->cancelled);
   approved_.answer(approved_.pending()[0].id, true);
   queues_.run();
   EXPECT_EQ(desktop_.displays.size(), 1U);
   EXPECT_EQ(server_->sessions()[0]->name(), "iPad");
-
-  const auto second = browse();
-  hello(*second, server_->key());
-  EXPECT_EQ(desktop_.displays.size(), 2U);
-  EXPECT_TRUE(approved_.pending().empty());
-
-  // Nothing of one session is felt by another.
-  first->report(platform::ConnectionState::failed);
-  queues_.run();
-  ASSERT_EQ(server_->sessions().size(), 1U);
-  EXPECT_FALSE(second->cancelled);
-  EXPECT_EQ(desktop_.displays.size(), 1U);
 }
 
 TEST_F(WebScreenServerTest, ANewLinkEndsEverySession) {
-  int changes = 0;
-  server_->onChange = [&] { ++changes; };
   const std::string old = server_->key();
   const auto socket = browse();
   approved_.add("i", "iPad");
@@ -165,10 +118,14 @@ TEST_F(WebScreenServerTest, ANewLinkEndsEverySession) {
   queues_.advance(500ms);
   EXPECT_EQ(socket->sent.back(), (Bytes{Proto::bye}));
   EXPECT_TRUE(server_->sessions().empty());
-  EXPECT_GT(changes, 0);
-  const auto again = browse();
-  hello(*again, old);
-  EXPECT_TRUE(refused(*again));
+  for (const std::string& key : {old, std::string(), server_->key() + "x"}) {
+    const auto again = browse();
+    hello(*again, key);
+    EXPECT_TRUE(refused(*again)) << key;
+  }
+  EXPECT_TRUE(approved_.pending().empty());
+  const WebScreenServer next({queues_, desktop_, coding_, network_}, defaults_, approved_);
+  EXPECT_EQ(next.key(), server_->key()) << "it survives restarts";
 }
 
 TEST_F(WebScreenServerTest, StrangersAreFewAndYoungAndTheNewestIsHeard) {
