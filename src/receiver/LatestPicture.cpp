@@ -58,7 +58,8 @@ void LatestPicture::scaleNewest() {
     if (scaled && epoch == epoch_) place(std::move(scaled));
   }
   scaling_ = false;
-  if (newest_ && newest_ != picture) forward(newest_);
+  // A picture that stays may be the last for long: it is also due again in the view's new size.
+  if (newest_ && (newest_ != picture || epoch != epoch_)) forward(newest_);
 }
 
 void LatestPicture::place(Picture picture) {

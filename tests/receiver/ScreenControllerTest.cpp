@@ -170,6 +170,31 @@ TEST(PointerPlacement, FollowsTheLetterboxedVideo) {
   }
 }
 
+/// Lets a test act in the middle of a picture's scaling.
+class InterruptedScaling final : public platform::VideoDecoding {
+ public:
+  explicit InterruptedScaling(Queues& queues) : real_(platform::createVideoDecoding(queues)) {}
+  std::function<void()> onScale;
+
+  std::shared_ptr<const platform::VideoPicture> scale(const platform::VideoPicture& picture,
+                                                      PixelSize size) override {
+    if (const auto act = std::exchange(onScale, nullptr)) act();
+    return real_->scale(picture, size);
+  }
+  std::optional<platform::VideoFormat> readFormat(const platform::ParameterSets&) override {
+    return std::nullopt;
+  }
+  std::unique_ptr<platform::DecompressionSession> createDecompressionSession(
+      platform::DecompressionSession::Callbacks) override {
+    return nullptr;
+  }
+  void convert(const platform::VideoPicture&, const PixelRect&, std::uint8_t*, int) override {}
+  std::optional<platform::PointerImage> decodePng(ByteView) override { return std::nullopt; }
+
+ private:
+  const std::unique_ptr<platform::VideoDecoding> real_;
+};
+
 class LatestPictureTest : public testing::Test {
  protected:
   struct Plain final : platform::VideoPicture {
@@ -187,9 +212,9 @@ class LatestPictureTest : public testing::Test {
   void show(PixelSize size) { latest_->show(std::make_shared<Plain>(size)); }
 
   test::VirtualQueues queues_;
-  const std::unique_ptr<platform::VideoDecoding> decoding_ = platform::createVideoDecoding(queues_);
+  InterruptedScaling decoding_{queues_};
   const std::shared_ptr<LatestPicture> latest_ =
-      std::make_shared<LatestPicture>(queues_, *decoding_);
+      std::make_shared<LatestPicture>(queues_, decoding_);
   std::vector<PixelSize> shown_;
 };
 
@@ -206,6 +231,11 @@ TEST_F(LatestPictureTest, TheNewestWinsWhetherOrNotItIsScaled) {
   show({20, 20});  // fits as it is, and overtakes the one that is being scaled
   queues_.run();
   EXPECT_EQ(shown_.back(), (PixelSize{20, 20}));
+  // The view changes while a still picture is being scaled for it.
+  show({40, 20});
+  decoding_.onScale = [this] { latest_->scaleTo({10, 10}); };
+  queues_.run();
+  EXPECT_EQ(shown_.back(), (PixelSize{10, 5}));
   // What is over does not come back from the scaler.
   show({40, 20});
   latest_->show(nullptr);
