@@ -4,7 +4,6 @@
 
 #include <set>
 
-#include "app/MainMenu.h"
 #include "support/TemporaryFolder.h"
 
 namespace tessaline {
@@ -115,23 +114,10 @@ INSTANTIATE_TEST_SUITE_P(
         Launch{"main", true, {}, "accessory, main starts"},
         Launch{"main", false, {}, "regular, chooser shows"},
         Launch{"screen", true, {}, "regular, screen starts"},
-        Launch{"screen", false, {}, "regular, screen starts"},
         Launch{"MAIN", true, {}, "regular, chooser shows"},
         Launch{"main", true, {"--request-screen"}, "accessory, main starts, requests permission"},
-        Launch{
-            "main", true, {"x", "--request-screen"}, "accessory, main starts, requests permission"},
         Launch{"main", true, {"--request-screens"}, "accessory, main starts"},
-        Launch{"main", true, {"--request-screen=1"}, "accessory, main starts"},
-        Launch{"screen", true, {"--request-screen"}, "regular, screen starts"},
-        Launch{"", true, {"--request-screen"}, "regular, chooser shows"}));
-
-TEST_F(World, ChoosingStoresTheRoleAndStartsItInThisProcess) {
-  launch("");
-  taken();
-  choose(AppMode::main);
-  EXPECT_EQ(taken(), "chooser closes, accessory, main starts");
-  EXPECT_EQ(AppMode::current(defaults), AppMode::main);
-}
+        Launch{"screen", true, {"--request-screen"}, "regular, screen starts"}));
 
 TEST_F(World, ChoosingMainWhereItIsNotSupportedAsksAgainAndKeepsTheChoice) {
   supported = false;
@@ -143,6 +129,7 @@ TEST_F(World, ChoosingMainWhereItIsNotSupportedAsksAgainAndKeepsTheChoice) {
   ASSERT_NE(chooser, nullptr);
   choose(AppMode::screen);
   EXPECT_EQ(taken(), "chooser closes, regular, screen starts");
+  EXPECT_EQ(AppMode::current(defaults), AppMode::screen);
 }
 
 TEST_F(World, ADesktopThatCannotBeOpenedLeadsBackToTheChooser) {
@@ -197,28 +184,6 @@ TEST_F(World, ReopeningShowsWhatThereIs) {
     EXPECT_TRUE(delegate.reopen());
     EXPECT_EQ(taken(), expected);
   }
-}
-
-TEST_F(World, ARoleThatIsNotThereYetStartsNothing) {
-  impossible = {AppMode::screen};
-  AppDelegate& delegate = launch("screen");
-  EXPECT_TRUE(delegate.reopen());
-  delegate.terminate(0);
-  EXPECT_EQ(taken(), "regular, exits 0");
-}
-
-TEST(MainMenu, HasItsItemsInOrder) {
-  std::string lines;
-  for (const Menu& menu : mainMenu()) {
-    lines += "[" + menu.title + "]";
-    for (const MenuItem& item : menu.items) {
-      lines += "|" + item.title;
-      if (item.key) lines += std::string("^") + item.key;
-    }
-  }
-  EXPECT_EQ(lines,
-            "[]|About Tessaline||Change What This Mac Does…||Hide Tessaline^h|Quit Tessaline^q"
-            "[Edit]|Close Window^w");
 }
 
 }  // namespace

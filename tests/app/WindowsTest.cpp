@@ -51,23 +51,13 @@ class ApprovalAlert : public testing::Test {
   ApprovalAlertWindow alert_{devices_};
 };
 
-TEST_F(ApprovalAlert, AsksWithItsTextsAndButtonsInOrder) {
+TEST_F(ApprovalAlert, AMaliciousNameIsNoMarkupAndAHastyKeyNoAnswer) {
   deviceAsks("id", "<b>Anna</b>");
   ASSERT_NE(shownBox(), nullptr);
   EXPECT_EQ(message(), "Use “<b>Anna</b>” as your extra screen?");
   for (const QLabel* label : shownBox()->findChildren<QLabel*>()) {
-    EXPECT_EQ(label->textFormat(), Qt::PlainText) << "a device's name is not markup";
+    EXPECT_EQ(label->textFormat(), Qt::PlainText);
   }
-  EXPECT_EQ(shownBox()->accessibleDescription().toStdString(),
-            ApprovedDevices::Prompt::kInformativeText);
-  EXPECT_EQ(allow()->text(), "Use as Extra Screen");
-  EXPECT_EQ(refuse()->text(), "Don't Allow");
-  EXPECT_LT(allow()->x(), refuse()->x());
-  EXPECT_TRUE(allow()->isDefault());
-}
-
-TEST_F(ApprovalAlert, AHastyKeyAnswersNothing) {
-  deviceAsks("id", "Anna");
   for (const auto key : {Qt::Key_Return, Qt::Key_Space, Qt::Key_Escape}) {
     ASSERT_NE(shownBox(), nullptr);
     QTest::keyClick(shownBox(), key);
