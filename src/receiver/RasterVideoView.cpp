@@ -83,14 +83,20 @@ void RasterVideoView::drawPicture(QImage& canvas, const QRect& area) {
 void RasterVideoView::drawPointer(QImage& canvas, const QRect& area) {
   const QRect place = pointerRect();
   if (pointerImage().isNull() || !place.intersects(area)) return;
+  QPainter painter(&canvas);
+  painter.scale(1 / canvas.devicePixelRatio(), 1 / canvas.devicePixelRatio());
+  painter.setClipRect(area);
+  // A stream may make its pointer as large as it likes; what the screen has no room for costs
+  // neither memory nor time.
+  if (place.width() > canvas.width() || place.height() > canvas.height()) {
+    painter.drawImage(place, pointerImage());
+    return;
+  }
   if (scaledFrom_ != pointerImage().cacheKey() || scaledPointer_.size() != place.size()) {
     scaledFrom_ = pointerImage().cacheKey();
     scaledPointer_ =
         pointerImage().scaled(place.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
   }
-  QPainter painter(&canvas);
-  painter.scale(1 / canvas.devicePixelRatio(), 1 / canvas.devicePixelRatio());
-  painter.setClipRect(area);
   painter.drawImage(place.topLeft(), scaledPointer_);
 }
 

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <thread>
 
 #include "base/AsioQueue.h"
@@ -118,16 +119,24 @@ class ScreenRole : public testing::TestWithParam<std::string> {
     return desktop.converted();
   }
 
-  Bytes pointerMessage() {
+  Bytes pointerMessage(double side = 16) {
     platform::PointerImage image;
     image.width = image.height = 16;
     for (int i = 0; i < 16 * 16; ++i) image.rgba.insert(image.rgba.end(), {255, 0, 255, 255});
-    return CursorShape{4, 4, 16, 16}.encoded(coding_->encodePng(image));
+    return CursorShape{4, 4, side, side}.encoded(coding_->encodePng(image));
   }
 
   void movePointer(double x, double y) {
     const auto position = CursorPosition::on({0, 0, 1000, 1000}, x * 1000, y * 1000);
     test::FakeMain::sendDatagram(datagramPort_, CursorUpdate{++sequence_, position}.datagram());
+  }
+
+  [[nodiscard]] long peakMegabytes() const {
+    std::ifstream status("/proc/" + std::to_string(screen_->pid()) + "/status");
+    for (std::string word; status >> word;) {
+      if (word == "VmHWM:" && status >> word) return std::stol(word) / 1024;
+    }
+    return 0;
   }
 
   test::TemporaryFolder folder_;
@@ -184,6 +193,16 @@ TEST_P(ScreenRole, ShowsAStreamWithItsPointerUntilSomebodyPressesEscape) {
   EXPECT_TRUE(onlooker_->shows(368 + 2, 195 + 2, kPointerColour));
   EXPECT_TRUE(onlooker_->shows(368 + 18, 195 + 18, kPointerColour));
   EXPECT_TRUE(onlooker_->shows(368 + 24, 195 + 24, kQuarters[0]));
+
+  // A stream may say that its pointer is far larger than the screen; that costs no memory.
+  test::FrameCoder tiny(*coding_, {320, 200});
+  main.send(tiny.code(quarters({320, 200})));
+  EXPECT_TRUE(onlooker_->shows(300, 200, kQuarters[0]));
+  const long before = peakMegabytes();
+  main.send(Proto::cursorShape, pointerMessage(4095));
+  movePointer(0, 0);
+  EXPECT_TRUE(onlooker_->shows(300, 200, kPointerColour));
+  EXPECT_LT(peakMegabytes() - before, 300);
 
   onlooker_->press(kEscapeKey);
   while (!main.read().empty()) continue;
