@@ -17,6 +17,10 @@ class WebScreenQRView final : public QWidget {
  public:
   explicit WebScreenQRView(WebScreenServer& server);
 
+ protected:
+  /// Nobody announces that this computer has another address.
+  void showEvent(QShowEvent* /*event*/) override { redraw(); }
+
  private:
   class CodeView;
   class LockView;
