@@ -3,18 +3,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 #include "base/Bytes.h"
 #include "support/TemporaryFolder.h"
 
 namespace tessaline::test {
-
-[[nodiscard]] inline std::string readFile(const std::filesystem::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 /// A certificate authority of the test's own, made with the openssl command in a folder that goes
 /// with it.

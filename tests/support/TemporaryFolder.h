@@ -2,9 +2,16 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 namespace tessaline::test {
+
+[[nodiscard]] inline std::string readFile(const std::filesystem::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
 
 /// A new empty folder, removed with everything in it at the end.
 class TemporaryFolder {

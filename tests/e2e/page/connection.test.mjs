@@ -38,15 +38,13 @@ async function panelBecomes(page, lines) {
 }
 
 test('says why it cannot start, and then ignores taps', options, async () => {
+  const noKey = [
+    'Scan the QR code on your Mac',
+    "Open Tessaline's menu on your Mac, then “Add Any Device with a Browser”.",
+  ];
   const cases = [
-    [{ url: `http://${computer.address}:7790/#other` }, [
-      'Scan the QR code on your Mac',
-      "Open Tessaline's menu on your Mac, then “Add Any Device with a Browser”.",
-    ]],
-    [{ url: `http://${computer.address}:7790/?auto=1#k=ABC` }, [
-      'Scan the QR code on your Mac',
-      "Open Tessaline's menu on your Mac, then “Add Any Device with a Browser”.",
-    ]],
+    [{ url: `http://${computer.address}:7790/#other` }, noKey],
+    [{ url: `http://${computer.address}:7790/?auto=1#k=ABC` }, noKey],
     [{ setup: () => delete globalThis.VideoDecoder }, [
       "This browser can't show the screen here",
       'Use a recent Chrome or Safari. On this page, video decoding needs a secure connection.',
@@ -60,14 +58,6 @@ test('says why it cannot start, and then ignores taps', options, async () => {
       assert.deepEqual(await panelLines(page), lines);
     });
   }
-});
-
-test('takes the key of a link that is pasted into the same tab', options, async () => {
-  await withPage(tools, { url: `http://${computer.address}:7790/` }, async (page) => {
-    await page.evaluate((key) => { location.hash = `k=${key}`; }, linkKey);
-    await panelBecomes(page, startLines);
-    assert.equal((await start(page, computer)).hello.key, linkKey);
-  });
 });
 
 test('introduces the device by size, scale, kind and a lasting identifier', options, async () => {
@@ -97,68 +87,36 @@ test('introduces the device by size, scale, kind and a lasting identifier', opti
   });
 });
 
-test('a refusal is final until the next tap', options, async () => {
-  await withPage(tools, { url: computer.url.replace('#', '?auto#') }, async (page) => {
-    const first = await greeted(computer);
-    first.send(type.denied);
-    await first.closed;
-    await panelBecomes(page, refusedLines);
-    await page.clock.runFor(10000);
-    assert.equal(computer.waitingConnections, 0);
-    const second = await start(page, computer);
-    await panelBecomes(page, waitingLines('Browser'));
-    second.socket.close();
-    await panelBecomes(page, lostLines);
-  });
-});
+test('what ends a connection decides whether and when the next is made', options, async () => {
+  const cases = [
+    ['a refusal', true, (first) => first.send(type.denied), refusedLines, false],
+    ['a stop', false, (first) => first.send(type.bye), startLines, false],
+    ['a stop of a page that starts by itself', true, (first) => first.send(type.bye), lostLines, true],
+    ['a loss', false, (first) => first.socket.terminate(), lostLines, true],
+  ];
+  for (const [what, auto, end, lines, again] of cases) {
+    const url = auto ? computer.url.replace('#', '?auto#') : computer.url;
+    await withPage(tools, { url }, async (page) => {
+      const first = auto ? await greeted(computer) : await start(page, computer);
+      if (lines !== refusedLines) await show(page, first, clip('landscape'));
+      end(first);
+      await first.closed;
+      await panelBecomes(page, lines);
+      await page.clock.runFor(again ? 1999 : 60000);
+      assert.equal(computer.waitingConnections, 0, what);
+      if (again) await page.clock.runFor(1);
+      const second = again ? await greeted(computer) : await start(page, computer);
+      await panelBecomes(page, waitingLines('Browser'));
 
-test('a stop from the computer lasts until a tap', options, async () => {
-  await withPage(tools, {}, async (page) => {
-    const first = await start(page, computer);
-    await show(page, first, clip('landscape'));
-    first.send(type.bye);
-    await first.closed;
-    await panelBecomes(page, startLines);
-    await page.clock.runFor(60000);
-    assert.equal(computer.waitingConnections, 0);
-    await start(page, computer);
-  });
-});
-
-test('opened with "auto" it starts by itself and comes back after a stop', options, async () => {
-  await withPage(tools, { url: computer.url.replace('#', '?auto=1#') }, async (page) => {
-    const first = await greeted(computer);
-    first.send(type.bye);
-    await first.closed;
-    await panelBecomes(page, lostLines);
-    await page.clock.runFor(1999);
-    assert.equal(computer.waitingConnections, 0);
-    await page.clock.runFor(1);
-    await greeted(computer);
-  });
-});
-
-test('a lost connection is made again once, after 2000 ms or at a tap', options, async () => {
-  await withPage(tools, {}, async (page) => {
-    const first = await start(page, computer);
-    await show(page, first, clip('landscape'));
-    first.socket.terminate();
-    await panelBecomes(page, lostLines);
-    await page.clock.runFor(1999);
-    assert.equal(computer.waitingConnections, 0);
-    await page.clock.runFor(1);
-    const second = await greeted(computer);
-    await panelBecomes(page, waitingLines('Browser'));
-
-    second.socket.terminate();
-    await panelBecomes(page, lostLines);
-    const third = await start(page, computer);
-    await panelBecomes(page, waitingLines('Browser'));
-    await page.locator('#msg').click();
-    await page.clock.runFor(5000);
-    assert.equal(third.socket.readyState, third.socket.OPEN);
-    await show(page, third, clip('landscape'));
-  });
+      // A tap does not wait, and makes no other connection than its own.
+      second.socket.terminate();
+      await panelBecomes(page, lostLines);
+      const third = await start(page, computer);
+      await page.locator('#msg').click();
+      await page.clock.runFor(5000);
+      assert.equal(third.socket.readyState, third.socket.OPEN);
+    });
+  }
 });
 
 test('four silent seconds end a stream, and only a stream', options, async () => {

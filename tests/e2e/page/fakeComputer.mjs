@@ -16,7 +16,7 @@ export const type = {
 };
 
 // The page as one document, put together independently of the build's own way.
-export function assemblePage() {
+function assemblePage() {
   const read = (name) => readFileSync(new URL(name, sources), 'utf8');
   return read('page.html').replaceAll(/\/\*\{\{(.+?)\}\}\*\//g, (_, name) => read(name));
 }
