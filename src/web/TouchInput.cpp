@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "base/Bytes.h"
-#include "base/Log.h"
 
 namespace tessaline {
 namespace {
@@ -94,16 +93,13 @@ bool TouchInput::allowed() {
 }
 
 bool TouchInput::hasRoom() {
-  const std::size_t pending = events_.pending();
-  if (pending < kMaxPending / 2) flooded_ = false;
-  if (pending + kMaxEventsPerTouch <= kMaxPending) return true;
+  if (events_.pending() + kMaxEventsPerTouch <= kMaxPending) return true;
   noteFlood();
   return false;
 }
 
 void TouchInput::noteFlood() {
-  if (std::exchange(flooded_, true)) return;
-  log("a device sends more input than this desktop takes in; some of it is dropped");
+  flood_.write("a device sends more input than this desktop takes in; some of it is dropped");
 }
 
 void TouchInput::handle(const ScreenLink::Input& message, platform::DisplayID display) {

@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 
+#include "base/LimitedLog.h"
 #include "base/Queue.h"
 #include "base/UserDefaults.h"
 #include "platform/DesktopEnvironment.h"
@@ -34,7 +35,7 @@ class TouchInput final : public DeviceInput {
 
  private:
   [[nodiscard]] bool allowed();
-  /// False when too much input waits already; says so once for each time that this begins.
+  /// False when too much input waits already.
   [[nodiscard]] bool hasRoom();
   void noteFlood();
   void click(platform::MouseButton button, int clicks, platform::PointerLocation at);
@@ -49,8 +50,8 @@ class TouchInput final : public DeviceInput {
   UserDefaults& defaults_;
   platform::DesktopEnvironment& desktop_;
   platform::InputEvents& events_;
-  bool asked_ = false;    // whether the user was asked to trust this process
-  bool flooded_ = false;  // input has been dropped since the last time that little waited
+  bool asked_ = false;  // whether the user was asked to trust this process
+  LimitedLog flood_;
   std::optional<platform::PointerLocation> saved_;
   std::optional<platform::PointerLocation> returning_;  // there once nothing is pending any more
   Timer restore_;
