@@ -3,8 +3,10 @@
 #include <boost/json/object.hpp>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
+#include <cmath>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <mutex>
 
 #include "base/Log.h"
@@ -15,6 +17,18 @@ namespace {
 
 namespace fs = std::filesystem;
 namespace json = boost::json;
+
+/// A number beyond what a double holds, like 1e999, is read as an infinity, and that would be
+/// written as a word that no longer parses: the next start would find no settings at all.
+void makeFinite(json::value& value) {
+  if (auto* object = value.if_object()) {
+    for (auto& entry : *object) makeFinite(entry.value());
+  } else if (auto* array = value.if_array()) {
+    for (json::value& entry : *array) makeFinite(entry);
+  } else if (auto* number = value.if_double(); number && std::isinf(*number)) {
+    *number = std::copysign(std::numeric_limits<double>::max(), *number);
+  }
+}
 
 }  // namespace
 
@@ -59,6 +73,7 @@ class UserDefaults::Store {
       setAside("does not parse");
       return;
     }
+    makeFinite(value);
     values_ = std::move(value.get_object());
   }
 

@@ -55,7 +55,7 @@ TEST_F(UserDefaultsTest, KeepsValuesOfEveryTypeAcrossRunsAndPrivately) {
 
 TEST_F(UserDefaultsTest, AValueOfAnotherTypeReadsAsAbsentAndUnknownKeysStay) {
   write(R"({"mode": 1, "bitrate": "fast", "onboarded": "yes", "ratio": 1.5,
-            "approvedDevices": {"a": "A", "b": 2}, "future": {"deep": [1, null]}})");
+            "approvedDevices": {"a": "A", "b": 2}, "future": {"deep": [1, null]}, "far": {"off": [-1e999]}})");
   UserDefaults defaults(file_);
   EXPECT_FALSE(defaults.string("mode"));
   EXPECT_FALSE(defaults.integer("bitrate"));
@@ -64,6 +64,7 @@ TEST_F(UserDefaultsTest, AValueOfAnotherTypeReadsAsAbsentAndUnknownKeysStay) {
   EXPECT_FALSE(defaults.dictionary("approvedDevices"));
   defaults.set("mode", "main");
   EXPECT_NE(read(file_).find(R"("future":{"deep":[1,null]})"), std::string::npos);
+  EXPECT_EQ(UserDefaults(file_).string("mode"), "main");  // no number makes the file unreadable
 }
 
 TEST_F(UserDefaultsTest, AFileThatDoesNotParseIsSetAside) {
