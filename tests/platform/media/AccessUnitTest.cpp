@@ -43,14 +43,5 @@ TEST(AccessUnit, KeepsSlicesAndParameterSetsFromBothKindsOfFraming) {
   }
 }
 
-TEST(AccessUnit, RefusesLengthsThatDoNotFit) {
-  const Bytes whole = framed({kKeySlice, kSlice}, NalFraming::lengths);
-  for (std::size_t length = 0; length < whole.size(); ++length) {
-    const bool endsWithAUnit = length == kKeySlice.size() + 4;
-    EXPECT_EQ(splitAccessUnit(ByteView(whole).first(length), NalFraming::lengths).has_value(),
-              endsWithAUnit);
-  }
-}
-
 }  // namespace
 }  // namespace tessaline::platform
