@@ -5,7 +5,6 @@
 
 #include "base/Log.h"
 #include "shell/LoginItem.h"
-#include "streaming/Link.h"
 #include "streaming/Messages.h"
 
 namespace tessaline {
@@ -118,10 +117,7 @@ void Controller::connect(const std::string& name, const platform::ServiceEndpoin
   setLastReceiver(name);
   airDrop_.connecting();
 
-  auto& network = services_.session.network;
-  auto& queues = services_.session.queues;
-  const auto session = std::make_shared<Session>(services_.session, name,
-                                                 Link::make(network, queues, endpoint), bitrate());
+  const auto session = Session::toScreen(services_.session, name, endpoint, bitrate());
   const std::weak_ptr this_ = self_;
   const std::weak_ptr weak = session;
   session->approve = [this_](const Hello& hello, std::function<void(bool)> completion) {

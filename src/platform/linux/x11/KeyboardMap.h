@@ -28,7 +28,6 @@ class KeyboardMap {
   /// Keys that mean nothing.
   [[nodiscard]] std::vector<xcb_keycode_t> unused() const;
   [[nodiscard]] xcb_keysym_t symbol(xcb_keycode_t code, int level) const;
-  [[nodiscard]] int symbolsPerKey() const { return symbolsPerKey_; }
 
   /// The modifier that the key of `symbol` sets, 0 for none.
   [[nodiscard]] std::uint16_t modifier(xcb_keysym_t symbol) const;
