@@ -24,6 +24,11 @@ class ServiceTest : public Loopback {
     udp::socket socket(context, peer.protocol());
     socket.send_to(asio::buffer(bytes), peer);
   }
+  std::unique_ptr<Listener> listenDatagrams(Network::DatagramHandler handler) {
+    auto made = network_->listenDatagrams(0, queue_, std::move(handler));
+    EXPECT_TRUE(made) << made.error();
+    return made ? std::move(*made) : nullptr;
+  }
 
   std::shared_ptr<Queue> queue_ = queues_.serial("datagrams");
   std::shared_ptr<FakeDiscovery> discovery_ = std::make_shared<FakeDiscovery>();
@@ -33,13 +38,14 @@ TEST_F(ServiceTest, DatagramsArriveWholeFromBothFamiliesUntilTheirListenerEnds) 
   std::mutex mutex;
   std::condition_variable changed;
   std::vector<std::pair<std::string, std::size_t>> got;
-  auto listener = network_->listenDatagrams(0, queue_, [&](const Endpoint& from, ByteView bytes) {
+  std::unique_ptr<Listener> listener;
+  listener = listenDatagrams([&](const Endpoint& from, ByteView bytes) {
     const std::lock_guard lock(mutex);
     got.emplace_back(from.host, bytes.size());
-    if (bytes.size() == 3) listener->reset();
+    if (bytes.size() == 3) listener.reset();
     changed.notify_all();
   });
-  const auto port = (*listener)->port();
+  const auto port = listener->port();
   const auto listenAgain = [&] {
     return network_->listenDatagrams(port, queue_, [](const Endpoint&, ByteView) {});
   };
@@ -61,11 +67,10 @@ TEST_F(ServiceTest, DatagramsArriveWholeFromBothFamiliesUntilTheirListenerEnds) 
 TEST_F(ServiceTest, AFloodOfDatagramsLeavesOtherWorkItsTurns) {
   constexpr int kFlood = 200;  // about as many as the system holds for a socket
   std::atomic<int> count = 0;
-  const auto listener =
-      network_->listenDatagrams(0, queue_, [&](const Endpoint&, ByteView) { ++count; });
+  const auto listener = listenDatagrams([&](const Endpoint&, ByteView) { ++count; });
   std::promise<void> release;
   queue_->async([gate = release.get_future().share()] { gate.wait(); });
-  for (int i = 0; i < kFlood; ++i) send((*listener)->port(), Bytes(8));
+  for (int i = 0; i < kFlood; ++i) send(listener->port(), Bytes(8));
   std::this_thread::sleep_for(kMoment);  // until the datagrams stand in the queue's line
   std::promise<int> before;
   queue_->async([&] { before.set_value(count); });

@@ -94,15 +94,13 @@ TEST_F(WebSocketTest, CarriesMessagesBothWaysAndAnswersPings) {
   EXPECT_EQ(hello->opcode, Opcode::text);
   EXPECT_EQ(viewText(hello->bytes), "{\"w\":1170}");
 
-  for (std::size_t i = 0; i < 60; ++i) {
-    const auto payload = pattern(i * 5000, i);
-    server_->send({pattern(1, i), pattern(0), payload});
-    beast::flat_buffer buffer;
-    ASSERT_EQ(peer.read(buffer), 1 + payload->size());
-    EXPECT_TRUE(peer.got_binary());
-    const auto* bytes = static_cast<const std::uint8_t*>(buffer.data().data());
-    EXPECT_TRUE(std::equal(payload->begin(), payload->end(), bytes + 1));
-  }
+  const auto payload = pattern(300'000);
+  server_->send({pattern(1), pattern(0), payload});
+  beast::flat_buffer buffer;
+  ASSERT_EQ(peer.read(buffer), 1 + payload->size());
+  EXPECT_TRUE(peer.got_binary());
+  const auto* bytes = static_cast<const std::uint8_t*>(buffer.data().data());
+  EXPECT_TRUE(std::equal(payload->begin(), payload->end(), bytes + 1));
   EXPECT_EQ(pong, "are you there");
   EXPECT_TRUE(server_->answeredInOrder());
 }
