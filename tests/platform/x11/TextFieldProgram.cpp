@@ -29,7 +29,6 @@ int main(int argc, char** argv) {
     if (line == "field") field.setFocus();
     if (line == "button") button.setFocus();
     if (line == "move") window.move(700, 300);
-    if (line == "hang") std::cin.get();
   });
   std::cout << "shown" << std::endl;
   return QApplication::exec();

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <atomic>
-#include <condition_variable>
 #include <deque>
+#include <future>
 #include <mutex>
 
 #include "platform/x11/X11Fixture.h"
@@ -54,8 +54,7 @@ class X11CaptureTest : public X11Fixture {
         frames_.push_back(std::move(frame));
       };
       callbacks.onStopped = [this](const std::string& description) {
-        const std::lock_guard lock(mutex_);
-        stopReason_ = description;
+        stopped_.set_value(description);
       };
       callbacks.mayDeliver = [this] {
         ++asked_;
@@ -72,10 +71,6 @@ class X11CaptureTest : public X11Fixture {
   std::size_t frameCount() {
     const std::lock_guard lock(mutex_);
     return frames_.size();
-  }
-  std::string stopReason() {
-    const std::lock_guard lock(mutex_);
-    return stopReason_;
   }
   /// Takes the oldest frame, waiting for it.
   CapturedFrame nextFrame() {
@@ -108,7 +103,7 @@ class X11CaptureTest : public X11Fixture {
   std::atomic<int> asked_ = 0;
   std::mutex mutex_;
   std::deque<CapturedFrame> frames_;  // guarded by mutex_
-  std::string stopReason_;            // guarded by mutex_
+  std::promise<std::string> stopped_;
 };
 
 TEST_F(X11CaptureTest, DeliversTheWholePictureOnceAndThenOnlyWhatChangedHere) {
@@ -127,10 +122,9 @@ TEST_F(X11CaptureTest, DeliversTheWholePictureOnceAndThenOnlyWhatChangedHere) {
   EXPECT_EQ(*changed.dirtyRects, (std::vector<PixelRect>{{100, 50, 22, 12}}));
   expectColour(*changed.pixels, 110, 56, kRedNv12);
   expectColour(*changed.pixels, 130, 56, kGreenNv12);
-  EXPECT_GE(changed.presentationTime, whole.presentationTime);
 
   // Two far corners, at the far edges too, are two small grabs and not one large one.
-  onMain([&] { mayDeliver_ = false; });
+  mayDeliver_ = false;
   paintHere({0, 0, 16, 16}, kRed);
   paintHere({kSize.width - 16, kSize.height - 16, 40, 40}, kRed);
   mayDeliver_ = true;
@@ -160,8 +154,7 @@ TEST_F(X11CaptureTest, KeepsTheIntervalAndLosesNoChange) {
   do {
     all.push_back(nextFrame());
     ASSERT_TRUE(all.back().pixels);
-  } while (all.back().pixels->luma()[595] != kRedNv12.luma &&
-           all.back().pixels->luma()[595] != kRedNv12.luma - 1);
+  } while (std::abs(all.back().pixels->luma()[595] - kRedNv12.luma) > kTolerance);
   for (std::size_t i = 1; i < all.size(); ++i) {
     EXPECT_GE(all[i].presentationTime - all[i - 1].presentationTime, milliseconds(30));
   }
@@ -194,7 +187,7 @@ TEST_F(X11CaptureTest, WaitsForTheConsumerAndForFreeBuffersAndMergesMeanwhile) {
   expectColour(*third.pixels, 300, 300, kGreenNv12);
 }
 
-TEST_F(X11CaptureTest, FollowsADisplayThatMovesAndEndsWithOneThatIsSwitchedOff) {
+TEST_F(X11CaptureTest, FollowsADisplayThatMovesAndEndsWithTheServer) {
   start();
   nextFrame();
   paint({0, 0, 1280, 800}, kRed);
@@ -205,8 +198,7 @@ TEST_F(X11CaptureTest, FollowsADisplayThatMovesAndEndsWithOneThatIsSwitchedOff) 
   do {
     moved = nextFrame();
     ASSERT_TRUE(moved.pixels);
-  } while (moved.pixels->luma()[0] < kRedNv12.luma - kTolerance ||
-           moved.pixels->luma()[0] > kRedNv12.luma + kTolerance);
+  } while (std::abs(moved.pixels->luma()[0] - kRedNv12.luma) > kTolerance);
   EXPECT_EQ(moved.dirtyRects->size(), 1U);
   EXPECT_EQ(moved.dirtyRects->front().area(), kSize.width * kSize.height);
 
@@ -216,40 +208,10 @@ TEST_F(X11CaptureTest, FollowsADisplayThatMovesAndEndsWithOneThatIsSwitchedOff) 
   paint({10, 110, 20, 20}, kGreen);
   nextFrame();
   destroy(other);
-  EXPECT_EQ(stopReason(), "");
-  configure(*crtc, 0, 0, XCB_NONE);
-  EXPECT_TRUE(eventually([&] { return stopReason() == "the display was switched off"; }));
-}
-
-TEST_F(X11CaptureTest, RefusesAnUnknownDisplayOrSizeWithAReason) {
-  const auto errorOf = [&](DisplayID display, PixelSize size) {
-    std::mutex mutex;
-    std::optional<std::string> answer;
-    std::unique_ptr<CaptureStream> stream;
-    onMain([&] {
-      stream = desktop_->createCaptureStream(display, {.size = size}, queue_, {});
-      stream->start([&](auto error) {
-        const std::lock_guard lock(mutex);
-        answer = error.value_or("none");
-      });
-    });
-    EXPECT_TRUE(eventually([&] {
-      const std::lock_guard lock(mutex);
-      return answer.has_value();
-    }));
-    onMain([&] { stream.reset(); });
-    return *answer;
-  };
-  EXPECT_EQ(errorOf(12345, kSize), "there is no such display");
-  EXPECT_EQ(errorOf(display_->displayID(), {320, 240}),
-            "the display has 640x480 pixels, not 320x240");
-}
-
-TEST_F(X11CaptureTest, EndsWithTheServer) {
-  start();
-  nextFrame();
+  auto stopped = stopped_.get_future();
+  EXPECT_EQ(stopped.wait_for(milliseconds(0)), std::future_status::timeout);
   server_->kill();
-  EXPECT_TRUE(eventually([&] { return stopReason() == "the X server has gone"; }));
+  EXPECT_EQ(stopped.get(), "the X server has gone");
 }
 
 }  // namespace
