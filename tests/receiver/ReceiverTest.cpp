@@ -348,19 +348,9 @@ class ReceiverInTime : public testing::Test {
     queues_.run();
   }
   std::shared_ptr<test::FakeConnection> connect() {
-    auto connection = std::make_shared<test::FakeConnection>(network_.home);
-    network_.home->sync([&] { network_.accept(connection); });
-    connection->report(platform::ConnectionState::ready);
+    auto connection = network_.arrive();
     queues_.run();
     return connection;
-  }
-  /// The other computer sends a whole message.
-  void say(test::FakeConnection& connection, std::uint8_t type) {
-    for (const Bytes& part : {Bytes{0, 0, 0, 1}, Bytes{type}}) {
-      network_.home->sync([&] {
-        std::exchange(connection.receiver, nullptr)({part, false, false});
-      });
-    }
   }
 
   test::VirtualQueues queues_;
