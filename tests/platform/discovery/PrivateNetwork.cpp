@@ -24,12 +24,6 @@ constexpr const char* kBusAddress = "unix:path=/run/bus";
 }  // namespace
 
 PrivateNetwork::PrivateNetwork() {
-  enter();
-}
-
-PrivateNetwork::~PrivateNetwork() = default;
-
-void PrivateNetwork::enter() {
   for (const char* program : {"avahi-daemon", "dbus-daemon"}) {
     if (Program({program, "--version"}).wait() != 0) {
       missing_ = std::string(program) + " is not installed";

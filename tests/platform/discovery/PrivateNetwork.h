@@ -14,7 +14,6 @@ namespace tessaline::test {
 class PrivateNetwork {
  public:
   PrivateNetwork();
-  ~PrivateNetwork();
   PrivateNetwork(const PrivateNetwork&) = delete;
   PrivateNetwork& operator=(const PrivateNetwork&) = delete;
 
@@ -31,7 +30,6 @@ class PrivateNetwork {
   static bool ip(const std::string& arguments);
 
  private:
-  void enter();
   [[nodiscard]] std::string write(const std::string& name, const std::string& text) const;
 
   TemporaryFolder folder_;
