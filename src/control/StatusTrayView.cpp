@@ -54,7 +54,19 @@ void StatusTrayView::lookForTray() {
   }
   const bool lost = icon_ && ++absences_ >= kAbsencesOfLostTray;
   if (lost) icon_.reset();
-  if (lost || (!icon_ && !window_)) showWindow();
+  if (lost || (!icon_ && !window_)) showWindowUnasked();
+}
+
+void StatusTrayView::showWindowUnasked() {
+  // Somebody who is answering another window goes on typing there, not in this one.
+  if (!QGuiApplication::focusWindow()) {
+    showWindow();
+    return;
+  }
+  makeWindow();
+  window_->setAttribute(Qt::WA_ShowWithoutActivating);
+  window_->show();
+  window_->lower();
 }
 
 void StatusTrayView::showIcon() {
@@ -78,9 +90,14 @@ void StatusTrayView::openMenu(QSystemTrayIcon::ActivationReason reason) {
   }
 }
 
-void StatusTrayView::showWindow() {
+void StatusTrayView::makeWindow() {
   if (!window_) window_ = std::make_unique<StatusMenuWindow>(provider_);
   window_->refresh();
+}
+
+void StatusTrayView::showWindow() {
+  makeWindow();
+  window_->setAttribute(Qt::WA_ShowWithoutActivating, false);
   window_->bringToFront();
 }
 

@@ -37,7 +37,9 @@ class StatusTrayView final {
   [[nodiscard]] bool mayAskToolkit() const;
   void lookForTray();
   void showIcon();
+  void makeWindow();
   void showWindow();
+  void showWindowUnasked();
   void openMenu(QSystemTrayIcon::ActivationReason reason);
 
   const Provider provider_;
