@@ -17,7 +17,7 @@ using Role = FocusedElement::Role;
 
 constexpr auto kReconnect = 10s;
 constexpr auto kLaunch = 8s;    // the bus starts when it is first asked for
-constexpr auto kPatience = 2s;  // for a program's answer; then it counts as having no text field
+constexpr auto kPatience = 2s;  // for an answer; a program's late one counts as no text field
 constexpr std::uint32_t kScreenCoordinates = 0;
 constexpr std::uint32_t kEditableState = 7;
 constexpr std::uint32_t kFocusedState = 12;
@@ -165,6 +165,7 @@ void AtspiAccessibility::Listener::connect() {
   reconnect_ = Clock::now() + kReconnect;
   try {
     session_ = sdbus::createSessionBusConnection();
+    session_->setMethodCallTimeout(kPatience);  // who ends the application waits for this thread
     status_ = sdbus::createProxy(*session_, "org.a11y.Bus", "/org/a11y/bus");
     std::string address;
     status_->callMethod("GetAddress")
