@@ -178,11 +178,6 @@ TEST_F(WebSocketTest, BacklogOfASlowBrowserStaysInTheProcessAndIsReleasedByCance
   for (int i = 0; i < 200; ++i) server_->send({pattern(1), payload});
   payload.reset();
   EXPECT_FALSE(server_->wait([&] { return server_->taken > kSwallowed; }, kMoment));
-  for (int i = 0; i < 80; ++i) {
-    beast::flat_buffer buffer;
-    EXPECT_EQ(peer.read(buffer), 100'001U);
-  }
-  EXPECT_TRUE(server_->wait([&] { return server_->answers.size() >= 79; }));
   server_->connection->cancel();
   EXPECT_TRUE(server_->answeredInOrder());
   EXPECT_THAT(server_->answers.back(), Pair(199, false));
