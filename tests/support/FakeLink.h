@@ -20,7 +20,6 @@ class FakeLink final : public ScreenLink {
   bool accepting = true;  // false: every send is dropped
   std::size_t unsent = 0;
   std::optional<std::string> host = "192.0.2.7";
-  bool started = false;
   bool goodbye = false;
   bool closed = false;
   std::vector<Message> sent;
@@ -28,7 +27,7 @@ class FakeLink final : public ScreenLink {
   bool localNetworkDenied() const override { return denied; }
   std::optional<std::string> remoteHost() const override { return host; }
   bool sendsPointerInline() const override { return inlinePointer; }
-  void start() override { started = true; }
+  void start() override {}
   void stop() override {
     if (!std::exchange(closed, true) && onClose) onClose();
   }

@@ -84,7 +84,6 @@ class FakeWorkspace final : public platform::Workspace {
   };
 
   std::vector<std::string> opened;
-  int relaunches = 0;
   std::string name = "Studio";
   bool atLogin = false;
   int activities = 0;  // that last now
@@ -96,10 +95,7 @@ class FakeWorkspace final : public platform::Workspace {
     opened.push_back(url);
     return true;
   }
-  bool relaunch() override {
-    ++relaunches;
-    return true;
-  }
+  bool relaunch() override { return true; }
   std::string computerName() const override { return name; }
   bool opensAtLogin(std::string_view) const override { return atLogin; }
   void setOpensAtLogin(std::string_view, bool on) override { atLogin = on; }
@@ -121,7 +117,6 @@ class FakeDesktop final : public platform::DesktopEnvironment {
   struct Stream final : platform::CaptureStream {
     Callbacks callbacks;
     std::function<void(std::optional<std::string>)> started;
-    bool stopped = false;
     int wakes = 0;
     FakeDesktop* desktop = nullptr;
 
@@ -129,7 +124,7 @@ class FakeDesktop final : public platform::DesktopEnvironment {
     void start(std::function<void(std::optional<std::string>)> done) override {
       started = std::move(done);
     }
-    void stop() override { stopped = true; }
+    void stop() override {}
     void wake() override { ++wakes; }
   };
   struct Display final : platform::VirtualDisplay {
