@@ -83,6 +83,8 @@ TEST_F(ScreenControllerTest, ShowsTheHomeWindowAndTheFullWindowInTurn) {
   ASSERT_TRUE(windows_.homeShown);
   EXPECT_EQ(windows_.home.status, "Waiting for your main Mac…");
   EXPECT_EQ(windows_.home.address, "This Mac: 192.0.2.1");
+  ASSERT_EQ(windows_.home.steps.size(), 3U);
+  EXPECT_EQ(windows_.home.steps[1].title, "Pick “Studio”");
 
   const auto first = connect();
   EXPECT_TRUE(windows_.fullShown);
