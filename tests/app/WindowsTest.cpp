@@ -58,6 +58,11 @@ TEST_F(ApprovalAlert, AMaliciousNameIsNoMarkupAndAHastyKeyNoAnswer) {
   for (const QLabel* label : shownBox()->findChildren<QLabel*>()) {
     EXPECT_EQ(label->textFormat(), Qt::PlainText);
   }
+  EXPECT_EQ(shownBox()->accessibleDescription().toStdString(),
+            ApprovedDevices::Prompt::kInformativeText);
+  EXPECT_EQ(allow()->text(), "Use as Extra Screen");
+  EXPECT_EQ(refuse()->text(), "Don't Allow");
+  EXPECT_LT(allow()->x(), refuse()->x());
   for (const auto key : {Qt::Key_Return, Qt::Key_Space, Qt::Key_Escape}) {
     ASSERT_NE(shownBox(), nullptr);
     QTest::keyClick(shownBox(), key);
