@@ -28,8 +28,8 @@ MenuRowView::MenuRowView(const StatusMenuItem& item, int level) : item_(item), l
   setFont(ViewStyle::font(ViewStyle::kBodySize));
   setAccessibleName(item.checked ? title + " (on)" : title);
   setAccessibleDescription(ViewStyle::text(item.toolTip));
-  setToolTip(item.toolTip.empty() && title.size() > kLongTitle ? title
-                                                               : ViewStyle::text(item.toolTip));
+  const bool cut = item.toolTip.empty() && title.size() > kLongTitle;
+  setToolTip(ViewStyle::toolTip(cut ? title : ViewStyle::text(item.toolTip)));
   setEnabled(item.enabled);
   setAttribute(Qt::WA_Hover);
   setFocusPolicy(Qt::StrongFocus);

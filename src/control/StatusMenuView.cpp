@@ -144,7 +144,7 @@ void StatusMenuView::addCommand(QMenu& menu, const StatusMenuItem& item, const P
   action->setCheckable(item.checked);
   action->setChecked(item.checked);
   action->setShortcut(keys(item));
-  action->setToolTip(toolTip);
+  action->setToolTip(ViewStyle::toolTip(toolTip));
   QObject::connect(action, &QAction::triggered, this, [this, path] { perform(path); });
 }
 

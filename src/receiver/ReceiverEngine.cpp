@@ -209,7 +209,7 @@ void ReceiverEngine::answerProbe(ByteView payload) {
 
 void ReceiverEngine::checkSilence() {
   if (!stream_ || queue_->now() - stream_->lastReceived() <= kSilence) return;
-  log("no data for 4 s, closing");
+  silence_.write("no data for 4 s, closing", queue_->now());
   stream_->connection().cancel();
 }
 

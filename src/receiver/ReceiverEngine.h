@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "base/LimitedLog.h"
 #include "receiver/MainMailbox.h"
 #include "receiver/Receiver.h"
 #include "receiver/StreamReader.h"
@@ -74,6 +75,7 @@ class ReceiverEngine : public std::enable_shared_from_this<ReceiverEngine> {
   std::shared_ptr<StreamReader> stream_;                 // the current one
   std::shared_ptr<const platform::VideoFormat> format_;  // of the last parameter sets
   std::uint16_t cursorSeq_ = 0;                          // 0: any number is accepted
+  LimitedLog silence_;                                   // strangers can be silent all day
   int unsentAnswers_ = 0;                                // to probes of the current stream
 };
 

@@ -4,6 +4,7 @@
 #include <QPainter>
 #include <QPixmap>
 #include <QSvgRenderer>
+#include <QTextDocument>
 
 #include "shell/Brand.h"
 
@@ -29,6 +30,10 @@ QColor faint(QColor colour, double alpha) {
 
 QString ViewStyle::text(std::string_view utf8) {
   return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
+}
+
+QString ViewStyle::toolTip(const QString& words) {
+  return Qt::mightBeRichText(words) ? "<qt>" + words.toHtmlEscaped() + "</qt>" : words;
 }
 
 QFont ViewStyle::font(int pixels, QFont::Weight weight) {

@@ -29,6 +29,8 @@ struct ViewStyle {
   static constexpr int kSmallSize = 11;
 
   [[nodiscard]] static QString text(std::string_view utf8);
+  /// `words` as a tool tip that shows them as they are: names may look like markup.
+  [[nodiscard]] static QString toolTip(const QString& words);
   [[nodiscard]] static QFont font(int pixels, QFont::Weight weight = QFont::Normal);
 
   [[nodiscard]] static bool dark(const QPalette& palette);

@@ -15,6 +15,7 @@
 #include "app/ctl/QrText.h"
 #include "app/ctl/Status.h"
 #include "app/ctl/Watch.h"
+#include "base/SafeText.h"
 
 namespace tessaline::ctl {
 namespace {
@@ -27,14 +28,14 @@ constexpr std::chrono::seconds kEndLimit{5};
 
 /// Prints why there is no answer and tells the exit code.
 int fail(const ControlClient::Reply& reply) {
-  std::cerr << printable(reply.text) << '\n';
+  std::cerr << withoutControls(reply.text) << '\n';
   return reply.problem == ControlClient::Problem::refused ? kFailed : kNotRunning;
 }
 
 int link(ControlClient& client, const Arguments& arguments) {
   const auto reply = client.request("Link", std::nullopt);
   if (reply.problem) return fail(reply);
-  std::cout << printable(reply.text) << '\n';
+  std::cout << withoutControls(reply.text) << '\n';
   if (!arguments.empty()) std::cout << '\n' << qrText(reply.text, ::isatty(STDOUT_FILENO) != 0);
   return kDone;
 }
@@ -91,21 +92,21 @@ int screens(ControlClient& client, const Arguments& /*arguments*/) {
 int start(ControlClient& client, const Arguments& arguments) {
   const auto reply = client.request("Start", arguments.empty() ? "" : arguments.front());
   if (reply.problem) return fail(reply);
-  std::cout << "connecting to " << printable(reply.text) << '\n';
+  std::cout << "connecting to " << withoutControls(reply.text) << '\n';
   return kDone;
 }
 
 int forget(ControlClient& client, const Arguments& /*arguments*/) {
   const auto reply = client.request("Forget", std::nullopt);
   if (reply.problem) return fail(reply);
-  std::cout << "forgotten: " << printable(reply.text) << " allowed screens\n";
+  std::cout << "forgotten: " << withoutControls(reply.text) << " allowed screens\n";
   return kDone;
 }
 
 int bitrate(ControlClient& client, const Arguments& arguments) {
   const auto reply = client.request("Bitrate", arguments.empty() ? "" : arguments.front());
   if (reply.problem) return fail(reply);
-  std::cout << printable(reply.text) << '\n';
+  std::cout << withoutControls(reply.text) << '\n';
   return kDone;
 }
 
@@ -113,7 +114,7 @@ int answer(ControlClient& client, const char* request, const char* done,
            const Arguments& arguments) {
   const auto reply = client.request(request, arguments.empty() ? "" : arguments.front());
   if (reply.problem) return fail(reply);
-  std::cout << done << ": " << printable(reply.text) << '\n';
+  std::cout << done << ": " << withoutControls(reply.text) << '\n';
   return kDone;
 }
 

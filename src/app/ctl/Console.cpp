@@ -12,6 +12,7 @@
 
 #include "app/ctl/ExitCodes.h"
 #include "app/ctl/QrText.h"
+#include "base/SafeText.h"
 
 namespace tessaline::ctl {
 namespace {
@@ -55,7 +56,7 @@ int Console::run() {
   const auto reply = client_.request("Status", std::nullopt);
   const auto status = reply.problem ? std::nullopt : Status::parse(reply.text);
   if (!status) {
-    std::cerr << printable(reply.text) << '\n';
+    std::cerr << withoutControls(reply.text) << '\n';
     return kNotRunning;
   }
   introduce(*status);
@@ -166,13 +167,13 @@ void Console::handleKey(char key) {
     const auto reply =
         client_.request(screensPresent_ ? "Stop" : "Start",
                         screensPresent_ ? std::nullopt : std::optional(std::string()));
-    if (reply.problem) std::cout << printable(reply.text) << std::endl;
+    if (reply.problem) std::cout << withoutControls(reply.text) << std::endl;
   }
   if (key == 'q' || key == 'Q') {
     quitting_ = true;
     const auto reply = client_.request("Quit", std::nullopt);
     // Whether it has ended now or was gone before, its notice says so and ends this program.
-    if (reply.problem) std::cout << printable(reply.text) << std::endl;
+    if (reply.problem) std::cout << withoutControls(reply.text) << std::endl;
   }
 }
 
@@ -181,7 +182,7 @@ void Console::answer(bool allow) {
   asked_.reset();
   const auto reply = client_.request(allow ? "Allow" : "Deny", '#' + std::to_string(prompt.id));
   if (reply.problem) {
-    std::cout << "  " << printable(reply.text) << std::endl;
+    std::cout << "  " << withoutControls(reply.text) << std::endl;
   } else {
     std::cout << "  " << (allow ? "allowed: " : "not allowed: ") << prompt.name << std::endl;
   }

@@ -3,6 +3,8 @@
 #include <boost/json/parse.hpp>
 #include <boost/json/value.hpp>
 
+#include "base/SafeText.h"
+
 namespace tessaline::ctl {
 namespace {
 
@@ -11,7 +13,7 @@ namespace json = boost::json;
 std::string textOf(const json::object& object, std::string_view key) {
   const auto* value = object.if_contains(key);
   const auto* text = value ? value->if_string() : nullptr;
-  return text ? printable(*text) : std::string();
+  return text ? withoutControls(*text) : std::string();
 }
 
 std::int64_t numberOf(const json::object& object, std::string_view key) {
@@ -60,37 +62,7 @@ Status::Screen parseScreen(const json::object& object) {
   return screen;
 }
 
-/// Bytes of the control character that `text` begins with, 0 when it begins with none: C0, DEL,
-/// C1 (U+0080…U+009F), line and paragraph separators and the writing-direction marks and overrides
-/// (U+200E, U+200F, U+2028…U+202E, U+2066…U+2069).
-std::size_t controlLength(std::string_view text) {
-  const auto byte = [&](std::size_t i) {
-    return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
-  };
-  if (byte(0) < 0x20 || byte(0) == 0x7F) return 1;
-  if (byte(0) == 0xC2 && byte(1) >= 0x80 && byte(1) <= 0x9F) return 2;
-  if (byte(0) != 0xE2) return 0;
-  const unsigned last = byte(2);
-  if (byte(1) == 0x80 && (last == 0x8E || last == 0x8F || (last >= 0xA8 && last <= 0xAE))) return 3;
-  if (byte(1) == 0x81 && last >= 0xA6 && last <= 0xA9) return 3;
-  return 0;
-}
-
 }  // namespace
-
-std::string printable(std::string_view text) {
-  std::string safe;
-  while (!text.empty()) {
-    const std::size_t control = controlLength(text);
-    if (control > 0) {
-      safe += '?';
-    } else {
-      safe += text.front();
-    }
-    text.remove_prefix(control > 0 ? control : 1);
-  }
-  return safe;
-}
 
 std::string Status::Screen::line() const {
   if (!streaming) return name + ": connecting";
@@ -114,7 +86,7 @@ std::optional<Status> Status::parse(std::string_view text) {
   if (const auto* computers = object->if_contains("computers");
       computers && computers->is_array()) {
     for (const auto& name : computers->get_array()) {
-      if (name.is_string()) status.computers.push_back(printable(name.get_string()));
+      if (name.is_string()) status.computers.push_back(withoutControls(name.get_string()));
     }
   }
   forEachObject(*object, "pending", [&](const json::object& prompt) {

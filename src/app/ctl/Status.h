@@ -47,8 +47,4 @@ struct Status {
   [[nodiscard]] static std::optional<Status> parse(std::string_view json);
 };
 
-/// `text` with control characters, also those that change the direction of writing, replaced by
-/// "?".
-[[nodiscard]] std::string printable(std::string_view text);
-
 }  // namespace tessaline::ctl

@@ -10,6 +10,7 @@
 
 #include "app/ctl/ExitCodes.h"
 #include "app/ctl/Status.h"
+#include "base/SafeText.h"
 
 namespace tessaline::ctl {
 namespace {
@@ -67,7 +68,7 @@ int watchStreams(platform::ControlClient& client) {
     const auto reply = client.request("Status", std::nullopt);
     const auto status = reply.problem ? std::nullopt : Status::parse(reply.text);
     if (!status) {
-      std::cerr << printable(reply.text) << '\n';
+      std::cerr << withoutControls(reply.text) << '\n';
       return kNotRunning;
     }
     const double seconds = std::chrono::duration<double>(now - last).count();

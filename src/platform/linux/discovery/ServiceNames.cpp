@@ -3,20 +3,15 @@
 #include <avahi-common/alternative.h>
 #include <avahi-common/malloc.h>
 
-#include <algorithm>
 #include <memory>
 
 #include "base/Bytes.h"
+#include "base/SafeText.h"
 
 namespace tessaline::platform {
 namespace {
 
 constexpr std::size_t kLongest = 63;  // bytes of a DNS label
-
-bool isControl(char character) {
-  const auto code = static_cast<unsigned char>(character);
-  return code < 0x20 || code == 0x7F;
-}
 
 bool continuesCharacter(char byte) {
   return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
@@ -25,8 +20,7 @@ bool continuesCharacter(char byte) {
 }  // namespace
 
 std::string fitServiceName(std::string_view wanted) {
-  std::string name = repairUtf8(viewBytes(wanted));
-  std::replace_if(name.begin(), name.end(), isControl, ' ');
+  std::string name = withoutControls(repairUtf8(viewBytes(wanted)), ' ');
   if (name.size() > kLongest) {
     std::size_t length = kLongest;
     while (continuesCharacter(name[length])) --length;
