@@ -238,7 +238,8 @@ void SleepInhibitor::Talker::ask(std::size_t service, std::uint64_t id, const Wi
     answered(service, id, error, cookie);
   };
   ++unanswered_;
-  auto call = proxies_[service]->callMethodAsync("Inhibit");
+  const std::string method = "Inhibit";  // the call keeps a reference to it
+  auto call = proxies_[service]->callMethodAsync(method);
   call.onInterface(kServices[service].interface).withTimeout(kPatience);
   if (service == kScreenSaver) {
     call.withArguments(std::string(kApplication), wish.reason).uponReplyInvoke(done);
