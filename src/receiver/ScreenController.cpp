@@ -75,6 +75,9 @@ void ScreenController::wire() {
 }
 
 void ScreenController::connected() {
+  // Another stream's, when this one replaces it.
+  cursorVisible_ = false;
+  placeCursor();
   services_.windows.hideHome();
   services_.windows.showFull();
   if (!activity_) {
