@@ -172,14 +172,21 @@ testApplication('the keyboard button shows while a text field on this screen has
     { env: { GTK_MODULES: 'gail:atk-bridge', NO_AT_BRIDGE: '0' } });
   const find = () => tools.desktop.run('xdotool', ['search', '--name', '^Field$']);
   const window = (await waitFor('the dialog', find)).trim().split('\n').at(-1);
-  const place = async (left, top) => {
-    await tools.desktop.run('xdotool', ['windowmove', '--sync', window, `${left}`, `${top}`]);
-    await tools.desktop.run('xdotool', ['windowfocus', '--sync', window]);
+  const move = (left, top) => (
+    tools.desktop.run('xdotool', ['windowmove', '--sync', window, `${left}`, `${top}`]));
+  // Accessibility comes up in its own time, and until then no program tells what gets the focus.
+  const focusAgain = async () => {
+    for (const name of ['^Tessaline$', '^Field$']) {
+      await tools.desktop.run('xdotool', ['search', '--name', name, 'windowfocus', '--sync']);
+    }
   };
   try {
-    await place(x + 100, y + 100);
-    await offered(true);
-    await place(100, 100);
+    await move(x + 100, y + 100);
+    await waitFor('keyboard button: true', async () => {
+      await focusAgain();
+      return button.isVisible();
+    }, { every: 800 });
+    await move(100, 100);
     await offered(false);
   } finally {
     await dialog.kill('SIGTERM');
