@@ -52,7 +52,7 @@ class FFmpegVideoCoding final : public VideoCoding {
       const EncoderRecipe recipe = x264Recipe(std::thread::hardware_concurrency());
       opened = H264Encoder::open(recipe, options);
       if (!opened.encoder) return Failure{std::to_string(opened.status)};
-      log("encoder: " + recipe.codec + " (no hardware encoder: " + refusals + ")");
+      announce("encoder: " + recipe.codec + " (no hardware encoder: " + refusals + ")");
     }
     return std::unique_ptr<CompressionSession>(std::make_unique<FFmpegCompressionSession>(
         std::move(opened.encoder), queues_.thread("tessaline.encode"), std::move(callbacks)));
@@ -62,15 +62,14 @@ class FFmpegVideoCoding final : public VideoCoding {
 
  private:
   /// The first hardware encoder that opens, with its log line; else why none did.
-  static H264Encoder::Opened openHardware(const CompressionOptions& options,
-                                          std::string& refusals) {
+  H264Encoder::Opened openHardware(const CompressionOptions& options, std::string& refusals) {
     for (const auto& hardware : kHardwareEncoders) {
       std::error_code ignored;
       std::string refusal = hardware.absence;
       if (std::filesystem::exists(hardware.device, ignored)) {
         auto opened = H264Encoder::open(hardware.recipe(), options);
         if (opened.encoder) {
-          log("encoder: " + hardware.recipe().codec + " (this machine's hardware)");
+          announce("encoder: " + hardware.recipe().codec + " (this machine's hardware)");
           return opened;
         }
         refusal = std::string(hardware.name) + ": " + describe(opened.status);
@@ -81,7 +80,14 @@ class FFmpegVideoCoding final : public VideoCoding {
     return {};
   }
 
+  /// Says it once, not for each of the sessions that a screen may begin every two seconds.
+  void announce(const std::string& line) {
+    if (line != announced_) log(line);
+    announced_ = line;
+  }
+
   Queues& queues_;
+  std::string announced_;  // main queue, where sessions are made
 };
 
 }  // namespace
