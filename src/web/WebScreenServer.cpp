@@ -181,7 +181,6 @@ void WebScreenServer::ended(const Session& session, const std::optional<std::str
 
 void WebScreenServer::changed() {
   observers_.notify();
-  if (onChange) onChange();
 }
 
 }  // namespace tessaline

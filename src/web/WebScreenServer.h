@@ -35,8 +35,6 @@ class WebScreenServer {
 
   /// Handed to each session, which calls it on any queue. Set before `start`.
   std::function<void()> onActivity;
-  /// A session started, changed its state or ended. On the main queue.
-  std::function<void()> onChange;
   /// Bit/s for a 1920 × 1080 picture, handed to each new session.
   int bitrate = 25'000'000;
 
@@ -57,7 +55,7 @@ class WebScreenServer {
   /// In order of connection, those that have not introduced themselves yet included.
   [[nodiscard]] const std::vector<std::shared_ptr<Session>>& sessions() const { return sessions_; }
 
-  /// `sessions`, `key` or the identity have changed.
+  /// `sessions`, one's state, `key` or the identity have changed.
   [[nodiscard]] Subscription observe(Observers::Observer observer);
 
  private:
