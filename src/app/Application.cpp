@@ -91,7 +91,6 @@ std::unique_ptr<AppDelegate::Role> Application::createMainRole() {
                        .discovery = std::move(discovery),
                        .network = std::move(network),
                        .commands = std::make_shared<platform::LinuxSystemCommands>(),
-                       .screenAccess = std::make_unique<platform::LinuxScreenCaptureAccess>(),
                        .processes = platform::createProcessRunner(),
                        .http = platform::createHttpClient(),
                        .security = platform::createTransportSecurity(),

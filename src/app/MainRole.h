@@ -29,7 +29,6 @@ class MainRole final : public AppDelegate::Role, public ControlBus::Main {
     std::shared_ptr<platform::ServiceDiscovery> discovery;
     std::unique_ptr<platform::Network> network;
     std::shared_ptr<platform::SystemCommands> commands;
-    std::unique_ptr<platform::ScreenCaptureAccess> screenAccess;
     std::shared_ptr<platform::ProcessRunner> processes;
     std::shared_ptr<platform::HttpClient> http;
     std::shared_ptr<platform::TransportSecurity> security;

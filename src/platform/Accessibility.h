@@ -11,7 +11,8 @@ struct FocusedElement {
   enum class Role { textField, textArea, searchField, comboBox, other };
   Role role = Role::other;
   bool editable = false;
-  PixelRect frame;  ///< global desktop coordinates
+  /// Global desktop coordinates; nothing where programs are not told where their windows are.
+  std::optional<PixelRect> frame;
   bool operator==(const FocusedElement&) const = default;
 };
 

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,7 @@
 #include "platform/HotKey.h"
 #include "platform/InputEvents.h"
 #include "platform/PointerSource.h"
+#include "platform/ScreenCaptureAccess.h"
 
 namespace tessaline::platform {
 
@@ -25,6 +27,14 @@ class DesktopEnvironment {
 
   /// One word or two for the log: "X11".
   [[nodiscard]] virtual std::string kind() const = 0;
+
+  /// Why this desktop can have no extra displays at all, as one sentence for its user; nothing when
+  /// it can.
+  [[nodiscard]] virtual std::optional<std::string> limitation() const { return std::nullopt; }
+
+  /// Whether global coordinates are points, of which a HiDPI display has half as many as pixels
+  /// each way. Otherwise they are pixels.
+  [[nodiscard]] virtual bool hasPoints() const { return false; }
 
   /// A display with an identifier that is not shown yet (`VirtualDisplay::apply` does that), or
   /// nothing when the desktop has no room for one; the reason is in the log.
@@ -44,6 +54,7 @@ class DesktopEnvironment {
 
   [[nodiscard]] virtual InputEvents& inputEvents() = 0;
   [[nodiscard]] virtual Accessibility& accessibility() = 0;
+  [[nodiscard]] virtual ScreenCaptureAccess& captureAccess() = 0;
 
   /// Has `action` run on the main queue whenever the key is pressed, whichever program has the
   /// focus. Never empty: where another program holds the key, or the desktop has no such keys, the

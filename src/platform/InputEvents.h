@@ -23,6 +23,10 @@ class InputEvents {
   /// Whether this process may post events. `ask` makes a system that leaves this to its user ask.
   [[nodiscard]] virtual bool trusted(bool ask) = 0;
 
+  /// A touch by one finger, put down and lifted: it leaves the pointer where it is. `tapState` is 1
+  /// for a first tap, 2 for the second one of a double tap. False on a desktop that offers no touch
+  /// device; nothing has happened then.
+  [[nodiscard]] virtual bool postTap(PointerLocation at, int tapState) = 0;
   /// Moves the pointer without a movement of any device.
   virtual void postMove(PointerLocation to) = 0;
   /// `clickState`: 1 for a first click, 2 for the second one of a double click.

@@ -21,7 +21,7 @@ struct PointerImage {
 };
 
 struct PointerLocation {
-  double x = 0;  ///< global desktop coordinates, pixels
+  double x = 0;  ///< global desktop coordinates, in the units of `DisplayInfo::bounds`
   double y = 0;
 };
 
@@ -30,7 +30,9 @@ struct PointerLocation {
 class PointerSource {
  public:
   virtual ~PointerSource() = default;
-  [[nodiscard]] virtual PointerLocation location() const = 0;
+  /// Nothing while the desktop does not tell, as some do unless the pointer is on a display that
+  /// is being captured.
+  [[nodiscard]] virtual std::optional<PointerLocation> location() const = 0;
   /// Nothing until the first image is known.
   [[nodiscard]] virtual std::shared_ptr<const PointerImage> image() const = 0;
   /// Nothing when there is no such display (any more).

@@ -61,13 +61,21 @@ void CursorStreamer::tick() {
 
   const auto bounds = pointer_->bounds(display_);
   if (!bounds || bounds->empty()) return;  // the display is on its way out
-  const auto location = pointer_->location();
-  const auto position = CursorPosition::on(*bounds, location.x, location.y);
+  const auto position = positionOn(*bounds);
   if (last_ == position && ticks_ % kRefreshTicks != 0) return;
   const bool moved = last_ && (last_->x != position.x || last_->y != position.y);
   if (moved && position.visible && onMove) onMove();
   last_ = position;
   sendPosition(position);
+}
+
+CursorPosition CursorStreamer::positionOn(const PixelRect& bounds) const {
+  if (const auto location = pointer_->location()) {
+    return CursorPosition::on(bounds, location->x, location->y);
+  }
+  CursorPosition elsewhere = last_.value_or(CursorPosition());
+  elsewhere.visible = false;
+  return elsewhere;
 }
 
 void CursorStreamer::sendPosition(const CursorPosition& position) {

@@ -33,6 +33,7 @@ class CursorStreamer : public std::enable_shared_from_this<CursorStreamer> {
  private:
   void tick();
   void checkShape();
+  [[nodiscard]] CursorPosition positionOn(const PixelRect& bounds) const;
   void sendPosition(const CursorPosition& position);
 
   const platform::DisplayID display_;

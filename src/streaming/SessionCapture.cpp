@@ -66,18 +66,30 @@ void Session::createScreen(PixelSize size, SizeMM sizeMM, bool hiDPI, int attemp
 
 void Session::findDisplay(int query) {
   auto displays = services_.desktop.shareableDisplays();
-  const bool listed =
-      displays && std::ranges::any_of(*displays, [this](const platform::DisplayInfo& display) {
-        return display.id == screen_->displayID();
-      });
+  bool listed = false;
+  if (displays) {
+    const auto own = std::ranges::find(*displays, screen_->displayID(), &platform::DisplayInfo::id);
+    listed = own != displays->end();
+    if (listed && own->pixels != pictureSize_) {
+      log("the desktop made the display " + std::to_string(own->pixels.width) + "x" +
+          std::to_string(own->pixels.height));
+      pictureSize_ = own->pixels;
+    }
+  }
+  using State = platform::VirtualDisplay::State;
+  const State state = screen_->state();
   if (listed) {
     startCapture();
-  } else if (query >= kDisplayQueries) {
+  } else if (state == State::refused) {
+    endWith(Messages::noCapture);
+  } else if (state == State::failed || query >= kDisplayQueries) {
     endWith(Messages::noDisplay);
   } else {
+    // A person who is being asked takes as long as it takes.
+    const int next = state == State::asking ? query : query + 1;
     services_.queues.main()->asyncAfter(kDisplayQueryDelay, [=, weak = weak_from_this()] {
       const auto session = weak.lock();
-      if (session && !session->ended_) session->findDisplay(query + 1);
+      if (session && !session->ended_) session->findDisplay(next);
     });
   }
 }

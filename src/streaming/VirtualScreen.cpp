@@ -39,7 +39,9 @@ std::unique_ptr<VirtualScreen> VirtualScreen::create(platform::DesktopEnvironmen
   const int shift = hiDPI ? 1 : 0;
   std::unique_ptr<VirtualScreen> screen(
       new VirtualScreen(desktop, arrangement, serialNumber, std::move(display)));
-  screen->apply({.hiDPI = hiDPI, .modes = {{width >> shift, height >> shift, kRefreshRate}}}, size);
+  const int points = desktop.hasPoints() ? shift : 0;
+  screen->apply({.hiDPI = hiDPI, .modes = {{width >> shift, height >> shift, kRefreshRate}}},
+                {size.width >> points, size.height >> points});
   return screen;
 }
 

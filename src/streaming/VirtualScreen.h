@@ -27,6 +27,7 @@ class VirtualScreen {
   VirtualScreen(const VirtualScreen&) = delete;
   VirtualScreen& operator=(const VirtualScreen&) = delete;
 
+  [[nodiscard]] platform::VirtualDisplay::State state() const { return display_->state(); }
   [[nodiscard]] platform::DisplayID displayID() const { return display_->displayID(); }
 
  private:

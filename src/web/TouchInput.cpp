@@ -106,6 +106,7 @@ void TouchInput::handle(const ScreenLink::Input& message, platform::DisplayID di
   main_->assertCurrent();
   if (!enabled() || !allowed() || !hasRoom()) return;
   const std::string_view type = textAt(message, "t");
+  touched_ = display;
   if (type == "text") return this->type(message);
   if (type == "key") return press(message);
 
@@ -129,6 +130,10 @@ void TouchInput::handle(const ScreenLink::Input& message, platform::DisplayID di
 }
 
 void TouchInput::click(MouseButton button, int clicks, PointerLocation at) {
+  if (button == MouseButton::left && events_.postTap(at, 1)) {
+    for (int state = 2; state <= clicks; ++state) (void)events_.postTap(at, state);
+    return;
+  }
   borrowPointer(at);
   for (int state = 1; state <= clicks; ++state) {
     events_.postButton(button, true, at, state);
@@ -164,10 +169,10 @@ void TouchInput::press(const ScreenLink::Input& message) {
 }
 
 void TouchInput::borrowPointer(PointerLocation at) {
-  if (!saved_) {
+  if (!std::exchange(borrowed_, true)) {
     // Until the desktop has moved it back, what it reports is the place of the last touch.
     const bool onItsWay = returning_ && events_.pending() > 0;
-    saved_ = onItsWay ? *returning_ : desktop_.pointer()->location();
+    saved_ = onItsWay ? returning_ : desktop_.pointer()->location();
   }
   events_.postMove(at);
 }
@@ -178,9 +183,9 @@ void TouchInput::returnPointerAfter(Duration delay) {
 
 void TouchInput::returnPointer() {
   restore_.cancel();
-  if (!saved_) return;
+  if (!std::exchange(borrowed_, false)) return;
   returning_ = std::exchange(saved_, std::nullopt);
-  events_.postMove(*returning_);
+  if (returning_) events_.postMove(*returning_);
 }
 
 std::optional<UnitRect> TouchInput::focusedTextField(platform::DisplayID display) {
@@ -188,7 +193,12 @@ std::optional<UnitRect> TouchInput::focusedTextField(platform::DisplayID display
   const auto element = desktop_.accessibility().focusedElement();
   const auto bounds = desktop_.pointer()->bounds(display);
   if (!element || !isTextField(*element) || !bounds || bounds->empty()) return std::nullopt;
-  const PixelRect& frame = element->frame;
+  if (!element->frame) {
+    // Windows keep their place to themselves here. What gets the focus after a touch is, as a rule,
+    // what was touched.
+    return display == touched_ ? std::optional(UnitRect{0, 0, 1, 1}) : std::nullopt;
+  }
+  const PixelRect& frame = *element->frame;
   const double middleX = frame.x + frame.width / 2.0;
   const double middleY = frame.y + frame.height / 2.0;
   if (middleX < bounds->x || middleX >= double(bounds->x) + bounds->width || middleY < bounds->y ||

@@ -52,7 +52,9 @@ class TouchInput final : public DeviceInput {
   platform::InputEvents& events_;
   bool asked_ = false;  // whether the user was asked to trust this process
   LimitedLog flood_;
-  std::optional<platform::PointerLocation> saved_;
+  platform::DisplayID touched_ = 0;  // where the last message was aimed at
+  bool borrowed_ = false;
+  std::optional<platform::PointerLocation> saved_;      // nothing: the desktop does not tell
   std::optional<platform::PointerLocation> returning_;  // there once nothing is pending any more
   Timer restore_;
 };

@@ -37,7 +37,7 @@ class CursorStreamerTest : public testing::Test {
 };
 
 TEST_F(CursorStreamerTest, SendsMovesAtOnceAndRepeatsAStillPointerNowAndThen) {
-  pointer_->where = {1400, 300};
+  pointer_->where = {{1400, 300}};
   start();
   EXPECT_EQ(link_->payloads(Proto::cursorPos), (std::vector<Bytes>{{0, 1, 0x80, 0, 0x80, 0, 1}}));
   queues_.advance(2400ms);
@@ -45,9 +45,9 @@ TEST_F(CursorStreamerTest, SendsMovesAtOnceAndRepeatsAStillPointerNowAndThen) {
   EXPECT_EQ(moves_, 0);
 
   link_->sent.clear();
-  pointer_->where = {1401, 300};
+  pointer_->where = {{1401, 300}};
   queues_.advance(8ms);
-  pointer_->where = {10, 300};  // off the display: hidden, and no move
+  pointer_->where = {{10, 300}};  // off the display: hidden, and no move
   queues_.advance(8ms);
   ASSERT_EQ(link_->count(Proto::cursorPos), 2U);
   EXPECT_EQ(link_->payloads(Proto::cursorPos)[1].back(), 0);
@@ -55,14 +55,14 @@ TEST_F(CursorStreamerTest, SendsMovesAtOnceAndRepeatsAStillPointerNowAndThen) {
 
   streamer_->stop();
   link_->sent.clear();
-  pointer_->where = {1500, 300};
+  pointer_->where = {{1500, 300}};
   queues_.advance(1s);
   EXPECT_TRUE(link_->sent.empty());
 }
 
 TEST_F(CursorStreamerTest, AComputersPointerTravelsInDatagrams) {
   link_->inlinePointer = false;
-  pointer_->where = {1000, 0};
+  pointer_->where = {{1000, 0}};
   start();
   EXPECT_EQ(network_.datagramPeer.host, "192.0.2.7");
   EXPECT_EQ(network_.datagramPeer.port, 7778);
@@ -71,7 +71,7 @@ TEST_F(CursorStreamerTest, AComputersPointerTravelsInDatagrams) {
 
   // The counter wraps.
   for (int i = 0; i < 65'535; ++i) {
-    pointer_->where.x = 1001 - i % 2;
+    pointer_->where->x = 1001 - i % 2;
     queues_.advance(8ms);
   }
   EXPECT_EQ(network_.datagrams.back()[1], 0);

@@ -6,6 +6,7 @@
 #include <boost/json/parse.hpp>
 
 #include "protocol/Proto.h"
+#include "streaming/Messages.h"
 #include "support/FakeLink.h"
 #include "support/FakePlatform.h"
 #include "support/VirtualQueues.h"
@@ -210,6 +211,42 @@ TEST_F(SessionTest, RetriesUntilTheDisplayIsThere) {
   ASSERT_TRUE(desktop_.stream);
   desktop_.stream->started(std::nullopt);
   EXPECT_TRUE(session_->streaming());
+}
+
+TEST_F(SessionTest, WaitsForThePersonWhomTheDesktopAsksAndTakesARefusalAsTheEnd) {
+  using State = platform::VirtualDisplay::State;
+  const struct {
+    State answer;
+    std::optional<std::string_view> reason;
+  } cases[] = {{State::coming, std::nullopt},
+               {State::refused, Messages::noCapture},
+               {State::failed, Messages::noDisplay}};
+  for (const auto& c : cases) {
+    auto link = std::make_shared<test::FakeLink>();
+    auto session = std::make_shared<Session>(
+        SessionServices{queues_, desktop_, coding_, network_, &input_}, "S", link, 1);
+    std::optional<std::string> reason;
+    session->onEnd = [&](std::optional<std::string> text) { reason = std::move(text); };
+    desktop_.state = State::asking;
+    desktop_.queriesUntilListed = 1'000'000;
+    session->start();
+    link->onHello(hello_);
+    queues_.advance(3min);
+    EXPECT_FALSE(reason);
+    if (c.answer == State::coming) desktop_.queriesUntilListed = 0;
+    desktop_.state = c.answer;
+    queues_.advance(200ms);
+    EXPECT_EQ(reason, c.reason);
+    EXPECT_EQ(desktop_.stream != nullptr, c.answer == State::coming);
+  }
+}
+
+TEST_F(SessionTest, StreamsTheSizeThatTheDesktopReallyMade) {
+  desktop_.actualSize = PixelSize{1920, 1080};
+  startSession();
+  link_->onHello(hello_);
+  EXPECT_EQ(desktop_.configuration.size, (PixelSize{1920, 1080}));
+  EXPECT_EQ(coding_.options.size, (PixelSize{1920, 1080}));
 }
 
 TEST_F(SessionTest, TakesAPictureOnlyWhenItCanTravelAtOnce) {

@@ -12,17 +12,19 @@
 #include "platform/Network.h"
 #include "platform/VideoCoding.h"
 #include "platform/Workspace.h"
+#include "support/FakeCaptureAccess.h"
 
 namespace tessaline::test {
 
 /// A pointer that stands where the test puts it.
 class FakePointer final : public platform::PointerSource {
  public:
-  platform::PointerLocation where;
+  std::optional<platform::PointerLocation> where =
+      platform::PointerLocation();  // nothing: not told
   std::shared_ptr<const platform::PointerImage> picture;
   PixelRect display{1000, 0, 800, 600};
 
-  platform::PointerLocation location() const override { return where; }
+  std::optional<platform::PointerLocation> location() const override { return where; }
   std::shared_ptr<const platform::PointerImage> image() const override { return picture; }
   std::optional<PixelRect> bounds(platform::DisplayID) const override { return display; }
 };
@@ -34,11 +36,16 @@ class FakeInputEvents final : public platform::InputEvents {
   int asked = 0;  // how often the user was asked to allow it
   std::size_t waiting = 0;
   std::vector<std::string> events;
-  platform::PointerLocation* pointer = nullptr;  // that moves, if any
+  std::optional<platform::PointerLocation>* pointer = nullptr;  // that moves, if any
+  bool touches = false;                                         // has a touch device
 
   bool trusted(bool ask) override {
     if (ask && !allowed) ++asked;
     return allowed;
+  }
+  bool postTap(platform::PointerLocation at, int tapState) override {
+    if (touches) events.push_back("tap " + std::to_string(tapState) + place(at));
+    return touches;
   }
   void postMove(platform::PointerLocation to) override {
     events.push_back("move" + place(to));
@@ -132,6 +139,7 @@ class FakeDesktop final : public platform::DesktopEnvironment {
     platform::DisplayID id = 0;
     ~Display() override { std::erase(desktop->displays, id); }
     platform::DisplayID displayID() const override { return id; }
+    State state() const override { return desktop->state; }
     bool apply(const platform::VirtualDisplaySettings& applied) override {
       desktop->settings = applied;
       desktop->displays.push_back(id);
@@ -146,6 +154,8 @@ class FakeDesktop final : public platform::DesktopEnvironment {
 
   int refusals = 0;  // how many displays are refused before one is made
   int queriesUntilListed = 0;
+  platform::VirtualDisplay::State state = platform::VirtualDisplay::State::coming;
+  std::optional<PixelSize> actualSize;  // of displays, where it is not the one asked for
   int attempts = 0;
   platform::DisplayID nextID = 41;
   platform::VirtualDisplayDescriptor descriptor;
@@ -156,6 +166,7 @@ class FakeDesktop final : public platform::DesktopEnvironment {
   std::shared_ptr<FakePointer> fakePointer = std::make_shared<FakePointer>();
   FakeInputEvents input;
   FakeAccessibility elements;
+  FakeCaptureAccess access;
   std::optional<platform::HotKey> hotKey;
   std::function<void()> hotKeyAction;  // empty while no hot key is registered
 
@@ -176,7 +187,11 @@ class FakeDesktop final : public platform::DesktopEnvironment {
   Result<std::vector<platform::DisplayInfo>> shareableDisplays() override {
     if (queriesUntilListed-- > 0) return Failure{"not yet"};
     std::vector<platform::DisplayInfo> listed;
-    for (const auto id : displays) listed.push_back({id, fakePointer->display});
+    const PixelSize asked{static_cast<int>(descriptor.maxPixelsWide),
+                          static_cast<int>(descriptor.maxPixelsHigh)};
+    for (const auto id : displays) {
+      listed.push_back({id, fakePointer->display, actualSize.value_or(asked)});
+    }
     return listed;
   }
   std::unique_ptr<platform::CaptureStream> createCaptureStream(
@@ -192,6 +207,7 @@ class FakeDesktop final : public platform::DesktopEnvironment {
   std::shared_ptr<platform::PointerSource> pointer() override { return fakePointer; }
   platform::InputEvents& inputEvents() override { return input; }
   platform::Accessibility& accessibility() override { return elements; }
+  platform::ScreenCaptureAccess& captureAccess() override { return access; }
   std::unique_ptr<platform::HotKeyRegistration> registerHotKey(
       const platform::HotKey& wanted, std::function<void()> action) override {
     hotKey = wanted;

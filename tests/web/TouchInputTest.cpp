@@ -18,7 +18,7 @@ class TouchInputTest : public testing::Test {
  protected:
   TouchInputTest() {
     desktop_.input.pointer = &desktop_.fakePointer->where;
-    desktop_.fakePointer->where = {7, 8};
+    desktop_.fakePointer->where = {{7, 8}};
     desktop_.fakePointer->display = {1000, 100, 800, 600};
   }
   /// What the desktop is told to do for a message, the pointer's return included.
@@ -85,9 +85,9 @@ TEST_F(TouchInputTest, BorrowsThePointerUntilTheLastActionIsOver) {
     handle(R"({"t":"scroll","dy":1,"x":0.9})");
   }
   queues_.advance(599ms);
-  EXPECT_EQ(desktop_.fakePointer->where.x, 1720);
+  EXPECT_EQ(desktop_.fakePointer->where->x, 1720);
   queues_.advance(1ms);
-  EXPECT_EQ(desktop_.fakePointer->where.x, 7);
+  EXPECT_EQ(desktop_.fakePointer->where->x, 7);
   EXPECT_EQ(std::ranges::count(desktop_.input.events, "move @7,8"), 1);
 
   // A click shortens the wait. A touch that begins while the desktop still moves the pointer back
@@ -148,8 +148,25 @@ TEST_F(TouchInputTest, FindsTheFocusedTextFieldOnItsDisplayOnly) {
     desktop_.elements.focused = {c.role, c.editable, c.frame};
     EXPECT_EQ(touch_.focusedTextField(42), c.found);
   }
+  // Where programs do not know where their windows are, it is where the last touch was.
+  desktop_.elements.focused = {Role::textField, true, std::nullopt};
+  EXPECT_EQ(touch_.focusedTextField(42), std::nullopt);
+  eventsOf(R"({"t":"tap"})");
+  EXPECT_EQ(touch_.focusedTextField(42), (UnitRect{0, 0, 1, 1}));
+  EXPECT_EQ(touch_.focusedTextField(43), std::nullopt);
   desktop_.input.allowed = false;
   EXPECT_EQ(touch_.focusedTextField(42), std::nullopt);
+}
+
+TEST_F(TouchInputTest, TapsByTouchWhereTheDesktopHasItAndLeavesThePointerAlone) {
+  desktop_.input.touches = true;
+  EXPECT_EQ(eventsOf(R"({"t":"tap","x":0.25,"y":0.5})"), Events({"tap 1 @1200,400"}));
+  EXPECT_EQ(eventsOf(R"({"t":"double","x":0.25,"y":0.5})"),
+            Events({"tap 1 @1200,400", "tap 2 @1200,400"}));
+  // What takes the pointer takes it, and where its place is not told it stays.
+  desktop_.fakePointer->where.reset();
+  EXPECT_EQ(eventsOf(R"({"t":"right","x":0.25,"y":0.5})"),
+            Events({"move @1200,400", "right down 1 @1200,400", "right up 1 @1200,400"}));
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ class X11AccessibilityTest : public X11Fixture {
       const auto element = focused();
       const bool field = element && element->editable && element->role != Role::other;
       if (!field || !place) return field == place.has_value();
-      const PixelRect& frame = element->frame;
+      const PixelRect frame = element->frame.value_or(PixelRect());
       return frame.x == place->x && frame.y >= place->y && frame.width == place->width &&
              frame.y + frame.height <= place->y + place->height;
     });

@@ -20,7 +20,7 @@ class X11PointerTest : public X11Fixture {
   bool arrives(double x, double y) {
     return eventually([&] {
       const auto now = pointer_->location();
-      return now.x == x && now.y == y;
+      return now && now->x == x && now->y == y;
     });
   }
 

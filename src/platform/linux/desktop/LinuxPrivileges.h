@@ -16,8 +16,8 @@ class LinuxSystemCommands final : public SystemCommands {
   bool runScript(const std::string&) override { return false; }
 };
 
-/// Every program of an X11 session may capture it, so there is nobody to ask.
-class LinuxScreenCaptureAccess final : public ScreenCaptureAccess {
+/// For desktops that let every program of the user capture, so that there is nobody to ask.
+class FreeCaptureAccess final : public ScreenCaptureAccess {
  public:
   bool granted() override { return true; }
   void request() override {}

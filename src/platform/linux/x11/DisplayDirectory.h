@@ -40,7 +40,10 @@ class DisplayDirectory {
   [[nodiscard]] std::vector<DisplayInfo> list() const {
     const std::lock_guard lock(mutex_);
     std::vector<DisplayInfo> displays;
-    for (const auto& [id, entry] : entries_) displays.push_back({id, entry.bounds, entry.primary});
+    for (const auto& [id, entry] : entries_) {
+      displays.push_back(
+          {id, entry.bounds, {entry.bounds.width, entry.bounds.height}, entry.primary});
+    }
     return displays;
   }
 

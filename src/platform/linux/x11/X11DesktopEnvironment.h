@@ -6,6 +6,7 @@
 
 #include "platform/DesktopEnvironment.h"
 #include "platform/linux/desktop/AtspiAccessibility.h"
+#include "platform/linux/desktop/LinuxPrivileges.h"
 #include "platform/linux/x11/X11Server.h"
 
 namespace tessaline::platform {
@@ -26,6 +27,7 @@ class X11DesktopEnvironment final : public DesktopEnvironment {
   [[nodiscard]] std::shared_ptr<PointerSource> pointer() override { return server_->pointer(); }
   [[nodiscard]] InputEvents& inputEvents() override { return *server_->input(); }
   [[nodiscard]] Accessibility& accessibility() override { return accessibility_; }
+  [[nodiscard]] ScreenCaptureAccess& captureAccess() override { return captureAccess_; }
   [[nodiscard]] std::unique_ptr<HotKeyRegistration> registerHotKey(
       const HotKey& hotKey, std::function<void()> action) override;
 
@@ -36,6 +38,7 @@ class X11DesktopEnvironment final : public DesktopEnvironment {
   const std::shared_ptr<Queue> main_;
   std::shared_ptr<X11Server> server_;
   AtspiAccessibility accessibility_;
+  FreeCaptureAccess captureAccess_;
   DisplayID lastDisplay_;
   bool lost_ = false;
   const std::shared_ptr<int> alive_ = std::make_shared<int>(0);  // held weakly by posted work

@@ -29,6 +29,9 @@ class X11Input final : public InputEvents, public std::enable_shared_from_this<X
   void handleEvent(const xcb_generic_event_t& event);
 
   [[nodiscard]] bool trusted(bool ask) override;
+  [[nodiscard]] bool postTap(PointerLocation /*at*/, int /*tapState*/) override {
+    return false;  // XTEST has no touches
+  }
   void postMove(PointerLocation to) override;
   void postButton(MouseButton button, bool down, PointerLocation at, int clickState) override;
   void postScroll(std::int32_t dx, std::int32_t dy) override;

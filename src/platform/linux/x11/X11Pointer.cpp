@@ -126,7 +126,7 @@ void X11Pointer::fetchImage() {
   image_ = std::move(image);
 }
 
-PointerLocation X11Pointer::location() const {
+std::optional<PointerLocation> X11Pointer::location() const {
   const std::lock_guard lock(mutex_);
   return location_;
 }

@@ -30,7 +30,7 @@ class X11Pointer final : public PointerSource, public std::enable_shared_from_th
   /// Moves the pointer; its new location is known on return.
   void moveTo(PointerLocation location);
 
-  [[nodiscard]] PointerLocation location() const override;
+  [[nodiscard]] std::optional<PointerLocation> location() const override;
   [[nodiscard]] std::shared_ptr<const PointerImage> image() const override;
   [[nodiscard]] std::optional<PixelRect> bounds(DisplayID display) const override;
 
