@@ -30,8 +30,8 @@ class SeatDevices {
   /// A key that every layout has (Return, the arrows, a modifier), by its code in
   /// linux/input-event-codes.h.
   virtual void key(std::uint32_t code, bool down) = 0;
-  /// Types valid UTF-8, whatever the layout. How is the provider's: keys where the layout has the
-  /// characters, something else where it has not.
+  /// Types valid UTF-8 without control characters, whatever the layout. How is the provider's: keys
+  /// where the layout has the characters, something else where it has not.
   virtual void type(const std::string& text) = 0;
   /// Events and characters that still wait.
   [[nodiscard]] virtual std::size_t pending() const = 0;

@@ -8,8 +8,6 @@
 namespace tessaline::platform {
 namespace {
 
-using namespace std::chrono_literals;
-
 constexpr std::uint8_t kLeft = 1;
 constexpr std::uint8_t kRight = 3;
 constexpr std::uint8_t kWheelUp = 4;
@@ -18,9 +16,6 @@ constexpr std::uint8_t kWheelLeft = 6;
 constexpr std::uint8_t kWheelRight = 7;
 constexpr double kStep = 50;       // pixels: about what programs scroll by for one step
 constexpr double kMaxSteps = 100;  // of one event: more than any display is high
-// Toolkits take presses this close together for one more click (GTK and Qt).
-constexpr auto kClickTime = 400ms;
-constexpr double kClickDistance = 5;  // pixels
 
 std::int16_t coordinate(double value) {
   return static_cast<std::int16_t>(std::lround(std::clamp(value, 0.0, 32767.0)));
@@ -37,25 +32,12 @@ X11Mouse::~X11Mouse() {
 void X11Mouse::button(MouseButton button, bool down, PointerLocation at, int clickState,
                       Clock::time_point now) {
   const std::uint8_t number = button == MouseButton::left ? kLeft : kRight;
-  if (down) skipped_[number] = countedAlready(number, at, clickState, now);
+  if (down) skipped_[number] = clicks_.countedAlready(number, at, clickState, now);
   if (skipped_[number]) return;
   xcb_test_fake_input(connection_.get(), XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, connection_.root(),
                       coordinate(at.x), coordinate(at.y), 0);
   down_[number] = down;
   fake(number, down);
-}
-
-bool X11Mouse::countedAlready(std::uint8_t number, PointerLocation at, int clickState,
-                              Clock::time_point now) {
-  // X11 presses carry no click state: programs count by time. A device reports the first tap of a
-  // double tap as a tap of its own, so that its double click would be a triple one.
-  const bool continues = lastPress_.number == number && now - lastPress_.time < kClickTime &&
-                         std::abs(at.x - lastPress_.at.x) <= kClickDistance &&
-                         std::abs(at.y - lastPress_.at.y) <= kClickDistance;
-  const int count = continues ? lastPress_.count + 1 : 1;
-  if (clickState > 1 && count > clickState) return true;
-  lastPress_ = {number, at, now, count};
-  return false;
 }
 
 void X11Mouse::scroll(std::int32_t dx, std::int32_t dy) {

@@ -8,6 +8,7 @@
 
 #include "base/Queue.h"
 #include "platform/InputEvents.h"
+#include "platform/linux/desktop/ClickCounter.h"
 #include "platform/linux/x11/X11Connection.h"
 
 namespace tessaline::platform {
@@ -27,8 +28,6 @@ class X11Mouse {
   void mappingChanged() { stale_ = true; }
 
  private:
-  [[nodiscard]] bool countedAlready(std::uint8_t number, PointerLocation at, int clickState,
-                                    Clock::time_point now);
   void turn(double pixels, double& remainder, std::uint8_t forward, std::uint8_t back);
   void fake(std::uint8_t number, bool down);
 
@@ -39,12 +38,7 @@ class X11Mouse {
   std::array<bool, 4> skipped_{};       // by number: its press was left out
   double remainderX_ = 0;               // pixels
   double remainderY_ = 0;
-  struct {
-    std::uint8_t number = 0;
-    PointerLocation at;
-    Clock::time_point time;
-    int count = 0;
-  } lastPress_;
+  ClickCounter clicks_;
 };
 
 }  // namespace tessaline::platform
