@@ -1,0 +1,24 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "base/Queue.h"
+#include "platform/HotKey.h"
+
+namespace tessaline::platform {
+
+/// Hot keys from the desktop portal (GlobalShortcuts), for every desktop that leaves them to it;
+/// the user may be asked for a key once and may choose another one. Where there are none, the log
+/// says so in one line and the action does not run. Comes back by itself when the portal does.
+/// Main queue; the registrations may outlive this object.
+class PortalShortcuts {
+ public:
+  virtual ~PortalShortcuts() = default;
+  [[nodiscard]] static std::unique_ptr<PortalShortcuts> open(Queues& queues);
+  /// As `DesktopEnvironment::registerHotKey`.
+  [[nodiscard]] virtual std::unique_ptr<HotKeyRegistration> add(const HotKey& hotKey,
+                                                                std::function<void()> action) = 0;
+};
+
+}  // namespace tessaline::platform
