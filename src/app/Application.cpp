@@ -72,13 +72,8 @@ std::unique_ptr<AppDelegate::Role> Application::createRole(AppMode mode) {
 
 std::unique_ptr<AppDelegate::Role> Application::createMainRole() {
   Queues& queues = environment_.queues;
-  auto desktop = openDesktop(queues);
-  if (!desktop) {
-    log("this desktop cannot have extra screens: " + desktop.error());
-    mainModeSupported_ = false;
-    return nullptr;
-  }
-  (*desktop)->onLost = [this] {
+  auto desktop = openDesktop(queues, environment_.defaults);
+  desktop->onLost = [this] {
     DesktopLoss::report();
     delegate_.terminate(1);
   };
@@ -86,7 +81,7 @@ std::unique_ptr<AppDelegate::Role> Application::createMainRole() {
   auto network = platform::createNetwork(discovery);
   auto role = std::make_unique<MainRole>(
       queues, environment_.defaults,
-      MainRole::System{.desktop = std::move(*desktop),
+      MainRole::System{.desktop = std::move(desktop),
                        .coding = platform::createVideoCoding(queues),
                        .discovery = std::move(discovery),
                        .network = std::move(network),
@@ -120,14 +115,14 @@ std::unique_ptr<AppDelegate::Role> Application::createScreenRole() {
                                                               .network = std::move(network),
                                                               .decoding = std::move(decoding),
                                                               .windows = std::move(windows)},
-                                           mainModeSupported_);
+                                           mainModeSupported());
   changes_ = role->controller().observe([this] { changed(); });
   screenRole_ = role.get();
   return role;
 }
 
 std::unique_ptr<AppDelegate::Chooser> Application::createChooser() {
-  auto window = std::make_unique<ModeChooserWindow>(mainModeSupported_, mainMenu());
+  auto window = std::make_unique<ModeChooserWindow>(mainModeSupported(), mainMenu());
   window->onMenu = [this](MenuAction action) { perform(action); };
   return std::make_unique<WindowChooser>(std::move(window));
 }

@@ -41,7 +41,8 @@ class Application final : private AppDelegate::Outside, private ControlBus::Appl
 
  private:
   void setActivationPolicy(ActivationPolicy policy) override;
-  [[nodiscard]] bool mainModeSupported() override { return mainModeSupported_; }
+  /// Always: what a desktop lacks for extra screens, the menu says.
+  [[nodiscard]] bool mainModeSupported() override { return true; }
   [[nodiscard]] std::unique_ptr<AppDelegate::Role> createRole(AppMode mode) override;
   [[nodiscard]] std::unique_ptr<AppDelegate::Chooser> createChooser() override;
   void requestScreenPermission() override;
@@ -61,7 +62,6 @@ class Application final : private AppDelegate::Outside, private ControlBus::Appl
   void changed();
 
   const Environment environment_;
-  bool mainModeSupported_ = true;  // until opening the desktop has shown otherwise
   bool changeAnnounced_ = false;
   // Gone last: who waits for the name to vanish finds every display gone with it.
   ControlBus controlBus_;

@@ -71,6 +71,9 @@ StatusMenu Controller::statusMenu() {
 }
 
 StatusMenu::Header Controller::menuHeader() const {
+  if (const auto limitation = services_.session.desktop.limitation()) {
+    return {*limitation, StatusDot::red};
+  }
   if (const auto names = streamingNames(); !names.empty()) {
     return {"Live on " + joined(names), StatusDot::green};
   }

@@ -54,7 +54,7 @@ void Session::createScreen(PixelSize size, SizeMM sizeMM, bool hiDPI, int attemp
     findDisplay(1);
     return;
   }
-  if (attempt >= kDisplayRetries) {
+  if (attempt >= kDisplayRetries || services_.desktop.limitation()) {
     endWith(Messages::noDisplay);
     return;
   }
