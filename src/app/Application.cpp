@@ -72,7 +72,7 @@ std::unique_ptr<AppDelegate::Role> Application::createRole(AppMode mode) {
 
 std::unique_ptr<AppDelegate::Role> Application::createMainRole() {
   Queues& queues = environment_.queues;
-  auto desktop = openDesktop(queues, environment_.defaults);
+  auto desktop = openDesktop(queues, environment_.defaults, environment_.support);
   desktop->onLost = [this] {
     DesktopLoss::report();
     delegate_.terminate(1);
