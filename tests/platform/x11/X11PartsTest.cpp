@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <random>
 
-#include "platform/linux/x11/DamageList.h"
+#include "platform/common/media/DamageList.h"
 #include "platform/linux/x11/SpareOutputs.h"
 
 namespace tessaline::platform {

@@ -8,8 +8,8 @@
 
 #include "base/Queue.h"
 #include "platform/CaptureStream.h"
+#include "platform/common/media/DamageList.h"
 #include "platform/common/media/FrameComposer.h"
-#include "platform/linux/x11/DamageList.h"
 #include "platform/linux/x11/DisplayGrabber.h"
 
 namespace tessaline::platform {

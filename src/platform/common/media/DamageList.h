@@ -7,7 +7,7 @@
 
 namespace tessaline::platform {
 
-/// The parts of a picture that are to be grabbed next. Rectangles are widened to even positions
+/// The parts of a picture that are to be taken next. Rectangles are widened to even positions
 /// and sizes (a chroma sample covers two pixels each way) and joined where one larger grab is
 /// cheaper than two. Lives on the capture queue, owned by a capture stream.
 class DamageList {

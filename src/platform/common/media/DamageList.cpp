@@ -1,4 +1,4 @@
-#include "platform/linux/x11/DamageList.h"
+#include "platform/common/media/DamageList.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -8,8 +8,8 @@
 namespace tessaline::platform {
 namespace {
 
-// A grab costs the X server and this process about as much as this many pixels more of a larger
-// one (some 20 µs against 1.5 µs for a thousand pixels).
+// A grab from an X server costs about as much as this many pixels more of a larger one (some 20 µs
+// against 1.5 µs for a thousand pixels).
 constexpr std::int64_t kGrabCost = 12'000;  // pixels
 constexpr std::size_t kMostRects = 32;      // bounds what a torn-up screen costs to book-keep
 
