@@ -3,26 +3,9 @@
 namespace tessaline {
 
 std::string_view Brand::iconSvg() {
-  return R"svg(<svg xmlns="http://www.w3.org/2000/svg" width="128" height="128" viewBox="0 0 128 128">
-<defs>
-<linearGradient id="tile" x1="0" y1="0" x2="1" y2="1">
-<stop offset="0" stop-color="#ffb347"/><stop offset="1" stop-color="#ff6b6b"/>
-</linearGradient>
-<linearGradient id="gloss" x1="0" y1="0" x2="0" y2="1">
-<stop offset="0" stop-color="#fff" stop-opacity=".28"/>
-<stop offset=".55" stop-color="#fff" stop-opacity="0"/>
-</linearGradient>
-</defs>
-<rect x="4" y="4" width="120" height="120" rx="29" fill="url(#tile)"/>
-<rect x="4" y="4" width="120" height="120" rx="29" fill="url(#gloss)"/>
-<path d="M55 88h18l3 13H52z" fill="#fff" fill-opacity=".82"/>
-<rect x="42" y="98" width="44" height="7" rx="3.5" fill="#fff"/>
-<rect x="22" y="29" width="84" height="61" rx="14" fill="#fff"/>
-<rect x="44" y="44" width="8.5" height="14" rx="4.25" fill="#e8504f"/>
-<rect x="75.5" y="44" width="8.5" height="14" rx="4.25" fill="#e8504f"/>
-<path d="M46 67c9.5 11.5 26.5 11.5 36 0" fill="none" stroke="#e8504f" stroke-width="6.5"
- stroke-linecap="round"/>
-</svg>)svg";
+  return
+#include "IconSvg.inc"
+      ;
 }
 
 std::string Brand::menuBarIconSvg(bool active) {
