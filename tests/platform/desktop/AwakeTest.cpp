@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sdbus-c++/sdbus-c++.h>
 
 #include <atomic>
 #include <cstdlib>
@@ -8,6 +7,7 @@
 #include <set>
 #include <thread>
 
+#include "platform/linux/desktop/SdBus.h"
 #include "platform/linux/desktop/SleepInhibitor.h"
 #include "support/SessionBus.h"
 
@@ -15,6 +15,8 @@ namespace tessaline::platform {
 namespace {
 
 using namespace std::chrono_literals;
+
+constexpr const char* kInterface = "org.freedesktop.ScreenSaver";  // and the service's name
 
 bool eventually(const std::function<bool()>& condition) {
   for (int i = 0; i < 2000 && !condition(); ++i) std::this_thread::sleep_for(5ms);
@@ -25,25 +27,22 @@ bool eventually(const std::function<bool()>& condition) {
 class ScreenSaver {
  public:
   explicit ScreenSaver(std::chrono::milliseconds delay = 0ms)
-      : connection_(sdbus::createSessionBusConnection("org.freedesktop.ScreenSaver")),
-        object_(sdbus::createObject(*connection_, "/org/freedesktop/ScreenSaver")) {
-    object_->registerMethod("Inhibit")
-        .onInterface("org.freedesktop.ScreenSaver")
-        .implementedAs([this, delay](const std::string& application, const std::string& reason) {
-          std::this_thread::sleep_for(delay);
-          const std::lock_guard lock(mutex_);
-          EXPECT_EQ(application + ": " + reason, "Tessaline: a reason");
-          cookies_.insert(++last_);
-          return last_;
-        });
-    object_->registerMethod("UnInhibit")
-        .onInterface("org.freedesktop.ScreenSaver")
-        .implementedAs([this](std::uint32_t cookie) {
-          const std::lock_guard lock(mutex_);
-          cookies_.erase(cookie);
-          ++released_;
-        });
-    object_->finishRegistration();
+      : connection_(sdbus::createSessionBusConnection(bus::ServiceName(kInterface))),
+        object_(*connection_, "/org/freedesktop/ScreenSaver") {
+    object_.method(kInterface, "Inhibit",
+                   [this, delay](const std::string& application, const std::string& reason) {
+                     std::this_thread::sleep_for(delay);
+                     const std::lock_guard lock(mutex_);
+                     EXPECT_EQ(application + ": " + reason, "Tessaline: a reason");
+                     cookies_.insert(++last_);
+                     return last_;
+                   });
+    object_.method(kInterface, "UnInhibit", [this](std::uint32_t cookie) {
+      const std::lock_guard lock(mutex_);
+      cookies_.erase(cookie);
+      ++released_;
+    });
+    object_.publish();
     connection_->enterEventLoopAsync();
   }
   std::size_t inhibitions() {
@@ -58,7 +57,7 @@ class ScreenSaver {
   std::uint32_t last_ = 6;
   std::atomic<int> released_ = 0;
   std::unique_ptr<sdbus::IConnection> connection_;
-  std::unique_ptr<sdbus::IObject> object_;
+  bus::Object object_;
 };
 
 TEST(Awake, LastsAsLongAsItsActivitiesWhateverHappensToTheScreenSaver) {

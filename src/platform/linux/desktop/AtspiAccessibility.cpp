@@ -166,31 +166,30 @@ void AtspiAccessibility::Listener::connect() {
   try {
     session_ = sdbus::createSessionBusConnection();
     session_->setMethodCallTimeout(kPatience);  // who ends the application waits for this thread
-    status_ = sdbus::createProxy(*session_, "org.a11y.Bus", "/org/a11y/bus");
+    status_ = bus::createProxy(*session_, "org.a11y.Bus", "/org/a11y/bus");
     std::string address;
     status_->callMethod("GetAddress")
         .onInterface("org.a11y.Bus")
         .withTimeout(kLaunch)
         .storeResultsTo(address);
     bus_ = sdbus::createSessionBusConnectionWithAddress(address);
-    bus_->addMatch(
-        "type='signal',interface='org.a11y.atspi.Event.Object',member='StateChanged',"
-        "arg0='focused'",
-        [this](sdbus::Message& message) { focusEvent(message); }, sdbus::floating_slot);
-    bus_->addMatch(
-        "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
-        "member='NameOwnerChanged',arg2=''",
-        [this](sdbus::Message& message) {
-          std::string name;
-          message >> name;
-          programLeft(name);
-        },
-        sdbus::floating_slot);
-    registry_ = sdbus::createProxy(*bus_, kRegistry, "/org/a11y/atspi/registry");
+    bus::addMatch(*bus_,
+                  "type='signal',interface='org.a11y.atspi.Event.Object',member='StateChanged',"
+                  "arg0='focused'",
+                  [this](sdbus::Message& message) { focusEvent(message); });
+    bus::addMatch(*bus_,
+                  "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
+                  "member='NameOwnerChanged',arg2=''",
+                  [this](sdbus::Message& message) {
+                    std::string name;
+                    message >> name;
+                    programLeft(name);
+                  });
+    registry_ = bus::createProxy(*bus_, kRegistry, "/org/a11y/atspi/registry");
     registry_->callMethodAsync("RegisterEvent")
         .onInterface(kRegistry)
         .withArguments(std::string(kFocusEvents), std::vector<std::string>(), std::string())
-        .uponReplyInvoke([](const sdbus::Error* /*error*/) {});
+        .uponReplyInvoke([](bus::ReplyError /*error*/) {});
     switchOn();
     saidMissing_ = false;
   } catch (const sdbus::Error& error) {
@@ -206,8 +205,8 @@ void AtspiAccessibility::Listener::connect() {
 
 void AtspiAccessibility::Listener::switchOn() {
   // Most toolkits tell of nothing until someone has said that accessibility is needed.
-  const bool on = status_->getProperty("IsEnabled").onInterface("org.a11y.Status");
-  if (on) return;
+  const auto on = status_->getProperty("IsEnabled").onInterface("org.a11y.Status");
+  if (on.get<bool>()) return;
   status_->setProperty("IsEnabled").onInterface("org.a11y.Status").toValue(true);
   switchedOn_ = true;
 }
@@ -241,18 +240,18 @@ void AtspiAccessibility::Listener::look() {
   look_.emplace();
   look_->element = *focused_;
   look_->began = Clock::now();
-  look_->proxy = sdbus::createProxy(*bus_, focused_->program, focused_->path);
+  look_->proxy = bus::createProxy(*bus_, focused_->program, focused_->path);
   sdbus::IProxy& proxy = *look_->proxy;
   // These are answered while the look exists: its end takes them back.
   proxy.callMethodAsync("GetRole")
       .onInterface(kAccessible)
-      .uponReplyInvoke([this](const sdbus::Error* error, std::uint32_t role) {
+      .uponReplyInvoke([this](bus::ReplyError error, std::uint32_t role) {
         look_->role = error ? 0 : role;
         answered();
       });
   proxy.callMethodAsync("GetState")
       .onInterface(kAccessible)
-      .uponReplyInvoke([this](const sdbus::Error* error, std::vector<std::uint32_t> states) {
+      .uponReplyInvoke([this](bus::ReplyError error, std::vector<std::uint32_t> states) {
         look_->states = error ? std::vector<std::uint32_t>() : std::move(states);
         answered();
       });
@@ -260,7 +259,7 @@ void AtspiAccessibility::Listener::look() {
   proxy.callMethodAsync("GetExtents")
       .onInterface(kComponent)
       .withArguments(kScreenCoordinates)
-      .uponReplyInvoke([this](const sdbus::Error* error, Rectangle frame) {
+      .uponReplyInvoke([this](bus::ReplyError error, Rectangle frame) {
         look_->frame =
             error ? PixelRect()
                   : PixelRect{frame.get<0>(), frame.get<1>(), frame.get<2>(), frame.get<3>()};

@@ -68,6 +68,7 @@ void BusThread::wait(Clock::time_point until) {
   for (const auto* connection : connections) {
     const auto data = connection->getEventLoopPollData();
     files.push_back({data.fd, data.events, 0});
+    files.push_back({bus::wakeFile(data), POLLIN, 0});  // poll passes over -1
     if (const int own = data.getPollTimeout(); own >= 0) timeout = std::min(timeout, own);
   }
   ::poll(files.data(), files.size(), timeout);
@@ -78,7 +79,7 @@ void BusThread::wait(Clock::time_point until) {
 
 void BusThread::serve(sdbus::IConnection& connection) {
   try {
-    while (connection.processPendingRequest()) {
+    while (bus::processPending(connection)) {
     }
   } catch (const sdbus::Error&) {
     client_.lost(connection);

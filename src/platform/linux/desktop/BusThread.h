@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sdbus-c++/sdbus-c++.h>
-
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -10,6 +8,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "platform/linux/desktop/SdBus.h"
 
 namespace tessaline::platform {
 

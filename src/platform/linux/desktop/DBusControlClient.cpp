@@ -1,9 +1,8 @@
-#include <sdbus-c++/sdbus-c++.h>
-
 #include <chrono>
 #include <thread>
 
 #include "platform/linux/desktop/DBusControl.h"
+#include "platform/linux/desktop/SdBus.h"
 
 namespace tessaline::platform {
 namespace {
@@ -53,8 +52,8 @@ class Client final : public ControlClient {
       proxy_->uponSignal(DBusControl::kChanged)
           .onInterface(DBusControl::kInterface)
           .call([onChange = events.onChange] { onChange(); });
-      proxy_->finishRegistration();
-      bus_ = sdbus::createProxy(*connection_, kBus, "/org/freedesktop/DBus");
+      bus::finishRegistration(*proxy_);
+      bus_ = bus::createProxy(*connection_, kBus, "/org/freedesktop/DBus");
       bus_->uponSignal("NameOwnerChanged")
           .onInterface(kBus)
           .call([name = busName_, onGone = events.onGone](const std::string& changed,
@@ -62,7 +61,7 @@ class Client final : public ControlClient {
                                                           const std::string& owner) {
             if (changed == name && owner.empty()) onGone();
           });
-      bus_->finishRegistration();
+      bus::finishRegistration(*bus_);
       bool running = false;
       bus_->callMethod("NameHasOwner")
           .onInterface(kBus)
@@ -86,7 +85,7 @@ class Client final : public ControlClient {
   void connect() {
     if (connection_) return;
     auto connection = sdbus::createSessionBusConnection();
-    proxy_ = sdbus::createProxy(*connection, busName_, DBusControl::kPath);
+    proxy_ = bus::createProxy(*connection, busName_, DBusControl::kPath);
     connection_ = std::move(connection);
   }
 

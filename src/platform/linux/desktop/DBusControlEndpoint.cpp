@@ -1,11 +1,11 @@
 #include <pthread.h>
-#include <sdbus-c++/sdbus-c++.h>
 
 #include <atomic>
 #include <thread>
 
 #include "base/Log.h"
 #include "platform/linux/desktop/DBusControl.h"
+#include "platform/linux/desktop/SdBus.h"
 
 namespace tessaline::platform {
 namespace {
@@ -30,7 +30,8 @@ class Endpoint final : public ControlEndpoint {
   void announceChange() override {
     if (!ready_) return;
     try {
-      object_->emitSignal(DBusControl::kChanged)
+      (*object_)
+          ->emitSignal(DBusControl::kChanged)
           .onInterface(DBusControl::kInterface)
           .withArguments();
     } catch (const sdbus::Error&) {
@@ -43,11 +44,11 @@ class Endpoint final : public ControlEndpoint {
     pthread_setname_np(pthread_self(), "control");
     try {
       connection_ = sdbus::createSessionBusConnection();
-      object_ = sdbus::createObject(*connection_, DBusControl::kPath);
+      object_.emplace(*connection_, DBusControl::kPath);
       for (std::size_t i = 0; i < requests_->size(); ++i) add(i);
-      object_->registerSignal(DBusControl::kChanged).onInterface(DBusControl::kInterface);
-      object_->finishRegistration();
-      connection_->requestName(busName_);
+      object_->signal(DBusControl::kInterface, DBusControl::kChanged);
+      object_->publish();
+      connection_->requestName(bus::ServiceName(busName_));
     } catch (const sdbus::Error& error) {
       log("no control bus: " + error.getMessage() + "; tessalinectl cannot reach this instance");
       return;
@@ -64,17 +65,18 @@ class Endpoint final : public ControlEndpoint {
 
   void add(std::size_t index) {
     const ControlRequest& request = (*requests_)[index];
-    auto method = object_->registerMethod(request.name);
-    method.onInterface(DBusControl::kInterface).withOutputParamNames("answer");
     if (request.argument) {
-      method.withInputParamNames(*request.argument)
-          .implementedAs([this, index](sdbus::Result<std::string>&& result, std::string argument) {
-            receive(index, std::move(argument), std::move(result));
-          });
+      object_->method(DBusControl::kInterface, request.name,
+                      [this, index](sdbus::Result<std::string>&& result, std::string argument) {
+                        receive(index, std::move(argument), std::move(result));
+                      },
+                      {*request.argument}, {"answer"});
     } else {
-      method.implementedAs([this, index](sdbus::Result<std::string>&& result) {
-        receive(index, {}, std::move(result));
-      });
+      object_->method(DBusControl::kInterface, request.name,
+                      [this, index](sdbus::Result<std::string>&& result) {
+                        receive(index, {}, std::move(result));
+                      },
+                      {}, {"answer"});
     }
   }
 
@@ -85,7 +87,7 @@ class Endpoint final : public ControlEndpoint {
         if (reply) {
           shared->returnResults(*reply);
         } else {
-          shared->returnError(sdbus::Error(DBusControl::kRefused, reply.error()));
+          shared->returnError(bus::error(DBusControl::kRefused, reply.error()));
         }
       } catch (const sdbus::Error&) {
         // The asker or the bus has gone.
@@ -101,7 +103,7 @@ class Endpoint final : public ControlEndpoint {
   const std::shared_ptr<Queue> main_;
   std::shared_ptr<const std::vector<ControlRequest>> requests_;
   std::unique_ptr<sdbus::IConnection> connection_;  // made by the thread, there once ready_
-  std::unique_ptr<sdbus::IObject> object_;
+  std::optional<bus::Object> object_;
   std::atomic<bool> ready_ = false;
   std::atomic<bool> stopping_ = false;
   std::thread thread_;

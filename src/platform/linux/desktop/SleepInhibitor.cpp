@@ -96,7 +96,7 @@ class SleepInhibitor::Talker final : private BusThread::Client {
   void connectSession();
   void inhibit(std::uint64_t id, const Wish& wish, Held& held);
   void ask(std::size_t service, std::uint64_t id, const Wish& wish);
-  void answered(std::size_t service, std::uint64_t id, const sdbus::Error* error,
+  void answered(std::size_t service, std::uint64_t id, const bus::ReplyError& error,
                 std::uint32_t cookie);
   void askLogin(std::uint64_t id, const Wish& wish);
   void release(const Held& held);
@@ -199,17 +199,16 @@ void SleepInhibitor::Talker::connectSession() {
     return;
   }
   for (std::size_t i = 0; i < kServiceCount; ++i) {
-    proxies_[i] = sdbus::createProxy(*session_, kServices[i].name, kServices[i].path);
-    session_->addMatch(
-        "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
-        "member='NameOwnerChanged',arg0='" +
-            std::string(kServices[i].name) + "'",
-        [this, i](sdbus::Message& message) {
-          std::string name, before, now;
-          message >> name >> before >> now;
-          ownerChanged(i, !now.empty());
-        },
-        sdbus::floating_slot);
+    proxies_[i] = bus::createProxy(*session_, kServices[i].name, kServices[i].path);
+    bus::addMatch(*session_,
+                  "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
+                  "member='NameOwnerChanged',arg0='" +
+                      std::string(kServices[i].name) + "'",
+                  [this, i](sdbus::Message& message) {
+                    std::string name, before, now;
+                    message >> name >> before >> now;
+                    ownerChanged(i, !now.empty());
+                  });
   }
 }
 
@@ -234,7 +233,7 @@ void SleepInhibitor::Talker::inhibit(std::uint64_t id, const Wish& wish, Held& h
 }
 
 void SleepInhibitor::Talker::ask(std::size_t service, std::uint64_t id, const Wish& wish) {
-  const auto done = [this, service, id](const sdbus::Error* error, std::uint32_t cookie) {
+  const auto done = [this, service, id](bus::ReplyError error, std::uint32_t cookie) {
     answered(service, id, error, cookie);
   };
   ++unanswered_;
@@ -253,7 +252,7 @@ void SleepInhibitor::Talker::ask(std::size_t service, std::uint64_t id, const Wi
 }
 
 void SleepInhibitor::Talker::answered(std::size_t service, std::uint64_t id,
-                                      const sdbus::Error* error, std::uint32_t cookie) {
+                                      const bus::ReplyError& error, std::uint32_t cookie) {
   --unanswered_;
   const auto found = held_.find(id);
   if (found == held_.end()) {
@@ -283,8 +282,7 @@ void SleepInhibitor::Talker::askLogin(std::uint64_t id, const Wish& wish) {
   try {
     if (!system_) system_ = sdbus::createSystemBusConnection();
     if (!loginProxy_) {
-      loginProxy_ =
-          sdbus::createProxy(*system_, "org.freedesktop.login1", "/org/freedesktop/login1");
+      loginProxy_ = bus::createProxy(*system_, "org.freedesktop.login1", "/org/freedesktop/login1");
     }
   } catch (const sdbus::Error&) {
     fail();
@@ -296,7 +294,7 @@ void SleepInhibitor::Talker::askLogin(std::uint64_t id, const Wish& wish) {
       .withTimeout(kPatience)
       .withArguments(std::string("idle"), std::string(kApplication), wish.reason,
                      std::string("block"))
-      .uponReplyInvoke([this, id, fail](const sdbus::Error* error, sdbus::UnixFd lock) {
+      .uponReplyInvoke([this, id, fail](bus::ReplyError error, sdbus::UnixFd lock) {
         const auto found = held_.find(id);
         if (found == held_.end()) return;
         if (error) return fail();
