@@ -17,6 +17,8 @@ void WaylandPointer::leave(DisplayID display) {
 
 void WaylandPointer::show(PointerImage image) {
   const std::lock_guard lock(mutex_);
+  hidden_ = image.width <= 0 || image.height <= 0;
+  if (hidden_) return;
   image.serial = ++lastSerial_;
   image_ = std::make_shared<const PointerImage>(std::move(image));
 }
@@ -25,7 +27,7 @@ std::optional<PointerLocation> WaylandPointer::location() const {
   std::optional<Place> place;
   {
     const std::lock_guard lock(mutex_);
-    place = place_;
+    if (!hidden_) place = place_;
   }
   if (!place) return std::nullopt;
   const auto display = displays_->find(place->display);

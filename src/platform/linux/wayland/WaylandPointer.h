@@ -19,7 +19,8 @@ class WaylandPointer final : public PointerSource {
   void place(DisplayID display, double x, double y);
   /// The pointer is not on `display` (any more), or not shown there.
   void leave(DisplayID display);
-  /// What it looks like from now on; the serial is given here.
+  /// What it looks like from now on; the serial is given here. One without pixels hides it: it is
+  /// nowhere then, until another image comes.
   void show(PointerImage image);
 
   [[nodiscard]] std::optional<PointerLocation> location() const override;
@@ -35,6 +36,7 @@ class WaylandPointer final : public PointerSource {
   const std::shared_ptr<const DisplayTable> displays_;
   mutable std::mutex mutex_;
   std::optional<Place> place_;                 // guarded by mutex_
+  bool hidden_ = false;                        // guarded by mutex_
   std::shared_ptr<const PointerImage> image_;  // guarded by mutex_
   std::uint64_t lastSerial_ = 0;               // guarded by mutex_
 };
