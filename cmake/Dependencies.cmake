@@ -13,6 +13,9 @@ pkg_check_modules(pipewire REQUIRED IMPORTED_TARGET libpipewire-0.3)
 pkg_check_modules(png REQUIRED IMPORTED_TARGET libpng)
 pkg_check_modules(qrencode REQUIRED IMPORTED_TARGET libqrencode)
 pkg_check_modules(sdbus REQUIRED IMPORTED_TARGET sdbus-c++)
+pkg_check_modules(xkbcommon REQUIRED IMPORTED_TARGET xkbcommon)
+# Debian 12 has none; the desktop portal's own calls serve there.
+pkg_check_modules(eis IMPORTED_TARGET libei-1.0)
 pkg_check_modules(xcb REQUIRED IMPORTED_TARGET
                   xcb xcb-randr xcb-shm xcb-damage xcb-xfixes xcb-xinput)
 

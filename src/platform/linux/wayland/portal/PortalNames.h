@@ -17,9 +17,10 @@ struct PortalNames {
   static constexpr const char* kApplication = "app.tessaline";
 
   static constexpr std::uint32_t kVirtualSource = 4;
-  static constexpr std::uint32_t kPointerApart = 4;  // a cursor mode: told beside the picture
-  static constexpr std::uint32_t kUntilRevoked = 2;  // a persist mode
-  static constexpr std::uint32_t kAllDevices = 7;    // keyboard, pointer, touch screen
+  static constexpr std::uint32_t kPointerHidden = 1;  // cursor modes: in no way,
+  static constexpr std::uint32_t kPointerApart = 4;   // told beside the picture
+  static constexpr std::uint32_t kUntilRevoked = 2;   // a persist mode
+  static constexpr std::uint32_t kAllDevices = 7;     // keyboard, pointer, touch screen
 };
 
 }  // namespace tessaline::platform

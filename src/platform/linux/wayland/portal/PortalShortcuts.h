@@ -8,6 +8,8 @@
 
 namespace tessaline::platform {
 
+class PortalBus;
+
 /// Hot keys from the desktop portal (GlobalShortcuts), for every desktop that leaves them to it;
 /// the user may be asked for a key once and may choose another one. Where there are none, the log
 /// says so in one line and the action does not run. Comes back by itself when the portal does.
@@ -16,6 +18,7 @@ class PortalShortcuts {
  public:
   virtual ~PortalShortcuts() = default;
   [[nodiscard]] static std::unique_ptr<PortalShortcuts> open(Queues& queues);
+  [[nodiscard]] static std::unique_ptr<PortalShortcuts> open(std::shared_ptr<PortalBus> bus);
   /// As `DesktopEnvironment::registerHotKey`.
   [[nodiscard]] virtual std::unique_ptr<HotKeyRegistration> add(const HotKey& hotKey,
                                                                 std::function<void()> action) = 0;
