@@ -47,7 +47,7 @@ Role roleOf(std::uint32_t role) {
 /// What runs on the thread.
 class AtspiAccessibility::Listener final : private BusThread::Client {
  public:
-  Listener() : thread_("accessibility", *this) {}
+  explicit Listener(Frames frames) : frames_(frames), thread_("accessibility", *this) {}
 
   std::optional<FocusedElement> ask() {
     std::optional<FocusedElement> answer;
@@ -90,6 +90,7 @@ class AtspiAccessibility::Listener final : private BusThread::Client {
   void answered();
   void publish(std::optional<FocusedElement> element);
 
+  const Frames frames_;
   std::mutex mutex_;
   std::optional<FocusedElement> found_;  // guarded by mutex_
   bool lookAgain_ = false;               // guarded by mutex_
@@ -274,7 +275,8 @@ void AtspiAccessibility::Listener::answered() {
     return word < look_->states->size() && ((*look_->states)[word] >> (state % 32) & 1U) != 0;
   };
   if (has(kFocusedState) && !look_->frame->empty()) {
-    publish(FocusedElement{roleOf(*look_->role), has(kEditableState), *look_->frame});
+    const auto frame = frames_ == Frames::global ? look_->frame : std::nullopt;
+    publish(FocusedElement{roleOf(*look_->role), has(kEditableState), frame});
   } else {
     publish(std::nullopt);
   }
@@ -287,12 +289,12 @@ void AtspiAccessibility::Listener::publish(std::optional<FocusedElement> element
   found_ = element;
 }
 
-AtspiAccessibility::AtspiAccessibility() = default;
+AtspiAccessibility::AtspiAccessibility(Frames frames) : frames_(frames) {}
 
 AtspiAccessibility::~AtspiAccessibility() = default;
 
 std::optional<FocusedElement> AtspiAccessibility::focusedElement() const {
-  if (!listener_) listener_ = std::make_unique<Listener>();
+  if (!listener_) listener_ = std::make_unique<Listener>(frames_);
   return listener_->ask();
 }
 

@@ -14,12 +14,16 @@ namespace tessaline::platform {
 /// queue.
 class AtspiAccessibility final : public Accessibility {
  public:
-  AtspiAccessibility();
+  /// Whether programs can tell where on the desktop something is.
+  enum class Frames { global, none };
+
+  explicit AtspiAccessibility(Frames frames = Frames::global);
   ~AtspiAccessibility() override;
   [[nodiscard]] std::optional<FocusedElement> focusedElement() const override;
 
  private:
   class Listener;
+  const Frames frames_;
   mutable std::unique_ptr<Listener> listener_;
 };
 

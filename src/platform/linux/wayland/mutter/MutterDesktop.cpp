@@ -1,10 +1,12 @@
 #include "platform/linux/wayland/mutter/MutterDesktop.h"
 
-#include <sdbus-c++/sdbus-c++.h>
-
 #include <algorithm>
 #include <array>
 #include <string>
+
+#include "platform/linux/desktop/SdBus.h"
+#include "platform/linux/wayland/mutter/MutterDesktopEnvironment.h"
+#include "platform/linux/wayland/mutter/MutterNames.h"
 
 namespace tessaline::platform {
 namespace {
@@ -13,8 +15,8 @@ using namespace std::chrono_literals;
 
 constexpr auto kPatience = 1s;  // for the bus itself
 
-constexpr std::array kServices = {"org.gnome.Mutter.DisplayConfig", "org.gnome.Mutter.ScreenCast",
-                                  "org.gnome.Mutter.RemoteDesktop"};
+constexpr std::array kServices = {MutterNames::kDisplayConfig, MutterNames::kScreenCast,
+                                  MutterNames::kRemoteDesktop};
 
 }  // namespace
 
@@ -22,11 +24,11 @@ bool mutterServes() {
   try {
     const auto connection = sdbus::createSessionBusConnection();
     connection->setMethodCallTimeout(kPatience);
-    const auto bus =
-        sdbus::createProxy(*connection, "org.freedesktop.DBus", "/org/freedesktop/DBus");
+    const auto proxy =
+        bus::createProxy(*connection, "org.freedesktop.DBus", "/org/freedesktop/DBus");
     return std::ranges::all_of(kServices, [&](const char* service) {
       bool owned = false;
-      bus->callMethod("NameHasOwner")
+      proxy->callMethod("NameHasOwner")
           .onInterface("org.freedesktop.DBus")
           .withArguments(std::string(service))
           .storeResultsTo(owned);
@@ -37,8 +39,8 @@ bool mutterServes() {
   }
 }
 
-Result<std::unique_ptr<DesktopEnvironment>> openMutterDesktop(Queues& /*queues*/) {
-  return Failure{"not made yet"};
+Result<std::unique_ptr<DesktopEnvironment>> openMutterDesktop(Queues& queues) {
+  return MutterDesktopEnvironment::open(queues);
 }
 
 }  // namespace tessaline::platform
