@@ -2,7 +2,7 @@
 
 find_package(Threads REQUIRED)
 find_package(OpenSSL REQUIRED)
-find_package(Boost 1.81 REQUIRED COMPONENTS json)
+find_package(Boost 1.81 CONFIG REQUIRED COMPONENTS json)
 find_package(PkgConfig REQUIRED)
 find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets Svg)
 

@@ -35,6 +35,9 @@ constexpr int kSurfaces = 8;
 // the window for that of a single frame and plan more carefully than it has to.
 constexpr double kMaximumRefill = 0.9;
 
+// H.264's own number; FFmpeg's name for it differs between its versions.
+constexpr int kHighProfile = 100;
+
 /// A frame that shares `pixels`. The encoder only reads it.
 Frame wrap(std::shared_ptr<const PixelBuffer> pixels, PixelSize size) {
   Frame frame(av_frame_alloc());
@@ -100,7 +103,7 @@ void describePicture(AVCodecContext& context, const CompressionOptions& options,
 
 void describeStream(AVCodecContext& context, const CompressionOptions& options,
                     const EncoderRecipe& recipe) {
-  context.profile = FF_PROFILE_H264_HIGH;
+  context.profile = kHighProfile;
   context.gop_size = options.maxKeyFrameInterval;
   context.max_b_frames = 0;
   context.refs = 1;

@@ -3,6 +3,7 @@
 #include <xcb/screensaver.h>
 #include <xcb/xcb.h>
 
+#include <cstdint>
 #include <cstdlib>
 
 namespace tessaline::platform {
