@@ -9,6 +9,11 @@ namespace {
 // that has just logged in a second or two.
 constexpr Duration kStartPatience = std::chrono::seconds(5);
 
+// PipeWire drops a buffer, and with it what it said about changes, when the next one comes before
+// the machine got round to passing it on. So a frame of parts is followed by one of the whole
+// picture within this time; a conversion twice a second costs next to nothing.
+constexpr Duration kWholeAfterParts = std::chrono::milliseconds(500);
+
 /// Reads a picture's memory for as long as it lives.
 class Reading {
  public:
@@ -82,6 +87,7 @@ void CastCapture::stop() {
 void CastCapture::close() {
   running_ = false;
   timer_.cancel();
+  wholeTimer_.cancel();
   frames_->silence(this);
 }
 
@@ -145,6 +151,7 @@ void CastCapture::takeFrame() {
   auto taken = frames_->take();
   if (!taken) return;
   due_ = time + configuration_.minimumFrameInterval;
+  followWithWhole(taken->rects);
   const CastPicture& picture = *taken->picture;
   std::vector<PixelPatch> patches;
   patches.reserve(taken->rects.size());
@@ -162,6 +169,20 @@ void CastCapture::takeFrame() {
   if (pixels) return deliver(std::move(pixels), std::move(taken->rects), time);
   // No memory for another picture: nothing is lost, and the next change tries again.
   frames_->putBack(taken->rects);
+}
+
+void CastCapture::followWithWhole(const std::vector<PixelRect>& rects) {
+  const PixelRect whole{0, 0, configuration_.size.width, configuration_.size.height};
+  if (rects.front() == whole) {
+    wholeTimer_.cancel();
+  } else if (!wholeTimer_.active()) {
+    wholeTimer_ = queue_->after(kWholeAfterParts, [weak = weak_from_this(), whole] {
+      const auto self = weak.lock();
+      if (!self || !self->running_) return;
+      self->frames_->putBack({whole});
+      self->evaluate();
+    });
+  }
 }
 
 void CastCapture::deliver(std::shared_ptr<const PixelBuffer> pixels,

@@ -41,6 +41,8 @@ class CastCapture : public std::enable_shared_from_this<CastCapture> {
   void finishStart(std::optional<std::string> error);
   [[nodiscard]] bool consumerReady();
   void takeFrame();
+  /// Sees to it that a frame of the whole picture follows one of `rects`.
+  void followWithWhole(const std::vector<PixelRect>& rects);
   void deliver(std::shared_ptr<const PixelBuffer> pixels, std::vector<PixelRect> dirtyRects,
                Clock::time_point time);
   void end(const std::string& description);
@@ -63,6 +65,7 @@ class CastCapture : public std::enable_shared_from_this<CastCapture> {
   FrameComposer composer_;
   Clock::time_point due_;  // of the next frame
   Timer timer_;
+  Timer wholeTimer_;  // runs since a frame was made of a part of the picture only
 };
 
 }  // namespace tessaline::platform

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <pipewire/pipewire.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/Geometry.h"
+#include "support/Program.h"
+#include "support/SessionBus.h"
+#include "support/TemporaryFolder.h"
+
+namespace tessaline::test {
+
+/// A PipeWire daemon and its session manager in a folder of their own, and this process's while it
+/// lives.
+class PrivatePipeWire {
+ public:
+  /// Nothing, and why, where they are not installed or do not start.
+  static std::unique_ptr<PrivatePipeWire> start(std::string& problem);
+  ~PrivatePipeWire();
+
+  void kill() { daemon_.reset(); }
+
+ private:
+  PrivatePipeWire() = default;
+
+  TemporaryFolder folder_;
+  std::unique_ptr<SessionBus> bus_;
+  std::unique_ptr<Program> daemon_;
+  std::unique_ptr<Program> manager_;
+};
+
+/// Plays a compositor: the node of a screen cast that sends the pictures that a test wants.
+class CastSource {
+ public:
+  struct Pointer {
+    PixelPoint position;
+    std::optional<PixelSize> image = std::nullopt;  ///< half transparent red; hidden when empty
+    std::uint32_t id = 1;
+  };
+  struct Buffer {
+    std::uint32_t colour = 0;  ///< 0xRRGGBB
+    bool corrupted = false;
+    std::vector<PixelRect> damage = {};  ///< none: no such word
+    std::optional<PixelRect> crop = std::nullopt;
+    std::optional<Pointer> pointer = std::nullopt;
+  };
+
+  CastSource(PixelSize size, std::uint32_t format);
+  ~CastSource();
+
+  /// Waits for the node; 0 when it does not come.
+  [[nodiscard]] std::uint32_t node();
+  /// Sends a buffer once one is free and somebody takes it; false when that does not happen.
+  bool send(const Buffer& content);
+
+ private:
+  [[nodiscard]] std::size_t pictureBytes() const {
+    return static_cast<std::size_t>(size_.width) * static_cast<std::size_t>(size_.height) * 4;
+  }
+  bool trySend(const Buffer& content);
+  void fill(pw_buffer& buffer, const Buffer& content) const;
+
+  const PixelSize size_;
+  pw_thread_loop* loop_ = nullptr;
+  pw_context* context_ = nullptr;
+  pw_core* core_ = nullptr;
+  pw_stream* stream_ = nullptr;
+  spa_hook hook_{};
+  pw_stream_events events_{};
+};
+
+/// Looks until it is so, for as long as a busy machine may need.
+bool eventually(const std::function<bool()>& condition,
+                std::chrono::seconds patience = std::chrono::seconds(30));
+
+}  // namespace tessaline::test

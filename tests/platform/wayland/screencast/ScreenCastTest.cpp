@@ -1,0 +1,303 @@
+#include "platform/linux/wayland/screencast/ScreenCast.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <spa/param/video/raw.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <deque>
+#include <mutex>
+
+#include "base/AsioQueue.h"
+#include "platform/wayland/screencast/PrivatePipeWire.h"
+
+namespace tessaline::platform {
+namespace {
+
+using test::CastSource;
+using test::eventually;
+
+constexpr PixelSize kSize{322, 241};  // an odd height
+constexpr PixelRect kWhole{0, 0, 322, 241};
+constexpr DisplayID kDisplay = 5;
+constexpr std::uint32_t kRed = 0xFF0000;
+constexpr int kRedLuma = 82;  // BT.601, video range
+constexpr std::uint32_t kGreen = 0x00FF00;
+constexpr int kGreenLuma = 145;
+
+class ScreenCastTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string problem;
+    pipewire_ = test::PrivatePipeWire::start(problem);
+    if (!pipewire_) GTEST_SKIP() << problem;
+    table_->replace({{kDisplay, kWhole, kSize, false}});
+  }
+  void TearDown() override { close(); }
+
+  void close() {
+    onMain([&] {
+      capture_.reset();
+      cast_.reset();
+    });
+    source_.reset();
+    const std::lock_guard lock(mutex_);
+    frames_.clear();
+    sizes_.clear();
+    ended_.clear();
+    stopped_.clear();
+  }
+
+  void onMain(const Queue::Work& work) { queues_.main()->sync(work); }
+
+  void open(std::uint32_t format = SPA_VIDEO_FORMAT_BGRx) {
+    source_ = std::make_unique<CastSource>(kSize, format);
+    const std::uint32_t node = source_->node();
+    ASSERT_NE(node, 0U);
+    onMain([&] {
+      ScreenCast::Callbacks callbacks;
+      callbacks.onFormat = [this](PixelSize size) {
+        EXPECT_TRUE(queues_.main()->isCurrent());
+        const std::lock_guard lock(mutex_);
+        sizes_.push_back(size);
+      };
+      callbacks.onEnded = [this](const std::string& text) {
+        EXPECT_TRUE(queues_.main()->isCurrent());
+        const std::lock_guard lock(mutex_);
+        ended_.push_back(text);
+      };
+      auto opened = ScreenCast::open(queues_, {node, -1}, {kSize, true, 60}, kDisplay, pointer_,
+                                     std::move(callbacks));
+      ASSERT_TRUE(opened) << opened.error();
+      cast_ = std::move(*opened);
+    });
+  }
+
+  void startCapture(int depth = 5) {
+    onMain([&] {
+      CaptureStream::Callbacks callbacks;
+      callbacks.onFrame = [this](CapturedFrame frame) {
+        EXPECT_TRUE(queue_->isCurrent());
+        const std::lock_guard lock(mutex_);
+        frames_.push_back(std::move(frame));
+      };
+      callbacks.onStopped = [this](const std::string& text) {
+        const std::lock_guard lock(mutex_);
+        stopped_.push_back(text);
+      };
+      callbacks.mayDeliver = [this] { return mayDeliver_.load(); };
+      capture_ = cast_->capture({.size = kSize, .queueDepth = depth}, queue_, std::move(callbacks));
+      capture_->start([this](const auto& error) { startError_ = error.value_or(""); });
+    });
+  }
+
+  template <typename T>
+  std::size_t countOf(const T& list) {
+    const std::lock_guard lock(mutex_);
+    return list.size();
+  }
+  CapturedFrame nextFrame() {
+    EXPECT_TRUE(eventually([&] { return countOf(frames_) > 0; })) << "no frame came";
+    const std::lock_guard lock(mutex_);
+    if (frames_.empty()) return {};
+    CapturedFrame frame = std::move(frames_.front());
+    frames_.pop_front();
+    return frame;
+  }
+  static void expectLuma(const CapturedFrame& frame, PixelPoint at, int luma) {
+    ASSERT_TRUE(frame.pixels);
+    EXPECT_NEAR(frame.pixels->luma()[at.y * frame.pixels->stride() + at.x], luma, 2)
+        << at.x << "," << at.y;
+  }
+
+  [[nodiscard]] bool at(double x, double y) const {
+    const auto location = pointer_->location();
+    return location && location->x == x && location->y == y;
+  }
+  /// Sends until it has arrived: PipeWire leaves a buffer lying, or drops it, when it is busy with
+  /// the one before.
+  bool sendUntil(const CastSource::Buffer& content, const std::function<bool()>& arrived) {
+    for (int i = 0; i < 20; ++i) {
+      if (!source_->send(content)) return false;
+      if (eventually(arrived, std::chrono::seconds(1))) return true;
+    }
+    return false;
+  }
+  /// The same, seen by the pointer that it carries.
+  bool deliver(CastSource::Buffer content) {
+    const int x = ++marker_;
+    content.pointer = CastSource::Pointer{{x, 1}};
+    return sendUntil(content, [&] { return at(x, 1); });
+  }
+
+  std::unique_ptr<test::PrivatePipeWire> pipewire_;
+  AsioQueues queues_;
+  const std::shared_ptr<Queue> queue_ = queues_.thread("tessaline.capture");
+  const std::shared_ptr<DisplayTable> table_ = std::make_shared<DisplayTable>();
+  const std::shared_ptr<WaylandPointer> pointer_ = std::make_shared<WaylandPointer>(table_);
+  std::unique_ptr<CastSource> source_;
+  std::unique_ptr<ScreenCast> cast_;
+  std::unique_ptr<CaptureStream> capture_;
+  std::string startError_ = "not decided";  // written on the main queue
+  std::atomic<bool> mayDeliver_ = true;
+  int marker_ = 0;
+  std::mutex mutex_;
+  std::deque<CapturedFrame> frames_;  // guarded by mutex_, as the others
+  std::vector<PixelSize> sizes_;
+  std::vector<std::string> ended_;
+  std::vector<std::string> stopped_;
+};
+
+TEST_F(ScreenCastTest, ACaptureFindsTheStandingPictureAndThenWhatChanged) {
+  open();
+  // Nobody captures yet, and the compositor always has a buffer to draw into.
+  for (int i = 0; i < 20; ++i) ASSERT_TRUE(source_->send({.colour = kRed}));
+  ASSERT_TRUE(deliver({.colour = kGreen}));
+  startCapture();
+  const auto whole = nextFrame();
+  EXPECT_EQ(whole.dirtyRects, (std::vector<PixelRect>{kWhole}));
+  expectLuma(whole, {0, 0}, kGreenLuma);
+  expectLuma(whole, {321, 240}, kGreenLuma);
+  onMain([&] { EXPECT_EQ(startError_, ""); });
+  EXPECT_EQ(countOf(sizes_), 1U);
+
+  ASSERT_TRUE(deliver({.colour = kRed, .damage = {{101, 51, 20, 10}}}));
+  const auto changed = nextFrame();
+  EXPECT_EQ(changed.dirtyRects, (std::vector<PixelRect>{{100, 50, 22, 12}}));
+  expectLuma(changed, {102, 52}, kRedLuma);
+  expectLuma(changed, {0, 0}, kGreenLuma);
+
+  // Damage that lies elsewhere cannot be right, and from then on none is.
+  for (const auto& [damage, luma] : {std::pair{PixelRect{1280, 0, 10, 10}, kGreenLuma},
+                                     std::pair{PixelRect{0, 0, 10, 10}, kRedLuma}}) {
+    ASSERT_TRUE(deliver({.colour = luma == kRedLuma ? kRed : kGreen, .damage = {damage}}));
+    CapturedFrame frame;
+    do {
+      frame = nextFrame();
+      EXPECT_EQ(frame.dirtyRects, (std::vector<PixelRect>{kWhole}));
+    } while (frame.pixels && std::abs(frame.pixels->luma()[0] - luma) > 2);
+  }
+}
+
+TEST_F(ScreenCastTest, HoldsTheNewestBackUntilItIsWanted) {
+  constexpr PixelRect corner{0, 0, 2, 2};
+  constexpr PixelRect spot{300, 200, 4, 4};
+  for (const bool byPool : {true, false}) {
+    open();
+    ASSERT_TRUE(deliver({.colour = kGreen}));
+    mayDeliver_ = true;
+    startCapture(byPool ? 1 : 5);
+    auto kept = nextFrame();
+    if (!byPool) mayDeliver_ = false;
+    // More buffers than there are, so the compositor is never left without one; the pointer tells
+    // that each has arrived.
+    for (int i = 0; i < 10; ++i) {
+      ASSERT_TRUE(deliver({.colour = i < 5 ? kGreen : kRed, .damage = {i < 5 ? corner : spot}}));
+    }
+    EXPECT_EQ(countOf(frames_), 0U);
+    mayDeliver_ = true;
+    kept = {};
+    capture_->wake();
+    const auto merged = nextFrame();
+    EXPECT_THAT(merged.dirtyRects.value_or(std::vector<PixelRect>()),
+                testing::UnorderedElementsAre(corner, spot));
+    expectLuma(merged, {1, 1}, kRedLuma);
+    expectLuma(merged, {10, 10}, kGreenLuma);
+    expectLuma(merged, {301, 201}, kRedLuma);
+    close();
+  }
+}
+
+TEST_F(ScreenCastTest, DamageThatGotLostIsMadeUpFor) {
+  open();
+  ASSERT_TRUE(deliver({.colour = kGreen}));
+  startCapture();
+  nextFrame();
+  ASSERT_TRUE(deliver({.colour = kRed, .damage = {{0, 0, 2, 2}}}));
+  expectLuma(nextFrame(), {10, 10}, kGreenLuma);
+  const auto whole = nextFrame();
+  EXPECT_EQ(whole.dirtyRects, (std::vector<PixelRect>{kWhole}));
+  expectLuma(whole, {10, 10}, kRedLuma);
+}
+
+TEST_F(ScreenCastTest, ThePointerComesBesideThePictures) {
+  open();
+  ASSERT_TRUE(deliver({.colour = kGreen}));
+  startCapture();
+  nextFrame();
+  const auto tell = [&](const CastSource::Pointer& pointer, const std::function<bool()>& arrived) {
+    return sendUntil({.corrupted = true, .pointer = pointer}, arrived);
+  };
+  const auto away = [&] { return !pointer_->location(); };
+  ASSERT_TRUE(tell({{20, 30}, PixelSize{16, 24}}, [&] { return at(20, 30); }));
+  const auto image = pointer_->image();
+  ASSERT_TRUE(image);
+  EXPECT_EQ((PixelSize{image->width, image->height}), (PixelSize{16, 24}));
+  EXPECT_EQ(image->hotSpotX, 3);
+  EXPECT_EQ((Bytes{image->rgba.begin(), image->rgba.begin() + 4}), (Bytes{255, 0, 0, 128}));
+  EXPECT_TRUE(tell({{-1, 30}}, away));
+  EXPECT_TRUE(tell({{321, 240}}, [&] { return at(321, 240); }));
+  EXPECT_EQ(pointer_->image()->serial, image->serial);
+  EXPECT_TRUE(tell({{40, 50}, PixelSize{0, 0}}, away)) << "hidden";
+  EXPECT_TRUE(tell({{40, 50}, PixelSize{8, 8}}, [&] { return at(40, 50); }));
+  EXPECT_TRUE(tell({{40, 50}, std::nullopt, 0}, away));
+  EXPECT_EQ(countOf(frames_), 0U) << "a buffer without pixels became a frame";
+}
+
+TEST_F(ScreenCastTest, ACropOfAnotherSizeEndsTheCaptureAndIsTold) {
+  open();
+  ASSERT_TRUE(deliver({.colour = kGreen}));
+  startCapture();
+  nextFrame();
+  ASSERT_TRUE(sendUntil({.colour = kGreen, .crop = PixelRect{10, 10, 100, 100}},
+                        [&] { return countOf(stopped_) == 1; }));
+  EXPECT_EQ(stopped_.front(), "the display has changed its size");
+  EXPECT_TRUE(eventually([&] { return countOf(sizes_) == 2; }));
+  EXPECT_EQ(sizes_.back(), (PixelSize{100, 100}));
+  EXPECT_EQ(countOf(ended_), 0U);
+}
+
+TEST_F(ScreenCastTest, EveryEndIsToldOnce) {
+  const std::function<void()> ways[] = {[&] { source_.reset(); }, [&] { pipewire_->kill(); }};
+  for (const auto& way : ways) {
+    open();
+    ASSERT_TRUE(deliver({.colour = kGreen}));
+    startCapture();
+    nextFrame();
+    way();
+    ASSERT_TRUE(eventually([&] { return countOf(ended_) > 0 && countOf(stopped_) > 0; }));
+    EXPECT_EQ(ended_.size(), 1U);
+    EXPECT_EQ(stopped_, ended_);
+    close();
+  }
+}
+
+TEST_F(ScreenCastTest, PicturesOfAnUnknownKindAreRefused) {
+  open(SPA_VIDEO_FORMAT_I420);
+  startCapture();
+  ASSERT_TRUE(eventually([&] { return countOf(ended_) == 1; }));
+  ASSERT_TRUE(eventually([&] {
+    std::string error;
+    onMain([&] { error = startError_; });
+    return error != "not decided";
+  }));
+  onMain([&] { EXPECT_NE(startError_, ""); });
+  EXPECT_EQ(countOf(frames_), 0U);
+}
+
+TEST_F(ScreenCastTest, ACaptureMayOutliveItsScreenCast) {
+  open();
+  ASSERT_TRUE(deliver({.colour = kGreen}));
+  startCapture();
+  const auto kept = nextFrame();
+  onMain([&] { cast_.reset(); });
+  ASSERT_TRUE(eventually([&] { return countOf(stopped_) == 1; }));
+  EXPECT_EQ(stopped_.front(), "the display went away");
+  expectLuma(kept, {5, 5}, kGreenLuma);
+  EXPECT_EQ(countOf(ended_), 0U);
+}
+
+}  // namespace
+}  // namespace tessaline::platform
