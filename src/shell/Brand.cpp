@@ -2,12 +2,6 @@
 
 namespace tessaline {
 
-std::string_view Brand::iconSvg() {
-  return
-#include "IconSvg.inc"
-      ;
-}
-
 std::string Brand::menuBarIconSvg(bool active) {
   constexpr std::string_view start =
       R"svg(<svg xmlns="http://www.w3.org/2000/svg" width="24" height="24" viewBox="0 0 24 24">)svg";

@@ -20,6 +20,7 @@ struct Brand {
   static constexpr std::uint32_t kCoralDeep = 0xD03B41;
 
   /// The application's icon, a smiling screen, as a square SVG document; legible from 16 pixels up.
+  /// It is icon.svg, embedded by the build.
   [[nodiscard]] static std::string_view iconSvg();
   /// The same smile for a menu bar or a tray: filled while a screen is on (`active`), else an
   /// outline. Both are legible on light and on dark panels from 16 pixels up.
