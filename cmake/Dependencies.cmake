@@ -16,6 +16,7 @@ pkg_check_modules(sdbus REQUIRED IMPORTED_TARGET sdbus-c++)
 pkg_check_modules(xkbcommon REQUIRED IMPORTED_TARGET xkbcommon)
 # Debian 12 has none; the desktop portal's own calls serve there.
 pkg_check_modules(eis IMPORTED_TARGET libei-1.0)
+pkg_check_modules(x264 REQUIRED IMPORTED_TARGET x264)
 pkg_check_modules(xcb REQUIRED IMPORTED_TARGET
                   xcb xcb-randr xcb-shm xcb-damage xcb-xfixes xcb-xinput)
 

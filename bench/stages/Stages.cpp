@@ -103,7 +103,7 @@ class Stages::Line {
   std::optional<platform::CodedFrame> encode(std::shared_ptr<const platform::PixelBuffer> picture) {
     std::unique_lock lock(mutex_);
     done_ = false;
-    session_->encode(std::move(picture), Clock::now(), false);
+    session_->encode(std::move(picture), Clock::now(), {});
     if (!arrived_.wait_for(lock, kPatience, [this] { return done_; })) return std::nullopt;
     return std::move(frame_);
   }

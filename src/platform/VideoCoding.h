@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "base/Bytes.h"
 #include "base/Geometry.h"
@@ -38,9 +39,19 @@ struct CodedFrame {
   Clock::time_point presentationTime;
 };
 
+/// What a coder should know of a picture, and what is wanted of it.
+struct FrameNotes {
+  bool keyFrame = false;  ///< to be decodable without any before it
+  /// Where the picture may differ from the one submitted before; nothing: anywhere.
+  std::optional<std::vector<PixelRect>> changed = std::nullopt;
+  /// The picture stands still: it may take more bits than one that moves.
+  bool refine = false;
+};
+
 /// An H.264 encoder: Constrained High profile, no reordering, one frame in, one frame out. Encoding
 /// runs on a thread of the session's own, where at most one frame waits, the newest: a frame
-/// submitted while another waits replaces it and inherits its demand for a key frame.
+/// submitted while another waits replaces it and inherits its changes and its demand for a key
+/// frame.
 class CompressionSession {
  public:
   struct Callbacks {
@@ -51,7 +62,10 @@ class CompressionSession {
   virtual ~CompressionSession() = default;
   /// Callable from any thread; returns at once.
   virtual void encode(std::shared_ptr<const PixelBuffer> frame, Clock::time_point presentationTime,
-                      bool forceKeyFrame) = 0;
+                      FrameNotes notes) = 0;
+  /// The average bit rate from the next frame on, at most that of the options. Callable from any
+  /// thread. Coders that cannot change it keep theirs.
+  virtual void setBitRate(int bitsPerSecond) = 0;
   /// Frames submitted whose output has not been delivered: 0, 1, or 2 with one waiting.
   [[nodiscard]] virtual int pendingFrames() const = 0;
 };

@@ -1,5 +1,7 @@
 #include "streaming/Encoder.h"
 
+#include <utility>
+
 #include "base/Log.h"
 #include "protocol/ParameterSets.h"
 #include "protocol/Proto.h"
@@ -14,7 +16,7 @@ constexpr int kMaxKeyFrameInterval = 600;  // frames: 10 s at full rate
 
 std::unique_ptr<Encoder> Encoder::create(platform::VideoCoding& coding, PixelSize size, int bitrate,
                                          std::shared_ptr<ScreenLink> link,
-                                         std::function<void()> onOutput) {
+                                         std::function<void(bool keyFrame)> onOutput) {
   std::unique_ptr<Encoder> encoder(new Encoder(std::move(link), std::move(onOutput)));
   auto coder = coding.createCompressionSession(
       {.size = size,
@@ -23,7 +25,7 @@ std::unique_ptr<Encoder> Encoder::create(platform::VideoCoding& coding, PixelSiz
        .maxKeyFrameInterval = kMaxKeyFrameInterval},
       {.onOutput = [self = encoder.get()](const std::optional<platform::CodedFrame>& frame) {
         if (frame) self->output(*frame);
-        if (self->onOutput_) self->onOutput_();
+        if (self->onOutput_) self->onOutput_(frame && frame->keyFrame);
       }});
   if (!coder) {
     log("could not create encoder (" + coder.error() + ")");
@@ -33,19 +35,18 @@ std::unique_ptr<Encoder> Encoder::create(platform::VideoCoding& coding, PixelSiz
   return encoder;
 }
 
-Encoder::Encoder(std::shared_ptr<ScreenLink> link, std::function<void()> onOutput)
+Encoder::Encoder(std::shared_ptr<ScreenLink> link, std::function<void(bool keyFrame)> onOutput)
     : link_(std::move(link)), onOutput_(std::move(onOutput)) {}
 
 Encoder::~Encoder() = default;
 
 void Encoder::encode(std::shared_ptr<const platform::PixelBuffer> picture,
-                     Clock::time_point presentationTime) {
-  bool force = false;
+                     Clock::time_point presentationTime, platform::FrameNotes notes) {
   {
     const std::lock_guard lock(mutex_);
-    std::swap(force, forceKey_);
+    notes.keyFrame |= std::exchange(forceKey_, false);
   }
-  coder_->encode(std::move(picture), presentationTime, force);
+  coder_->encode(std::move(picture), presentationTime, std::move(notes));
 }
 
 bool Encoder::forceKey() const {

@@ -18,16 +18,19 @@ namespace tessaline {
 class Encoder {
  public:
   /// Nothing when the coder cannot be made, with a log line. `onOutput` runs on the coder's thread
-  /// after each frame, whatever became of it: another may be submitted.
+  /// after each frame, whatever became of it: another may be submitted. It says whether a key
+  /// frame was made.
   [[nodiscard]] static std::unique_ptr<Encoder> create(platform::VideoCoding& coding,
                                                        PixelSize size, int bitrate,
                                                        std::shared_ptr<ScreenLink> link,
-                                                       std::function<void()> onOutput);
+                                                       std::function<void(bool keyFrame)> onOutput);
   ~Encoder();
 
   /// Submits one picture; returns at once.
   void encode(std::shared_ptr<const platform::PixelBuffer> picture,
-              Clock::time_point presentationTime);
+              Clock::time_point presentationTime, platform::FrameNotes notes);
+  /// As the coder's.
+  void setBitRate(int bitsPerSecond) { coder_->setBitRate(bitsPerSecond); }
 
   /// The next submitted picture is to become a key frame. True from the start.
   [[nodiscard]] bool forceKey() const;
@@ -37,11 +40,11 @@ class Encoder {
   [[nodiscard]] int pendingFrames() const { return coder_->pendingFrames(); }
 
  private:
-  explicit Encoder(std::shared_ptr<ScreenLink> link, std::function<void()> onOutput);
+  explicit Encoder(std::shared_ptr<ScreenLink> link, std::function<void(bool keyFrame)> onOutput);
   void output(const platform::CodedFrame& frame);
 
   const std::shared_ptr<ScreenLink> link_;
-  const std::function<void()> onOutput_;
+  const std::function<void(bool keyFrame)> onOutput_;
   mutable std::mutex mutex_;
   bool forceKey_ = true;                                 // guarded by mutex_
   std::unique_ptr<platform::CompressionSession> coder_;  // destroyed first: it calls back

@@ -11,6 +11,7 @@
 #include "streaming/Encoder.h"
 #include "streaming/Link.h"
 #include "streaming/Messages.h"
+#include "streaming/PictureFeed.h"
 #include "streaming/VirtualScreen.h"
 
 namespace tessaline {
@@ -183,7 +184,7 @@ void Session::keepAliveTick() {
   } else {
     sendProbe();
   }
-  refreshKeyFrame();
+  feed_->refreshKeyFrame();
 }
 
 void Session::sendProbe() {

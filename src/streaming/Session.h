@@ -6,7 +6,6 @@
 #include <limits>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,6 +22,7 @@ class Arrangement;
 class CaptureWaker;
 class CursorStreamer;
 class Encoder;
+class PictureFeed;
 class VirtualScreen;
 
 namespace platform {
@@ -108,11 +108,11 @@ class Session : public std::enable_shared_from_this<Session> {
   void startCapture();
   void captureStarted(const std::optional<std::string>& error);
   void receivedFrame(platform::CapturedFrame frame);
+  void encoded(bool keyFrame);
   [[nodiscard]] bool mayCapture() const;
   void letDecoderCatchUp(double decodeTime);
   void keepAliveTick();
   void sendProbe();
-  void refreshKeyFrame();
   void focusTick();
   void endWith(std::string_view reason);
   void tearDown();
@@ -134,13 +134,10 @@ class Session : public std::enable_shared_from_this<Session> {
   std::unique_ptr<platform::CaptureStream> stream_;
   const std::shared_ptr<CaptureWaker> waker_;
   std::unique_ptr<Encoder> encoder_;
+  std::shared_ptr<PictureFeed> feed_;
   std::atomic<bool> decoderBehind_ = false;
   double fastestDecode_ = std::numeric_limits<double>::infinity();  // ms
   std::shared_ptr<CursorStreamer> cursor_;
-
-  std::mutex frameMutex_;  // guards lastFrame_ and lastFrameTime_
-  std::shared_ptr<const platform::PixelBuffer> lastFrame_;
-  Clock::time_point lastFrameTime_;
 
   Timer keepAlive_;
   Timer focusTimer_;

@@ -8,6 +8,7 @@
 #include "streaming/CursorStreamer.h"
 #include "streaming/Encoder.h"
 #include "streaming/Messages.h"
+#include "streaming/PictureFeed.h"
 #include "streaming/Session.h"
 #include "streaming/VirtualScreen.h"
 
@@ -24,24 +25,13 @@ constexpr Duration kFrameInterval = std::chrono::nanoseconds(1'000'000'000 / 60)
 constexpr int kQueueDepth = 5;
 constexpr auto kKeepAlive = 500ms;
 constexpr auto kFocusInterval = 400ms;
-constexpr auto kStillLimit = 300ms;         // without a frame the screen counts as still
-constexpr double kDecoderBehind = 50;       // ms beyond a device's own time: three pictures wait
-constexpr double kLongestPause = 500;       // ms without a new picture
-constexpr double kNoticeableChange = 0.01;  // of the picture's area
+constexpr double kDecoderBehind = 50;  // ms beyond a device's own time: three pictures wait
+constexpr double kLongestPause = 500;  // ms without a new picture
 
 // One frame of the average bit rate at 60 frames per second: what may be unsent on the link when
 // the next picture is taken. More would be delay, less would leave the network idle.
 std::size_t oneFrame(int bitrate) {
   return static_cast<std::size_t>(bitrate) / 8 / 60;
-}
-
-bool noticeable(const platform::CapturedFrame& frame) {
-  if (!frame.dirtyRects) return true;
-  std::int64_t changed = 0;
-  for (const auto& rect : *frame.dirtyRects) changed += rect.area();
-  const PixelSize size = frame.pixels->size();
-  const auto whole = static_cast<double>(size.width) * size.height;
-  return static_cast<double>(changed) / whole > kNoticeableChange;
 }
 
 }  // namespace
@@ -98,7 +88,7 @@ void Session::startCapture() {
   const int rate = encoderBitrate(bitrate_, pictureSize_);
   frameAllowance_ = oneFrame(rate);
   encoder_ = Encoder::create(services_.coding, pictureSize_, rate, link_,
-                             [waker = waker_] { waker->wake(); });
+                             [this](bool keyFrame) { encoded(keyFrame); });
   if (!encoder_) {
     endWith(Messages::noEncoder);
     return;
@@ -108,6 +98,7 @@ void Session::startCapture() {
                                                      .showsCursor = false,
                                                      .queueDepth = kQueueDepth};
   captureQueue_ = services_.queues.thread("tessaline.capture");
+  feed_ = std::make_shared<PictureFeed>(*encoder_, captureQueue_, [this] { return mayCapture(); });
   // The stream is stopped before anything that these callbacks use goes.
   stream_ = services_.desktop.createCaptureStream(
       screen_->displayID(), configuration, captureQueue_,
@@ -165,13 +156,10 @@ void Session::letDecoderCatchUp(double decodeTime) {
   if (decodeTime <= 0 || !stream_) return;
   fastestDecode_ = std::min(fastestDecode_, decodeTime);
   if (decodeTime - fastestDecode_ <= kDecoderBehind) return;
-  {
-    // The time is an average that only new pictures change; a still screen has long caught up.
-    const std::lock_guard lock(frameMutex_);
-    const std::chrono::duration<double, std::milli> still =
-        services_.queues.main()->now() - lastFrameTime_;
-    if (still.count() > decodeTime) return;
-  }
+  // The time is an average that only new pictures change; a still screen has long caught up.
+  const std::chrono::duration<double, std::milli> still =
+      services_.queues.main()->now() - feed_->lastFrameTime();
+  if (still.count() > decodeTime) return;
   decoderBehind_ = true;
   const auto pause = std::chrono::duration<double, std::milli>(std::min(decodeTime, kLongestPause));
   catchUp_ = services_.queues.main()->after(std::chrono::duration_cast<Duration>(pause),
@@ -185,25 +173,13 @@ void Session::letDecoderCatchUp(double decodeTime) {
 
 void Session::receivedFrame(platform::CapturedFrame frame) {
   if (frame.status != platform::FrameStatus::complete || !frame.pixels) return;
-  {
-    const std::lock_guard lock(frameMutex_);
-    lastFrame_ = frame.pixels;
-    lastFrameTime_ = captureQueue_->now();
-  }
   if (onActivity && noticeable(frame)) onActivity();
-  encoder_->encode(std::move(frame.pixels), frame.presentationTime);
+  feed_->captured(std::move(frame));
 }
 
-void Session::refreshKeyFrame() {
-  // A still screen delivers nothing, so a key frame that is owed comes from the last picture.
-  if (!encoder_ || !encoder_->forceKey()) return;
-  const auto now = services_.queues.main()->now();
-  std::shared_ptr<const platform::PixelBuffer> picture;
-  {
-    const std::lock_guard lock(frameMutex_);
-    if (now - lastFrameTime_ > kStillLimit) picture = lastFrame_;
-  }
-  if (picture) encoder_->encode(std::move(picture), now);
+void Session::encoded(bool keyFrame) {
+  if (keyFrame) feed_->keyFrameCoded();
+  waker_->wake();
 }
 
 void Session::tearDown() {
@@ -216,14 +192,12 @@ void Session::tearDown() {
   if (cursor_) cursor_->stop();
   cursor_.reset();
   if (stream_) stream_->stop();
+  if (feed_) feed_->stop();
   encoder_.reset();  // its output wakes the stream
   waker_->set(nullptr);
   stream_.reset();
+  feed_.reset();
   captureQueue_.reset();
-  {
-    const std::lock_guard lock(frameMutex_);
-    lastFrame_.reset();
-  }
   screen_.reset();
   streaming_ = false;
 }

@@ -99,7 +99,7 @@ FrameCoder::FrameCoder(platform::VideoCoding& coding, PixelSize size) {
 platform::CodedFrame FrameCoder::code(std::shared_ptr<const platform::PixelBuffer> picture,
                                       bool keyFrame) {
   time_ += 100ms;
-  session_->encode(std::move(picture), time_, keyFrame);
+  session_->encode(std::move(picture), time_, {.keyFrame = keyFrame});
   std::unique_lock lock(mutex_);
   if (!arrived_.wait_for(lock, std::chrono::seconds(kPatience),
                          [&] { return output_.has_value(); })) {

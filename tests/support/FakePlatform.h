@@ -226,16 +226,20 @@ class FakeCoding final : public platform::VideoCoding {
     FakeCoding* coding = nullptr;
     ~Coder() override { coding->coder = nullptr; }
     void encode(std::shared_ptr<const platform::PixelBuffer>, Clock::time_point,
-                bool forceKeyFrame) override {
-      coding->submitted.push_back(forceKeyFrame);
+                platform::FrameNotes notes) override {
+      coding->submitted.push_back(notes.keyFrame);
+      coding->refinements += notes.refine ? 1 : 0;
       ++coding->pending;
     }
+    void setBitRate(int bitsPerSecond) override { coding->bitRate = bitsPerSecond; }
     int pendingFrames() const override { return coding->pending; }
   };
 
   bool failing = false;
   int pending = 0;
   std::vector<bool> submitted;  // whether each picture was to be a key frame
+  int refinements = 0;          // pictures submitted to be made sharper
+  int bitRate = 0;              // set since the start
   platform::CompressionOptions options;
   Coder* coder = nullptr;
 

@@ -54,7 +54,7 @@ class Coder {
   std::optional<CodedFrame> code(std::shared_ptr<const PixelBuffer> frame, bool force = false,
                                  Duration gap = kFrameTime) {
     time_ += gap;
-    session_->encode(std::move(frame), time_, force);
+    session_->encode(std::move(frame), time_, {.keyFrame = force});
     return next();
   }
 
@@ -168,12 +168,12 @@ TEST(CompressionMailbox, ANewerFrameReplacesTheWaitingOneAndInheritsItsKeyDemand
   ASSERT_TRUE(created);
   session = std::move(*created);
   const Clock::time_point start;
-  session->encode(makePicture(size, 0), start, false);
+  session->encode(makePicture(size, 0), start, {});
   queues.run();
   const auto replaced = makePicture(size, 1);
-  session->encode(replaced, start + 1s, true);
-  session->encode(makePicture(size, 2), start + 2s, false);
-  session->encode(makePicture(size, 3), start + 3s, false);
+  session->encode(replaced, start + 1s, {.keyFrame = true});
+  session->encode(makePicture(size, 2), start + 2s, {});
+  session->encode(makePicture(size, 3), start + 3s, {});
   EXPECT_EQ(replaced.use_count(), 1) << "a replaced frame goes back to its pool at once";
   EXPECT_EQ(session->pendingFrames(), 1);
   queues.run();
@@ -184,7 +184,7 @@ TEST(CompressionMailbox, ANewerFrameReplacesTheWaitingOneAndInheritsItsKeyDemand
 
   // The end takes the waiting frame with it, even where its queue lives on.
   const auto dropped = makePicture(size, 4);
-  session->encode(dropped, start + 4s, false);
+  session->encode(dropped, start + 4s, {});
   session.reset();
   EXPECT_EQ(dropped.use_count(), 1);
   queues.run();
@@ -264,7 +264,7 @@ TEST_F(Compression, NothingComesOutAfterTheEnd) {
                                                      }});
     ASSERT_TRUE(session);
     for (int i = 0; i < 3; ++i) {
-      (*session)->encode(makePicture(size, i), Clock::time_point() + i * kFrameTime, false);
+      (*session)->encode(makePicture(size, i), Clock::time_point() + i * kFrameTime, {});
       if (i < round % 3) std::this_thread::yield();
     }
     session = Failure{};

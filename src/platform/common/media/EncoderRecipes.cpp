@@ -23,12 +23,19 @@ constexpr const char* kPreset = "ultrafast";
 //   analyse=i4x4  fine blocks in P frames: 5 ms more on film, 2.5 dB on a page that changes
 //   merange, me=hex, psy: no difference
 // qcomp=1 keeps the quantiser even: a page that changes is as sharp as one that scrolls.
-constexpr const char* kX264Parameters = "annexb=0:8x8dct=1:scenecut=0:qcomp=1";
+const std::vector<std::pair<std::string, std::string>> kX264Parameters = {
+    {"8x8dct", "1"}, {"scenecut", "0"}, {"qcomp", "1"}};
 
 // Constant quality, with the bit rate as the upper limit: text has 46 dB, a page is done after a
 // few frames, and costs next to nothing from then on. With a constant bit rate a still page goes on
 // to 64 dB at 17 kB a frame. 22 has 44 dB for 10 % fewer bytes, 18 has 48 dB for 10 % more.
-constexpr const char* kQuality = "20";
+constexpr float kQuality = 20;
+
+// A picture that stands still is looked at: what it is refined to.
+constexpr float kStillQuality = 12;
+
+// What changes little has as many bits as it wants, and nothing follows that would sharpen it.
+constexpr int kPatchQp = 14;
 
 // The rate window in frames' worth of the bit rate: what one frame may take after a quiet time, a
 // key frame or a page that changes. Moving pictures settle at one frame's worth for each frame
@@ -69,15 +76,12 @@ EncoderRecipe vaapiRecipe() {
           .windowFrames = kHardwareWindowFrames};
 }
 
-EncoderRecipe x264Recipe(unsigned processors) {
-  return {.codec = "libx264",
-          .options = {{"preset", kPreset},
-                      {"tune", "zerolatency"},
-                      {"forced-idr", "1"},
-                      {"crf", kQuality},
-                      {"x264-params", kX264Parameters}},
-          .framing = NalFraming::lengths,
-          .constantRate = false,
+X264Recipe x264Recipe(unsigned processors) {
+  return {.preset = kPreset,
+          .parameters = kX264Parameters,
+          .quality = kQuality,
+          .stillQuality = kStillQuality,
+          .patchQp = kPatchQp,
           .threads = processors >= kProcessorsForTwoSlices ? 2 : 1,
           .windowFrames = kX264WindowFrames};
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/common/media/H264Encoder.h"
+#include "platform/common/media/X264Encoder.h"
 
 namespace tessaline::platform {
 
@@ -8,6 +9,6 @@ namespace tessaline::platform {
 /// many of the machine's may be had.
 [[nodiscard]] EncoderRecipe nvencRecipe();
 [[nodiscard]] EncoderRecipe vaapiRecipe();
-[[nodiscard]] EncoderRecipe x264Recipe(unsigned processors);
+[[nodiscard]] X264Recipe x264Recipe(unsigned processors);
 
 }  // namespace tessaline::platform

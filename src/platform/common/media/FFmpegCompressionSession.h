@@ -6,7 +6,7 @@
 
 #include "base/Queue.h"
 #include "platform/VideoCoding.h"
-#include "platform/common/media/H264Encoder.h"
+#include "platform/common/media/PictureEncoder.h"
 
 namespace tessaline::platform {
 
@@ -15,12 +15,13 @@ namespace tessaline::platform {
 /// Destroying it waits for the picture that is being coded, at most.
 class FFmpegCompressionSession final : public CompressionSession {
  public:
-  FFmpegCompressionSession(std::unique_ptr<H264Encoder> encoder, std::shared_ptr<Queue> queue,
+  FFmpegCompressionSession(std::unique_ptr<PictureEncoder> encoder, std::shared_ptr<Queue> queue,
                            Callbacks callbacks);
   ~FFmpegCompressionSession() override;
 
   void encode(std::shared_ptr<const PixelBuffer> frame, Clock::time_point presentationTime,
-              bool forceKeyFrame) override;
+              FrameNotes notes) override;
+  void setBitRate(int bitsPerSecond) override;
   [[nodiscard]] int pendingFrames() const override;
 
  private:

@@ -47,22 +47,22 @@ class FFmpegVideoCoding final : public VideoCoding {
   Result<std::unique_ptr<CompressionSession>> createCompressionSession(
       const CompressionOptions& options, CompressionSession::Callbacks callbacks) override {
     std::string refusals;
-    auto opened = openHardware(options, refusals);
-    if (!opened.encoder) {
-      const EncoderRecipe recipe = x264Recipe(std::thread::hardware_concurrency());
-      opened = H264Encoder::open(recipe, options);
-      if (!opened.encoder) return Failure{std::to_string(opened.status)};
-      announce("encoder: " + recipe.codec + " (no hardware encoder: " + refusals + ")");
+    std::unique_ptr<PictureEncoder> encoder = openHardware(options, refusals);
+    if (!encoder) {
+      encoder = X264Encoder::open(x264Recipe(std::thread::hardware_concurrency()), options);
+      if (!encoder) return Failure{std::to_string(AVERROR(EINVAL))};
+      announce("encoder: x264 (no hardware encoder: " + refusals + ")");
     }
     return std::unique_ptr<CompressionSession>(std::make_unique<FFmpegCompressionSession>(
-        std::move(opened.encoder), queues_.thread("tessaline.encode"), std::move(callbacks)));
+        std::move(encoder), queues_.thread("tessaline.encode"), std::move(callbacks)));
   }
 
   Bytes encodePng(const PointerImage& image) override { return encodePointerPng(image); }
 
  private:
   /// The first hardware encoder that opens, with its log line; else why none did.
-  H264Encoder::Opened openHardware(const CompressionOptions& options, std::string& refusals) {
+  std::unique_ptr<PictureEncoder> openHardware(const CompressionOptions& options,
+                                               std::string& refusals) {
     for (const auto& hardware : kHardwareEncoders) {
       std::error_code ignored;
       std::string refusal = hardware.absence;
@@ -70,14 +70,14 @@ class FFmpegVideoCoding final : public VideoCoding {
         auto opened = H264Encoder::open(hardware.recipe(), options);
         if (opened.encoder) {
           announce("encoder: " + hardware.recipe().codec + " (this machine's hardware)");
-          return opened;
+          return std::move(opened.encoder);
         }
         refusal = std::string(hardware.name) + ": " + describe(opened.status);
       }
       if (!refusals.empty()) refusals += ", ";
       refusals += refusal;
     }
-    return {};
+    return nullptr;
   }
 
   /// Says it once, not for each of the sessions that a screen may begin every two seconds.

@@ -1,5 +1,6 @@
 #include "platform/common/media/H264Encoder.h"
 
+#include "platform/common/media/AccessUnit.h"
 #include "platform/common/media/SequenceParameterSet.h"
 
 extern "C" {
@@ -10,7 +11,6 @@ extern "C" {
 
 #include <algorithm>
 #include <cerrno>
-#include <cmath>
 
 namespace tessaline::platform {
 namespace {
@@ -30,10 +30,6 @@ using BufferRef = std::unique_ptr<AVBufferRef, Freed<av_buffer_unref>>;
 // Pictures that may be on their way through a VA-API encoder: the one being coded, its reference
 // and what the driver keeps.
 constexpr int kSurfaces = 8;
-
-// Of the window, what one frame's time may refill at most: with all of it the encoder would take
-// the window for that of a single frame and plan more carefully than it has to.
-constexpr double kMaximumRefill = 0.9;
 
 // H.264's own number; FFmpeg's name for it differs between its versions.
 constexpr int kHighProfile = 100;
@@ -108,9 +104,7 @@ void describeStream(AVCodecContext& context, const CompressionOptions& options,
   context.max_b_frames = 0;
   context.refs = 1;
   context.flags |= AV_CODEC_FLAG_CLOSED_GOP | AV_CODEC_FLAG_LOW_DELAY;
-  context.thread_count = recipe.threads;
-  context.thread_type = FF_THREAD_SLICE;
-  if (recipe.constantRate) context.bit_rate = options.averageBitRate;
+  context.bit_rate = options.averageBitRate;
   context.rc_max_rate = options.averageBitRate;
   context.rc_buffer_size =
       static_cast<int>(options.averageBitRate * recipe.windowFrames / options.expectedFrameRate);
@@ -127,12 +121,9 @@ struct H264Encoder::Codec {
   Context context;
   Packet packet;
   std::int64_t frameNumber = 0;
-  std::optional<Clock::time_point> lastTime;
-  double unusedFrames = 0;  // frames' worth of bits that time brought and no frame was granted
 
   int open();
   [[nodiscard]] Frame prepare(std::shared_ptr<const PixelBuffer> pixels) const;
-  void refill(Clock::time_point time);
 };
 
 int H264Encoder::Codec::open() {
@@ -175,23 +166,6 @@ Frame H264Encoder::Codec::prepare(std::shared_ptr<const PixelBuffer> pixels) con
   return surface;
 }
 
-/// An encoder counts frames, not time: without this, a page that changes once a second would get a
-/// sixtieth of a second's bits. What passed before this frame is granted at its end, so that the
-/// frame after it finds the room; the window bounds what may gather.
-void H264Encoder::Codec::refill(Clock::time_point time) {
-  if (recipe.constantRate) return;
-  if (lastTime) {
-    const double seconds = std::chrono::duration<double>(time - *lastTime).count();
-    unusedFrames += seconds * options.expectedFrameRate;
-  }
-  lastTime = time;
-  const double granted =
-      std::clamp(std::floor(unusedFrames), 1.0, std::floor(recipe.windowFrames * kMaximumRefill));
-  unusedFrames = std::clamp(unusedFrames - granted, -recipe.windowFrames, 1.0);
-  context->rc_max_rate =
-      static_cast<std::int64_t>(granted * static_cast<double>(options.averageBitRate));
-}
-
 H264Encoder::H264Encoder(std::unique_ptr<Codec> codec) : codec_(std::move(codec)) {}
 H264Encoder::~H264Encoder() = default;
 
@@ -207,20 +181,19 @@ H264Encoder::Opened H264Encoder::open(const EncoderRecipe& recipe,
 
 std::optional<CodedFrame> H264Encoder::encode(std::shared_ptr<const PixelBuffer> frame,
                                               Clock::time_point presentationTime,
-                                              bool forceKeyFrame) {
+                                              const FrameNotes& notes) {
   if (!frame || frame->size() != codec_->options.size) return std::nullopt;
   const Frame picture = codec_->prepare(std::move(frame));
   if (!picture) return std::nullopt;
-  codec_->refill(presentationTime);
   picture->pts = codec_->frameNumber++;
-  picture->pict_type = forceKeyFrame ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
+  picture->pict_type = notes.keyFrame ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
   AVPacket* const packet = codec_->packet.get();
   if (avcodec_send_frame(codec_->context.get(), picture.get()) < 0 ||
       avcodec_receive_packet(codec_->context.get(), packet) < 0) {
     return std::nullopt;
   }
   auto unit = splitAccessUnit({packet->data, static_cast<std::size_t>(packet->size)},
-                              codec_->recipe.framing);
+                              NalFraming::startCodes);
   const bool key = (packet->flags & AV_PKT_FLAG_KEY) != 0;
   av_packet_unref(packet);
   if (!unit || (key && !unit->parameterSets)) return std::nullopt;
@@ -233,6 +206,12 @@ std::optional<CodedFrame> H264Encoder::encode(std::shared_ptr<const PixelBuffer>
     completeSequenceParameterSet(result.parameterSets->sequence);
   }
   return result;
+}
+
+void H264Encoder::setBitRate(int bitsPerSecond) {
+  // The encoders look at these before each frame, as far as their drivers can.
+  codec_->context->bit_rate = bitsPerSecond;
+  codec_->context->rc_max_rate = bitsPerSecond;
 }
 
 }  // namespace tessaline::platform

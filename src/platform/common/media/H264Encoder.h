@@ -6,40 +6,35 @@
 #include <utility>
 #include <vector>
 
-#include "platform/VideoCoding.h"
-#include "platform/common/media/AccessUnit.h"
+#include "platform/common/media/PictureEncoder.h"
 
 namespace tessaline::platform {
 
-/// How one of libavcodec's encoders is set up for interactive latency.
+/// How one of libavcodec's hardware encoders is set up for interactive latency.
 struct EncoderRecipe {
   std::string codec;                                         ///< libavcodec's name
   std::vector<std::pair<std::string, std::string>> options;  ///< the codec's own options
-  NalFraming framing = NalFraming::startCodes;
-  bool uploads = false;      ///< frames go to a VA-API surface first
-  bool constantRate = true;  ///< false: constant quality, the bit rate is its upper limit
-  int threads = 1;           ///< slices coded at the same time
+  bool uploads = false;  ///< frames go to a VA-API surface first
   /// What one frame may take after a quiet time, in frames' worth of the average bit rate.
   double windowFrames = 1;
 };
 
-/// One open libavcodec encoder: a picture in, its access unit out, at once. Lives on the thread of
-/// the compression session that owns it.
-class H264Encoder {
+/// One open hardware encoder of libavcodec.
+class H264Encoder final : public PictureEncoder {
  public:
   struct Opened {
     std::unique_ptr<H264Encoder> encoder;  ///< nothing on failure
     int status = 0;                        ///< libavcodec's, negative on failure
   };
   [[nodiscard]] static Opened open(const EncoderRecipe& recipe, const CompressionOptions& options);
-  ~H264Encoder();
+  ~H264Encoder() override;
   H264Encoder(const H264Encoder&) = delete;
   H264Encoder& operator=(const H264Encoder&) = delete;
 
-  /// Nothing when encoding failed or `frame` has another size than the encoder was opened for.
   [[nodiscard]] std::optional<CodedFrame> encode(std::shared_ptr<const PixelBuffer> frame,
                                                  Clock::time_point presentationTime,
-                                                 bool forceKeyFrame);
+                                                 const FrameNotes& notes) override;
+  void setBitRate(int bitsPerSecond) override;
 
  private:
   struct Codec;

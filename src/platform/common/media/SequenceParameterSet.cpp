@@ -4,6 +4,8 @@
 #include <array>
 #include <optional>
 
+#include "platform/common/media/BitStream.h"
+
 namespace tessaline::platform {
 namespace {
 
@@ -28,109 +30,11 @@ constexpr std::uint32_t kMaximumSide = 16384;  // pixels
 constexpr std::uint32_t kMaximumMacroblocks = 139'264;
 constexpr std::uint32_t kMaximumStoredMacroblocks = 696'320;
 
-constexpr int kLongestExpGolomb = 31;           // leading zero bits; more is not a parameter
 constexpr std::uint32_t kExtendedAspect = 255;  // aspect_ratio_idc with a ratio of its own
 constexpr std::uint32_t kMaximumCpbCount = 32;
 constexpr std::uint32_t kMaximumPocCycle = 255;
 // Motion vectors of up to 2^16 quarter samples, that is: no limit beyond the level's.
 constexpr std::uint32_t kLog2MaximumVector = 16;
-
-/// Reads bits and remembers whether it ran past the end; then everything reads as 0.
-class BitReader {
- public:
-  explicit BitReader(ByteView bytes) : bytes_(bytes) {}
-
-  std::uint32_t bits(int count) {
-    std::uint32_t value = 0;
-    for (int i = 0; i < count; ++i) {
-      const std::size_t byte = position_ / 8;
-      if (byte >= bytes_.size()) {
-        failed_ = true;
-        return 0;
-      }
-      value = value << 1 | ((bytes_[byte] >> (7 - position_ % 8)) & 1U);
-      ++position_;
-    }
-    return value;
-  }
-  bool flag() { return bits(1) != 0; }
-  /// ue(v); as many bits hold a se(v).
-  std::uint32_t expGolomb() {
-    int zeros = 0;
-    while (!failed_ && zeros <= kLongestExpGolomb && !flag()) ++zeros;
-    if (zeros > kLongestExpGolomb) failed_ = true;
-    return failed_ ? 0 : (1U << zeros) - 1 + bits(zeros);
-  }
-  void skip(int count) {
-    for (int i = 0; i < count; ++i) bits(1);
-  }
-  void skipExpGolombs(std::uint32_t count) {
-    for (std::uint32_t i = 0; i < count && !failed_; ++i) expGolomb();
-  }
-
-  [[nodiscard]] bool failed() const { return failed_; }
-  [[nodiscard]] std::size_t position() const { return position_; }
-
- private:
-  ByteView bytes_;
-  std::size_t position_ = 0;
-  bool failed_ = false;
-};
-
-class BitWriter {
- public:
-  void bits(std::uint32_t value, int count) {
-    for (int i = count - 1; i >= 0; --i) {
-      if (used_ == 0) bytes_.push_back(0);
-      bytes_.back() = static_cast<std::uint8_t>(bytes_.back() | ((value >> i) & 1U) << (7 - used_));
-      used_ = (used_ + 1) % 8;
-    }
-  }
-  void expGolomb(std::uint32_t value) {
-    int length = 0;
-    while ((value + 1) >> length > 1) ++length;
-    bits(0, length);
-    bits(value + 1, length + 1);
-  }
-  /// The stop bit and zeros to the byte's end.
-  Bytes finish() {
-    bits(1, 1);
-    return std::move(bytes_);
-  }
-
- private:
-  Bytes bytes_;
-  int used_ = 0;  // bits of the last byte
-};
-
-/// The bytes without those that keep start codes from appearing in them.
-Bytes unescape(ByteView bytes) {
-  Bytes result;
-  int zeros = 0;
-  for (const std::uint8_t byte : bytes) {
-    if (zeros >= 2 && byte == 3) {
-      zeros = 0;
-      continue;
-    }
-    zeros = byte == 0 ? zeros + 1 : 0;
-    result.push_back(byte);
-  }
-  return result;
-}
-
-Bytes escape(ByteView bytes) {
-  Bytes result;
-  int zeros = 0;
-  for (const std::uint8_t byte : bytes) {
-    if (zeros >= 2 && byte <= 3) {
-      result.push_back(3);
-      zeros = 0;
-    }
-    zeros = byte == 0 ? zeros + 1 : 0;
-    result.push_back(byte);
-  }
-  return result;
-}
 
 void skipHrd(BitReader& reader) {
   const std::uint32_t count = reader.expGolomb() + 1;

@@ -1,0 +1,135 @@
+// Small changes are coded beside x264, on its reference picture: what decoders show must stay what
+// both believe it to be, whatever takes turns.
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "platform/common/media/EncoderRecipes.h"
+#include "platform/media/PictureMaker.h"
+#include "platform/media/StreamDecoder.h"
+
+namespace tessaline::platform {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kFrameTime = 16667us;
+constexpr int kBitRate = 25'000'000;
+
+/// The largest difference of any pixel of either plane inside `rect`.
+int largestError(const PixelBuffer& original, const AVFrame& decoded, const PixelRect& rect) {
+  int worst = 0;
+  for (int y = rect.y; y < rect.y + rect.height; ++y) {
+    for (int x = rect.x; x < rect.x + rect.width; ++x) {
+      const int luma = original.luma()[y * original.stride() + x];
+      worst = std::max(worst, std::abs(luma - decoded.data[0][y * decoded.linesize[0] + x]));
+      if (x % 2 != 0 || y % 2 != 0) continue;
+      const std::uint8_t* pair = original.chroma() + y / 2 * original.stride() + x;
+      for (int plane : {1, 2}) {
+        const int seen = decoded.data[plane][y / 2 * decoded.linesize[plane] + x / 2];
+        worst = std::max(worst, std::abs(pair[plane - 1] - seen));
+      }
+    }
+  }
+  return worst;
+}
+
+class PatchCoding : public testing::TestWithParam<PixelSize> {
+ protected:
+  /// Codes what is on the desktop and decodes it.
+  StreamDecoder::Picture show(FrameNotes notes, Duration gap = kFrameTime) {
+    time_ += gap;
+    source_ = desktop_.converted();
+    const auto coded = encoder_->encode(source_, time_, notes);
+    if (!coded) return nullptr;
+    bytes_ = coded->data->size();
+    return decoder_.decode(*coded);
+  }
+  PixelRect somewhere(int width, int height) {
+    const int x = static_cast<int>(random_() % static_cast<unsigned>(size_.width)) - width / 2;
+    const int y = static_cast<int>(random_() % static_cast<unsigned>(size_.height)) - height / 2;
+    return intersected({x & ~1, y & ~1, width, height}, {0, 0, size_.width, size_.height});
+  }
+  void paint(const PixelRect& rect) {
+    if (random_() % 2 == 0) {
+      desktop_.fill(rect, static_cast<std::uint32_t>(random_()) & 0xFFFFFF);
+    } else {
+      desktop_.noise(rect, random_);
+    }
+  }
+  /// Moves the picture, so that what was outside of its reference is asked for.
+  void pan(int dx, int dy) {
+    const Desktop before = desktop_;
+    for (int y = 0; y < size_.height; ++y) {
+      for (int x = 0; x < size_.width; ++x) {
+        const int fromX = std::clamp(x + dx, 0, size_.width - 1);
+        const int fromY = std::clamp(y + dy, 0, size_.height - 1);
+        desktop_.at(x, y) = before.pixels[before.index(fromX, fromY)];
+      }
+    }
+  }
+
+  const PixelSize size_ = GetParam();
+  std::mt19937 random_{5};
+  Desktop desktop_{size_};
+  std::shared_ptr<PixelBuffer> source_;
+  CompressionOptions options_{.size = size_, .averageBitRate = kBitRate, .maxKeyFrameInterval = 90};
+  std::unique_ptr<X264Encoder> encoder_ = X264Encoder::open(x264Recipe(1), options_);
+  StreamDecoder decoder_;
+  Clock::time_point time_;
+  std::size_t bytes_ = 0;
+};
+
+TEST_P(PatchCoding, NeitherCoderLosesTrackOfTheOthersPictures) {
+  ASSERT_TRUE(encoder_);
+  constexpr int kVisible = 24;  // of 255: coding errors are smaller, another picture is not
+  const PixelRect whole{0, 0, size_.width, size_.height};
+  for (int frame = 0; frame < 400; ++frame) {
+    SCOPED_TRACE(frame);
+    if (frame % 7 == 3) {
+      pan(static_cast<int>(random_() % 41) - 20, static_cast<int>(random_() % 41) - 20);
+      ASSERT_TRUE(show({}, 200ms));
+      continue;
+    }
+    std::vector<PixelRect> changed;
+    for (unsigned i = 0; i < random_() % 4; ++i) {
+      changed.push_back(somewhere(8 + static_cast<int>(random_() % 40), 18));
+      paint(changed.back());
+    }
+    const auto picture = show({.changed = changed}, 200ms);
+    ASSERT_TRUE(picture);
+    for (const auto& rect : changed) {
+      EXPECT_LE(largestError(*source_, *picture, rect), kVisible + 40);
+    }
+  }
+  // Whatever is wrong by now is not what the coders believe, and they will never mend it.
+  for (int i = 0; i < 6; ++i) ASSERT_TRUE(show({.refine = true}, 200ms));
+  const auto picture = show({.changed = std::vector<PixelRect>()});
+  ASSERT_TRUE(picture);
+  EXPECT_LE(largestError(*source_, *picture, whole), kVisible);
+  EXPECT_GT(lumaPsnr(*source_, *picture), 44);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, PatchCoding,
+                         testing::Values(PixelSize{640, 368}, PixelSize{322, 198},
+                                         PixelSize{66, 50}));
+
+using SmallChange = PatchCoding;
+
+TEST_P(SmallChange, CostsWhatItsSizeIsAndNotThePictures) {
+  ASSERT_TRUE(show({}));
+  ASSERT_TRUE(show({.changed = std::vector<PixelRect>()}));
+  EXPECT_LT(bytes_, 32U) << "a picture that is the same";
+  const PixelRect letter{100, 100, 10, 18};
+  paint(letter);
+  const auto picture = show({.changed = std::vector{letter}}, 200ms);
+  ASSERT_TRUE(picture);
+  EXPECT_LT(bytes_, 1500U);
+  EXPECT_LE(largestError(*source_, *picture, letter), 24);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, SmallChange, testing::Values(PixelSize{3840, 2160}));
+
+}  // namespace
+}  // namespace tessaline::platform
