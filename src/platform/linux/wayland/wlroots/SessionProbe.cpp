@@ -1,6 +1,7 @@
 #include "platform/linux/wayland/wlroots/SessionProbe.h"
 
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
@@ -36,9 +37,11 @@ std::string lacking(const WaylandConnection& connection,
   return names;
 }
 
+/// Whether there is a socket, at a path that fits into an address.
 bool isSocket(const std::filesystem::path& path) {
   std::error_code error;
-  return std::filesystem::is_socket(path, error);
+  return path.native().size() < sizeof(sockaddr_un::sun_path) &&
+         std::filesystem::is_socket(path, error);
 }
 
 /// Where sway takes commands: as it tells its children, or as it names the socket for its process.
