@@ -39,7 +39,8 @@ std::optional<CursorUpdate> CursorUpdate::decoded(ByteView datagram) {
   const auto x = reader.u16();
   const auto y = reader.u16();
   const auto visible = reader.u8();
-  if (!visible) return std::nullopt;
+  // A field that is missing leaves its bytes to the next, smaller one.
+  if (!sequence || !x || !y || !visible) return std::nullopt;
   return CursorUpdate{*sequence, {*x, *y, *visible == 1}};
 }
 
