@@ -18,15 +18,16 @@ namespace {
 namespace fs = std::filesystem;
 namespace json = boost::json;
 
-/// A number beyond what a double holds, like 1e999, is read as an infinity, and that would be
-/// written as a word that no longer parses: the next start would find no settings at all.
+/// A number beyond what a double holds, like 1e999, is read as an infinity and 0e999 as no number;
+/// both would be written as words that no longer parse: the next start would find no settings at
+/// all.
 void makeFinite(json::value& value) {
   if (auto* object = value.if_object()) {
     for (auto& entry : *object) makeFinite(entry.value());
   } else if (auto* array = value.if_array()) {
     for (json::value& entry : *array) makeFinite(entry);
-  } else if (auto* number = value.if_double(); number && std::isinf(*number)) {
-    *number = std::copysign(std::numeric_limits<double>::max(), *number);
+  } else if (auto* number = value.if_double(); number && !std::isfinite(*number)) {
+    *number = std::isnan(*number) ? 0 : std::copysign(std::numeric_limits<double>::max(), *number);
   }
 }
 

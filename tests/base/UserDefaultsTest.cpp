@@ -55,7 +55,7 @@ TEST_F(UserDefaultsTest, KeepsValuesOfEveryTypeAcrossRunsAndPrivately) {
 
 TEST_F(UserDefaultsTest, AValueOfAnotherTypeReadsAsAbsentAndUnknownKeysStay) {
   write(R"({"mode": 1, "bitrate": "fast", "onboarded": "yes", "ratio": 1.5,
-            "approvedDevices": {"a": "A", "b": 2}, "future": {"deep": [1, null]}, "far": {"off": [-1e999]}})");
+            "approvedDevices": {"a": "A", "b": 2}, "future": {"deep": [1, null]}, "far": {"off": [-1e999, 0e999]}})");
   UserDefaults defaults(file_);
   EXPECT_FALSE(defaults.string("mode"));
   EXPECT_FALSE(defaults.integer("bitrate"));
