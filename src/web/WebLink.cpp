@@ -233,7 +233,9 @@ std::string WebLink::cleanName(const std::string& name) {
 
 std::optional<std::string> WebLink::networkName(const std::string& hostName) {
   static const std::regex random("[0-9a-fA-F-]{30,}");
-  std::string label = hostName.substr(0, hostName.find('.'));
+  // Name servers pass on any bytes.
+  const std::string label =
+      repairUtf8(viewBytes(std::string_view(hostName).substr(0, hostName.find('.'))));
   if (label.empty() || std::regex_match(label, random)) return std::nullopt;
   return cleanName(label);
 }

@@ -99,6 +99,7 @@ TEST_F(WebLinkTest, CleansNamesBeforeAPersonReadsThem) {
   EXPECT_FALSE(WebLink::networkName("4f1c2d3e-1111-2222-3333-444455556666.local"));
   EXPECT_FALSE(WebLink::networkName(".local"));
   EXPECT_EQ(WebLink::networkName("abcdef.fritz.box"), "abcdef");
+  EXPECT_EQ(WebLink::networkName("a\xF4z\nb"), "a\uFFFDzb") << "bytes that are no text";
 }
 
 TEST_F(WebLinkTest, SortsProbeAnswersAndInputByTheirForm) {
