@@ -36,7 +36,7 @@ namespace tessaline {
 namespace {
 
 QPalette palette(bool dark) {
-  if (!dark) return QStyleFactory::create("Fusion")->standardPalette();
+  if (!dark) return std::unique_ptr<QStyle>(QStyleFactory::create("Fusion"))->standardPalette();
   QPalette palette(QColor(0x35, 0x35, 0x3A), QColor(0x20, 0x20, 0x24));
   palette.setColor(QPalette::Base, QColor(0x18, 0x18, 0x1B));
   return palette;
