@@ -52,7 +52,7 @@ void MutterDevices::add(const MutterSession& session) {
   const auto display = displays_->find(session.display());
   if (!display) return;
   notify(&session, "NotifyTouchDown", session.streamPath(), kPrimingSlot,
-         display->pixels.width - 1.0, display->pixels.height - 1.0);
+         display->bounds.width - 1.0, display->bounds.height - 1.0);
   notify(&session, "NotifyTouchUp", kPrimingSlot);
 }
 
@@ -86,8 +86,7 @@ std::optional<MutterDevices::Target> MutterDevices::target(PointerLocation at) c
     const auto display = displays_->find(session->display());
     if (!display || display->bounds.empty() || !inside(display->bounds, at)) continue;
     const PixelRect& bounds = display->bounds;
-    return Target{session, (at.x - bounds.x) * display->pixels.width / bounds.width,
-                  (at.y - bounds.y) * display->pixels.height / bounds.height};
+    return Target{session, at.x - bounds.x, at.y - bounds.y};
   }
   return std::nullopt;
 }
@@ -119,9 +118,12 @@ void MutterDevices::move(PointerLocation to) {
     bus_.call<>(
         place->session->remote(), Names::kRemoteSession, "NotifyPointerMotionAbsolute", alive_,
         [this, display, x = place->x, y = place->y](const BusFailure& failure) {
-          // The stream tells of it a moment later.
-          if (!failure) pointer_->place(display, x, y);
           --inFlight_;
+          const auto there = displays_->find(display);
+          if (failure || !there || there->bounds.empty()) return;
+          // The stream tells of it a moment later.
+          pointer_->place(display, x * there->pixels.width / there->bounds.width,
+                          y * there->pixels.height / there->bounds.height);
         },
         place->session->streamPath(), place->x, place->y);
   });

@@ -51,7 +51,7 @@ class MutterDevices final : public SeatDevices {
   };
   struct Target {
     const MutterSession* session;
-    double x, y;  // pixels of its stream
+    double x, y;  // from the display's corner, in the units of its bounds: Mutter wants no pixels
   };
 
   void post(std::function<void()> action);
