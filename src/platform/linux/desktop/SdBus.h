@@ -53,6 +53,15 @@ void addMatch(sdbus::IConnection& connection, const std::string& rule, Handler h
 #endif
 }
 
+inline sdbus::MethodCall methodCall(sdbus::IProxy& proxy, const std::string& interface,
+                                    const std::string& method) {
+#if TESSALINE_SDBUS_MAJOR >= 2
+  return proxy.createMethodCall(sdbus::InterfaceName(interface), sdbus::MethodName(method));
+#else
+  return proxy.createMethodCall(interface, method);
+#endif
+}
+
 /// Calls `handler` with a sdbus::MethodReply& and a const ReplyError&.
 template <typename Handler, typename Duration>
 auto callAsync(sdbus::IProxy& proxy, const sdbus::MethodCall& call, Duration patience,

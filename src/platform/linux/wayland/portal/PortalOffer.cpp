@@ -14,7 +14,7 @@ std::uint32_t number(const PortalValues& values, const char* name) {
 
 PortalValues properties(sdbus::IProxy& portal, const char* interface,
                         std::chrono::milliseconds patience) {
-  auto call = portal.createMethodCall("org.freedesktop.DBus.Properties", "GetAll");
+  auto call = bus::methodCall(portal, "org.freedesktop.DBus.Properties", "GetAll");
   call << std::string(interface);
   const std::chrono::microseconds timeout = patience;
   auto reply = portal.callMethod(call, static_cast<std::uint64_t>(timeout.count()));

@@ -182,7 +182,7 @@ void PortalBus::Wire::send(Call& call) {
     const auto other =
         own ? nullptr : bus::createProxy(*connection_, PortalNames::kService, call.path);
     sdbus::IProxy& proxy = own ? *portal_ : *other;
-    auto message = proxy.createMethodCall(call.method.interface, call.method.name);
+    auto message = bus::methodCall(proxy, call.method.interface, call.method.name);
     if (call.write) call.write(message);
     if (!call.done) {
       message.dontExpectReply();
