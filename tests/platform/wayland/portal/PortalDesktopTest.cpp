@@ -1,0 +1,360 @@
+#include <gtest/gtest.h>
+#include <spa/param/video/raw.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+
+#include "base/AsioQueue.h"
+#include "platform/linux/wayland/portal/PortalDesktop.h"
+#include "platform/wayland/portal/FakePortal.h"
+#include "platform/wayland/screencast/PrivatePipeWire.h"
+#include "support/SessionBus.h"
+#include "support/TemporaryFolder.h"
+
+namespace tessaline::platform {
+namespace {
+
+using test::CastSource;
+using test::eventually;
+using test::FakePortal;
+using State = VirtualDisplay::State;
+
+constexpr PixelSize kSize{640, 480};
+
+/// A connection to PipeWire, as a portal hands it over.
+int connectToPipeWire() {
+  const char* const folder = std::getenv("XDG_RUNTIME_DIR");
+  const int file = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const std::string path = std::string(folder ? folder : "") + "/pipewire-0";
+  std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+  if (::connect(file, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+    return file;
+  }
+  ::close(file);
+  return -1;
+}
+
+/// A desktop on a bus of the test's own, used from its main queue as the application does.
+class PortalDesktop : public testing::Test {
+ protected:
+  using Display = std::unique_ptr<VirtualDisplay>;
+
+  template <typename Work>
+  auto onMain(Work work) {
+    using Value = decltype(work());
+    if constexpr (std::is_void_v<Value>) {
+      queues_.main()->sync(work);
+    } else {
+      std::optional<Value> value;
+      queues_.main()->sync([&] { value.emplace(work()); });
+      return std::move(*value);
+    }
+  }
+
+  void SetUp() override {
+    if (!test::SessionBus::available()) GTEST_SKIP() << "dbus-daemon is not installed";
+    keepRealPortalAway();
+    bus_.emplace();
+  }
+  void TearDown() override { closeDesktop(); }
+
+  /// A bus starts the machine's own portal as soon as it is asked for one.
+  void keepRealPortalAway() const {
+    const auto services = folder_.path() / "data/dbus-1/services";
+    std::filesystem::create_directories(services);
+    std::ofstream(services / "org.freedesktop.portal.Desktop.service")
+        << "[D-BUS Service]\nName=org.freedesktop.portal.Desktop\nExec=/bin/false\n";
+    ::setenv("XDG_DATA_HOME", (folder_.path() / "data").c_str(), 1);
+  }
+  void openDesktop() {
+    onMain([this] {
+      auto desktop = openPortalDesktop(queues_, folder_.path() / "support");
+      ASSERT_TRUE(desktop) << desktop.error();
+      desktop_ = std::move(*desktop);
+    });
+  }
+  void closeDesktop() {
+    onMain([this] { desktop_.reset(); });
+  }
+  Display show() {
+    return onMain([this] {
+      VirtualDisplayDescriptor descriptor;
+      descriptor.name = "tablet";
+      auto display = desktop_->createVirtualDisplay(descriptor);
+      EXPECT_TRUE(display->apply({.modes = {{640, 480, 60}}}));
+      return display;
+    });
+  }
+  void hide(Display& display) {
+    onMain([&] { display.reset(); });
+  }
+  bool becomes(const Display& display, State state) {
+    return eventually([&] { return onMain([&] { return display->state(); }) == state; });
+  }
+  std::vector<DisplayInfo> listed() {
+    return onMain([this] { return *desktop_->shareableDisplays(); });
+  }
+  bool granted() {
+    return onMain([this] { return desktop_->captureAccess().granted(); });
+  }
+  std::string tokens() const { return test::readFile(tokenFile()); }
+  std::filesystem::path tokenFile() const { return folder_.path() / "support" / "portal-tokens"; }
+
+  test::TemporaryFolder folder_;
+  std::optional<test::SessionBus> bus_;
+  AsioQueues queues_;
+  std::unique_ptr<DesktopEnvironment> desktop_;
+};
+
+TEST_F(PortalDesktop, ARefusalStandsUntilTheUserWantsToBeAsked) {
+  FakePortal portal;
+  openDesktop();
+  EXPECT_FALSE(granted());
+  portal.setUser(FakePortal::User::waits);
+  auto first = show();
+  auto second = show();
+  ASSERT_TRUE(eventually([&] { return portal.questions() == 1; }));
+  EXPECT_TRUE(becomes(first, State::asking));
+  EXPECT_TRUE(becomes(second, State::asking));  // for its turn: one question at a time
+
+  portal.setUser(FakePortal::User::refuses);
+  portal.answer();
+  EXPECT_TRUE(becomes(first, State::refused));
+  EXPECT_TRUE(becomes(second, State::refused));
+  auto third = show();
+  EXPECT_TRUE(becomes(third, State::refused));
+  EXPECT_EQ(portal.questions(), 1);
+  EXPECT_FALSE(granted());
+  hide(first);
+  hide(second);
+  hide(third);
+
+  portal.setUser(FakePortal::User::grants);
+  onMain([this] { desktop_->captureAccess().request(); });
+  EXPECT_TRUE(eventually([&] { return granted(); }));
+  EXPECT_EQ(portal.questions(), 2);
+  EXPECT_TRUE(eventually([&] { return portal.sessions() == 0; }));  // it only asked
+  EXPECT_EQ(tokens().find("token-1"), 0U);
+  struct stat about {};
+  ASSERT_EQ(::stat(tokenFile().c_str(), &about), 0);
+  EXPECT_EQ(about.st_mode & 0777, 0600U);
+  onMain([this] { desktop_->captureAccess().request(); });
+  EXPECT_TRUE(granted());
+  EXPECT_EQ(portal.questions(), 2);
+}
+
+TEST_F(PortalDesktop, ADialogLeftOpenEndsWithItsDisplay) {
+  FakePortal portal;
+  portal.setUser(FakePortal::User::waits);
+  openDesktop();
+  auto display = show();
+  ASSERT_TRUE(eventually([&] { return portal.questions() == 1; }));
+  EXPECT_EQ(onMain([&] { return display->state(); }), State::asking);
+  hide(display);
+  EXPECT_TRUE(eventually([&] { return portal.closedRequests() > 0 && portal.sessions() == 0; }));
+
+  // The user's yes was on its way: it brings no display, but is not wasted.
+  portal.answer();
+  EXPECT_TRUE(eventually([&] { return tokens().starts_with("token-1"); }));
+  EXPECT_TRUE(listed().empty());
+  EXPECT_EQ(portal.sessions(), 0U);
+
+  // One that is created and given up before the portal has spoken leaves nothing either.
+  for (int i = 0; i < 5; ++i) {
+    auto hasty = show();
+    hide(hasty);
+  }
+  EXPECT_TRUE(eventually([&] { return portal.sessions() == 0; }));
+}
+
+TEST_F(PortalDesktop, WhatIsNoExtraDisplayIsNone) {
+  using User = FakePortal::User;
+  FakePortal portal;
+  openDesktop();
+  int questions = 0;
+  for (const auto user : {User::crashes, User::givesAMonitor, User::babbles}) {
+    portal.setUser(user);
+    auto display = show();
+    EXPECT_TRUE(becomes(display, State::failed)) << static_cast<int>(user);
+    EXPECT_TRUE(listed().empty());
+    EXPECT_TRUE(eventually([&] { return user == User::babbles || portal.sessions() == 0; }));
+    EXPECT_EQ(tokens(), "");
+    EXPECT_FALSE(granted());
+    // A failure is no refusal: the next display asks again.
+    questions += user == User::babbles ? 0 : 1;
+    EXPECT_EQ(portal.questions(), questions);
+  }
+}
+
+TEST_F(PortalDesktop, AnotherPortalServesWhenOneHasGoneInTheMiddleOfADialog) {
+  auto portal = std::make_unique<FakePortal>();
+  portal->setUser(FakePortal::User::waits);
+  openDesktop();
+  auto display = show();
+  auto waiting = show();
+  ASSERT_TRUE(eventually([&] { return portal->questions() == 1; }));
+  portal.reset();
+  EXPECT_TRUE(becomes(display, State::failed));
+  EXPECT_TRUE(becomes(waiting, State::failed));  // its turn came, and there was no portal
+  portal = std::make_unique<FakePortal>();
+  portal->setUser(FakePortal::User::refuses);
+  auto next = show();
+  EXPECT_TRUE(becomes(next, State::refused));
+  EXPECT_EQ(portal->questions(), 1);
+}
+
+TEST_F(PortalDesktop, AHotKeyIsThePortalsAndComesBackWithIt) {
+  auto portal = std::make_unique<FakePortal>();
+  openDesktop();
+  std::atomic<int> presses = 0;
+  auto key = onMain([&] {
+    return desktop_->registerHotKey({.key = 's', .control = true, .option = true, .command = true},
+                                    [&] { ++presses; });
+  });
+  const auto bound = [&] {
+    return std::ranges::count(portal->heard(), "bound CTRL+ALT+LOGO+s") == 1;
+  };
+  ASSERT_TRUE(eventually(bound));
+  portal->pressShortcut();
+  EXPECT_TRUE(eventually([&] { return presses == 1; }));
+  portal.reset();
+  portal = std::make_unique<FakePortal>();
+  ASSERT_TRUE(eventually(bound));
+  portal->pressShortcut();
+  EXPECT_TRUE(eventually([&] { return presses == 2; }));
+  onMain([&] { key.reset(); });
+}
+
+/// With a PipeWire that has a stream for them.
+class PortalDisplays : public PortalDesktop {
+ protected:
+  void SetUp() override {
+    PortalDesktop::SetUp();
+    if (IsSkipped()) return;
+    bus_.reset();  // PipeWire brings its own
+    std::string problem;
+    pipeWire_ = test::PrivatePipeWire::start(problem);
+    if (!pipeWire_) GTEST_SKIP() << problem;
+    source_ = std::make_unique<CastSource>(kSize, kBgrx);
+    node_ = source_->node();
+    ASSERT_NE(node_, 0U);
+  }
+  std::unique_ptr<FakePortal> startPortal() const {
+    return std::make_unique<FakePortal>(node_, connectToPipeWire);
+  }
+  bool lists(std::size_t count) {
+    return eventually([&] { return listed().size() == count; });
+  }
+
+  static constexpr std::uint32_t kBgrx = SPA_VIDEO_FORMAT_BGRx;
+  std::unique_ptr<test::PrivatePipeWire> pipeWire_;
+  std::unique_ptr<CastSource> source_;
+  std::uint32_t node_ = 0;
+};
+
+TEST_F(PortalDisplays, TheUserIsAskedOnce) {
+  const auto portal = startPortal();
+  openDesktop();
+  auto first = show();
+  ASSERT_TRUE(lists(1));
+  EXPECT_EQ(listed().front().pixels, kSize);
+  EXPECT_EQ(portal->questions(), 1);
+  const std::string before = tokens();
+  hide(first);
+  EXPECT_TRUE(listed().empty());
+  EXPECT_TRUE(eventually([&] { return portal->sessions() == 0; }));
+
+  // The next run knows; its token is renewed by use.
+  closeDesktop();
+  openDesktop();
+  EXPECT_TRUE(granted());
+  first = show();
+  ASSERT_TRUE(lists(1));
+  EXPECT_EQ(portal->questions(), 1);
+  EXPECT_TRUE(tokens().starts_with("token-2")) << "not renewed";
+  EXPECT_NE(tokens(), before);
+  hide(first);
+
+  // A token that has lost its worth is no failure: the question comes again.
+  closeDesktop();
+  std::ofstream(tokenFile()) << "worthless\n";
+  openDesktop();
+  first = show();
+  ASSERT_TRUE(lists(1));
+  EXPECT_EQ(portal->questions(), 2);
+  EXPECT_EQ(tokens().find("worthless"), std::string::npos);
+}
+
+TEST_F(PortalDisplays, InputReachesTheDisplayAndNothingStaysPressed) {
+  const auto portal = startPortal();
+  openDesktop();
+  auto display = show();
+  ASSERT_TRUE(lists(1));
+  const PixelRect bounds = listed().front().bounds;
+  onMain([&] {
+    InputEvents& input = desktop_->inputEvents();
+    EXPECT_TRUE(input.trusted(false));
+    input.postButton(MouseButton::left, true, {bounds.x + 100.0, bounds.y + 50.0}, 1);
+    input.postText("я");
+    input.postMove({bounds.x - 10.0, bounds.y - 10.0});  // on no extra display
+  });
+  hide(display);
+  const std::vector<std::string> expected = {"move 1 100,50", "button 272 1", "symbol 1745 1",
+                                             "symbol 1745 0", "button 272 0", "closed"};
+  EXPECT_TRUE(eventually([&] { return portal->heard() == expected; }))
+      << testing::PrintToString(portal->heard());
+}
+
+TEST_F(PortalDisplays, EachLossEndsTheDisplayAndTheNextOneComes) {
+  auto portal = startPortal();
+  openDesktop();
+  const auto lose = [&](const char* what, const std::function<void()>& loss) {
+    auto display = show();
+    ASSERT_TRUE(lists(1)) << what;
+    std::atomic<bool> stopped = false;
+    auto stream = onMain([&] {
+      return desktop_->createCaptureStream(
+          display->displayID(), {.size = kSize}, queues_.thread("tessaline.capture"),
+          {.onFrame = [](CapturedFrame) {},
+           .onStopped = [&](const std::string&) { stopped = true; },
+           .mayDeliver = [] { return true; }});
+    });
+    std::atomic<bool> started = false;
+    onMain([&] {
+      stream->start([&](const std::optional<std::string>& error) {
+        EXPECT_FALSE(error) << *error;
+        started = true;
+      });
+    });
+    ASSERT_TRUE(eventually([&] { return started.load(); }));
+    loss();
+    EXPECT_TRUE(becomes(display, State::failed)) << what;
+    EXPECT_TRUE(lists(0)) << what;
+    EXPECT_TRUE(eventually([&] { return stopped.load(); })) << what;
+    onMain([&] {
+      stream->stop();
+      stream.reset();
+    });
+    hide(display);
+  };
+  lose("the desktop's stop button", [&] { portal->endSharing(); });
+  lose("the portal", [&] { portal.reset(); });
+  portal = startPortal();
+  lose("PipeWire's node", [&] { source_.reset(); });
+  source_ = std::make_unique<CastSource>(kSize, kBgrx);
+  portal.reset();
+  node_ = source_->node();
+  portal = startPortal();
+  lose("PipeWire", [&] { pipeWire_->kill(); });
+}
+
+}  // namespace
+}  // namespace tessaline::platform
