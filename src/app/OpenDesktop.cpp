@@ -6,6 +6,7 @@
 #include "app/DesktopChoice.h"
 #include "platform/linux/wayland/mutter/MutterDesktop.h"
 #include "platform/linux/wayland/portal/PortalDesktop.h"
+#include "platform/linux/wayland/wlroots/WlrootsDesktop.h"
 #include "platform/linux/x11/X11Desktop.h"
 
 namespace tessaline {
@@ -40,6 +41,8 @@ std::unique_ptr<platform::DesktopEnvironment> openDesktop(Queues& queues,
                     [&] { return openMutter(queues); }});
     ways.push_back({"portal", "the desktop portal",
                     [&] { return platform::openPortalDesktop(queues, support); }});
+    ways.push_back({"wlroots", "the protocols of the wlroots family",
+                    [&] { return platform::openWlrootsDesktop(queues); }});
   }
   return DesktopChoice::open(ways, wanted);
 }
