@@ -5,6 +5,7 @@
 #include "protocol/Framing.h"
 #include "protocol/ParameterSets.h"
 #include "protocol/Proto.h"
+#include "support/Interruptions.h"
 
 namespace tessaline::test {
 
@@ -12,13 +13,13 @@ namespace asio = boost::asio;
 using namespace std::chrono_literals;
 
 namespace {
-constexpr int kPatience = 30;  // seconds
+
 const auto kHere = asio::ip::address_v4::loopback();
 }  // namespace
 
 FakeMain::FakeMain(std::uint16_t port) : socket_(context_) {
   socket_.connect({kHere, port});
-  const timeval limit{.tv_sec = kPatience, .tv_usec = 0};
+  const timeval limit{.tv_sec = kPatience.count(), .tv_usec = 0};
   ::setsockopt(socket_.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
   pings_ = std::thread([this] { ping(); });
 }
@@ -47,6 +48,14 @@ void FakeMain::sendRaw(ByteView bytes) {
   const std::lock_guard lock(mutex_);
   boost::system::error_code ignored;  // the screen may close at any byte
   asio::write(socket_, asio::buffer(bytes.data(), bytes.size()), ignored);
+}
+
+void FakeMain::sendTorn(ByteView bytes, std::size_t count) {
+  const std::lock_guard lock(mutex_);
+  asio::write(socket_, asio::buffer(bytes.data(), count));
+  awaitPeer(socket_);
+  bytes = bytes.subspan(count);
+  asio::write(socket_, asio::buffer(bytes.data(), bytes.size()));
 }
 
 void FakeMain::send(std::uint8_t type, ByteView payload) {
@@ -101,7 +110,7 @@ platform::CodedFrame FrameCoder::code(std::shared_ptr<const platform::PixelBuffe
   time_ += 100ms;
   session_->encode(std::move(picture), time_, {.keyFrame = keyFrame});
   std::unique_lock lock(mutex_);
-  if (!arrived_.wait_for(lock, std::chrono::seconds(kPatience),
+  if (!arrived_.wait_for(lock, kPatience,
                          [&] { return output_.has_value(); })) {
     throw std::runtime_error("the encoder made nothing");
   }

@@ -22,6 +22,8 @@ class FakeMain {
 
   void send(std::uint8_t type, ByteView payload = {});
   void sendRaw(ByteView bytes);
+  /// In two pieces, of which the screen has read the first `count` bytes before the others come.
+  void sendTorn(ByteView bytes, std::size_t count);
   /// Parameter sets, where the frame has them, and the frame.
   void send(const platform::CodedFrame& frame);
   /// The next whole message, type byte first; empty when the screen closed the stream.

@@ -11,11 +11,13 @@
 
 namespace tessaline::test {
 
-/// The real network, but on free ports: those of the protocol may be in use.
+/// The real network, but on free ports: those of the protocol may be in use. No name service is
+/// asked.
 class FreePorts final : public platform::Network {
  public:
   std::atomic<std::uint16_t> streamPort = 0;
   std::atomic<std::uint16_t> datagramPort = 0;
+  std::atomic<std::uint16_t> webSocketPort = 0;
 
   std::shared_ptr<platform::Connection> connect(const platform::Endpoint& endpoint,
                                                 std::shared_ptr<Queue> queue) override {
@@ -35,9 +37,13 @@ class FreePorts final : public platform::Network {
     return made;
   }
   Result<std::unique_ptr<platform::Listener>> listenWebSocket(
-      const platform::ListenerParameters&, std::shared_ptr<Queue>, QueueMaker,
-      Accept<platform::WebSocketConnection>) override {
-    return Failure{"not wanted here"};
+      const platform::ListenerParameters& parameters, std::shared_ptr<Queue> queue,
+      QueueMaker maker, Accept<platform::WebSocketConnection> accept) override {
+    auto free = parameters;
+    free.port = 0;
+    auto made = real_->listenWebSocket(free, std::move(queue), std::move(maker), std::move(accept));
+    if (made) webSocketPort = (*made)->port();
+    return made;
   }
   std::unique_ptr<platform::DatagramConnection> openDatagram(
       const platform::Endpoint& endpoint, std::shared_ptr<Queue> queue) override {
@@ -56,9 +62,9 @@ class FreePorts final : public platform::Network {
     return real_->probe(service, std::move(queue), std::move(done));
   }
   std::optional<std::string> localIPv4Address() override { return "192.0.2.7"; }
-  void reverseName(const std::string& address, Duration limit, std::shared_ptr<Queue> queue,
+  void reverseName(const std::string&, Duration, std::shared_ptr<Queue> queue,
                    std::function<void(std::optional<std::string>)> done) override {
-    real_->reverseName(address, limit, std::move(queue), std::move(done));
+    queue->async([done = std::move(done)] { done(std::nullopt); });
   }
 
  private:

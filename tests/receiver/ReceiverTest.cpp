@@ -21,6 +21,7 @@
 #include "receiver/FakeMain.h"
 #include "receiver/FreePorts.h"
 #include "support/FakeDiscovery.h"
+#include "support/Interruptions.h"
 #include "support/VirtualQueues.h"
 
 namespace tessaline {
@@ -277,6 +278,77 @@ TEST_F(ReceiverOnSockets, SurvivesWhatIsMalformed) {
   }
   // Each of the four ends by itself, the first stream by being replaced.
   EXPECT_EQ(times("disconnect", 4), 4);
+}
+
+TEST_F(ReceiverOnSockets, AStreamMayBeCutOrTornAtEveryByte) {
+  test::FrameCoder coder(*coding_, kSize);
+  const auto good = coder.code(plain(kColour));
+  const auto& sets = *good.parameterSets;
+  Bytes stream;
+  const auto append = [&](std::uint8_t type, ByteView payload) {
+    const Bytes message = framing::message(type, payload);
+    stream.insert(stream.end(), message.begin(), message.end());
+    return stream.size();
+  };
+  append(Proto::params, ParameterSetPair::encoded(sets.sequence, sets.picture));
+  const std::size_t frameEnd = append(Proto::frame, Bytes(20));
+  append(Proto::cursorShape, CursorShape{1, 1, 2, 2}.encoded(
+                                 coding_->encodePng({.width = 2, .height = 2, .rgba = Bytes(16)})));
+  const std::size_t streamEnd = stream.size();
+  append(Proto::bye, {});
+
+  const auto isShown = [&] {
+    test::FakeMain main(network_.streamPort);
+    static_cast<void>(main.read());
+    main.send(coder.code(plain(kColour), true));
+    return wait([&] { return picture_ != nullptr; });
+  };
+  ASSERT_TRUE(isShown());
+  ASSERT_EQ(times("disconnect", 1), 1);
+  const auto before = test::Census::now();
+
+  const auto hold = [&](bool holding) {
+    const std::lock_guard lock(mutex_);
+    holding_ = holding;
+  };
+  const auto take = [&] {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(held_, {}).size();
+  };
+  hold(true);
+  for (std::size_t cut = 0; cut <= stream.size(); ++cut) {
+    test::FakeMain main(network_.streamPort);
+    ASSERT_FALSE(main.read().empty()) << "after a cut at " << cut;
+    main.sendRaw(ByteView(stream).first(cut));
+    main.socket().shutdown(boost::asio::socket_base::shutdown_send);
+    ASSERT_TRUE(main.read().empty()) << cut;
+    ASSERT_EQ(take(), cut < frameEnd ? 0U : 1U) << cut;
+  }
+  const int ends = static_cast<int>(stream.size()) + 2;
+  EXPECT_EQ(times("disconnect", ends), ends);
+  const int shapes = static_cast<int>(stream.size() - streamEnd) + 1;
+  EXPECT_EQ(times("shape 1.000000 2x2", shapes), shapes);
+
+  for (std::size_t cut = 0; cut <= stream.size(); ++cut) {
+    test::FakeMain main(network_.streamPort);
+    ASSERT_FALSE(main.read().empty()) << "after a reset at " << cut;
+    main.sendRaw(ByteView(stream).first(cut));
+    main.socket().set_option(boost::asio::socket_base::linger(true, 0));
+    main.socket().close();
+  }
+  take();
+  {
+    test::FakeMain main(network_.streamPort);
+    static_cast<void>(main.read());
+    for (std::size_t cut = 1; cut < streamEnd; ++cut) {
+      main.sendTorn(ByteView(stream).first(streamEnd), cut);
+      ASSERT_TRUE(main.answersProbe(static_cast<std::uint32_t>(cut))) << cut;
+      ASSERT_EQ(take(), 1U) << cut;
+    }
+  }
+  hold(false);
+  EXPECT_TRUE(isShown());
+  EXPECT_TRUE(before.comesBack()) << before << " became " << test::Census::now();
 }
 
 TEST_F(ReceiverOnSockets, ANewStreamReplacesTheCurrentOneWithoutADisconnect) {

@@ -10,9 +10,9 @@ TEST(Arrangement, UsesOnlyPlacesThatFitTheDisplaysThatThereAre) {
   const test::TemporaryFolder folder;
   UserDefaults defaults(folder.path() / "defaults.json");
   Arrangement arrangement(defaults);
-  const Arrangement::Displays laptop = {{1, {0, 0, 1280, 800}, true}};
-  const Arrangement::Displays desk = {{1, {1920, 280, 1280, 800}, true},
-                                      {2, {0, 0, 1920, 1080}, false}};
+  const Arrangement::Displays laptop = {{1, {0, 0, 1280, 800}, {1280, 800}, true}};
+  const Arrangement::Displays desk = {{1, {1920, 280, 1280, 800}, {1280, 800}, true},
+                                      {2, {0, 0, 1920, 1080}, {1920, 1080}, false}};
   const PixelSize size{640, 480};
   const struct {
     const char* remembered;
@@ -38,8 +38,8 @@ TEST(Arrangement, UsesOnlyPlacesThatFitTheDisplaysThatThereAre) {
   }
 
   // The leftmost display stands in for a primary one that nobody has chosen.
-  const Arrangement::Displays plain = {{1, {800, 0, 800, 600}, false},
-                                       {2, {0, 0, 800, 600}, false}};
+  const Arrangement::Displays plain = {{1, {800, 0, 800, 600}, {800, 600}, false},
+                                       {2, {0, 0, 800, 600}, {800, 600}, false}};
   arrangement.remember(7, {-640, 5, 640, 480}, plain);
   EXPECT_EQ(arrangement.placeFor(7, size, plain), (PixelPoint{-640, 5}));
   UserDefaults::Dictionary many;

@@ -14,6 +14,7 @@
 #include "protocol/Proto.h"
 #include "support/FakeConnection.h"
 #include "support/FakeDiscovery.h"
+#include "support/Interruptions.h"
 #include "support/VirtualQueues.h"
 
 namespace tessaline {
@@ -155,16 +156,37 @@ TEST_F(LinkBytes, EndsWithThePeerAndWithALengthItCannotHold) {
   EXPECT_FALSE(link_->send(Proto::ping));
 }
 
-TEST_F(LinkBytes, AScreenThatGoesAnywhereInItsHelloEndsTheLinkOnce) {
+TEST_F(LinkBytes, AHelloMayBeCutOrTornAtEveryByte) {
   const Bytes hello = framing::message(Proto::hello, Hello{9, 9, {}, 1, "4F1C", "", {}}.encoded());
-  for (std::size_t cut = 0; cut <= hello.size(); ++cut) {
+  const auto part = [&](std::size_t first, std::size_t last) {
+    return Bytes(hello.begin() + static_cast<std::ptrdiff_t>(first),
+                 hello.begin() + static_cast<std::ptrdiff_t>(last));
+  };
+  const auto before = test::Census::now();
+  for (const bool reset : {false, true}) {
+    for (std::size_t cut = 0; cut <= hello.size(); ++cut) {
+      connect();
+      auto told = hello_.get_future();
+      write(part(0, cut));
+      if (reset) screen_.set_option(boost::asio::socket_base::linger(true, 0));
+      screen_.close();
+      EXPECT_TRUE(soon(closed_.get_future())) << cut;
+      const bool ready = told.wait_for(0s) == std::future_status::ready;
+      EXPECT_TRUE(reset ? !ready || cut == hello.size() : ready == (cut == hello.size())) << cut;
+    }
+  }
+  for (std::size_t cut = 1; cut < hello.size(); ++cut) {
     connect();
+    write(part(0, cut));
+    test::awaitPeer(screen_);
+    write(part(cut, hello.size()));
     auto told = hello_.get_future();
-    write(Bytes(hello.begin(), hello.begin() + static_cast<std::ptrdiff_t>(cut)));
+    ASSERT_EQ(told.wait_for(20s), std::future_status::ready) << cut;
+    EXPECT_EQ(told.get().deviceID, "4F1C") << cut;
     screen_.close();
     EXPECT_TRUE(soon(closed_.get_future())) << cut;
-    EXPECT_EQ(told.wait_for(0s) == std::future_status::ready, cut == hello.size());
   }
+  EXPECT_TRUE(before.comesBack()) << before << " became " << test::Census::now();
 }
 
 }  // namespace
