@@ -10,7 +10,7 @@ import { parseArgs } from 'node:util';
 
 import { Host, missing as missingHost } from '../../tests/e2e/hosts/host.mjs';
 import { Network } from '../../tests/e2e/hosts/network.mjs';
-import { Desktop } from '../../tests/e2e/support/desktop.mjs';
+import { X11Desktop } from '../../tests/e2e/support/x11Desktop.mjs';
 import { Application, BrowserScreen } from './application.mjs';
 import { combine, measure } from './measure.mjs';
 import { NativeScreen } from './nativeScreen.mjs';
@@ -120,7 +120,7 @@ function complaints({ title, bounds, results }) {
 async function makeComputers() {
   if (missingHost) {
     say(`No second computer: ${missingHost}`);
-    const desktop = new Desktop({ size: sizeText });
+    const desktop = new X11Desktop({ size: sizeText });
     await desktop.start();
     return { computer: { environment: desktop.environment }, stop: () => desktop.stop() };
   }

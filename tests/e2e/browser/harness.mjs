@@ -1,4 +1,5 @@
-// One desktop, one application on it and one browser beside it for all tests of a file.
+// One desktop, one application on it and one browser beside it for all tests of a file. Which desktop
+// says TESSALINE_DESKTOP_KIND: x11 (the default) or mutter.
 import assert from 'node:assert/strict';
 import { once } from 'node:events';
 import { after, afterEach, before, beforeEach, test } from 'node:test';
@@ -6,12 +7,16 @@ import { connect } from 'node:net';
 
 import { Application, missing as missingApplication } from '../support/application.mjs';
 import { launchChromium, missing as missingChromium } from '../support/chromium.mjs';
-import { Desktop, missing as missingDesktop } from '../support/desktop.mjs';
+import { MutterDesktop } from '../support/mutterDesktop.mjs';
 import { Visitor } from '../support/visitor.mjs';
+import { X11Desktop } from '../support/x11Desktop.mjs';
 
 export const ports = { page: 7790, socket: 7791 };
 
-const missing = missingChromium || missingDesktop || missingApplication;
+const Desktop = { x11: X11Desktop, mutter: MutterDesktop }[
+  process.env.TESSALINE_DESKTOP_KIND ?? 'x11'];
+
+const missing = missingChromium || missingApplication || Desktop.missing;
 if (missing && !missingChromium) console.log(`SKIPPED: ${missing}`);
 
 // Several pages at once are all to run as if each were in front.
@@ -23,10 +28,16 @@ export function connects(port) {
   return once(socket, 'connect').then(() => true, () => false).finally(() => socket.destroy());
 }
 
-// Declares a test that is skipped, aloud, where something that all of them need is missing.
-export function testApplication(name, body) {
-  test(name, { skip: missing, timeout: 90_000 }, body);
+// Declares a test that is skipped, aloud, where something that all of them need is missing, or where
+// this kind of desktop lacks what `needs` names (see the desktop's `lacks`).
+export function testApplication(name, body, { needs } = {}) {
+  const skip = missing || (Desktop.lacks[needs] ?? false);
+  if (skip && !missing) console.log(`Not tested, "${name}": ${skip}`);
+  test(name, { skip, timeout: 90_000 }, body);
 }
+
+// Whether this kind of desktop has what some of them lack.
+export const has = (trait) => !(trait in Desktop.lacks);
 
 // Starts all of it around the tests of the file. After each test no device is connected and no
 // extra monitor is left, and before each one the application runs.

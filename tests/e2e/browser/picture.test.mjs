@@ -3,7 +3,7 @@ import assert from 'node:assert/strict';
 
 import { pause, waitFor } from '../support/programs.mjs';
 import { type } from '../support/visitor.mjs';
-import { testApplication, useApplication } from './harness.mjs';
+import { has, testApplication, useApplication } from './harness.mjs';
 
 const tools = useApplication();
 
@@ -14,7 +14,7 @@ const pointerTolerance = 2; // pixels between where the pointer is and where it 
 
 // Areas that tell colour, place and orientation, and what is to be seen of them: a red one, a green
 // one, a grey one, and each corner in a colour of its own.
-function testCard({ x, y, width, height }) {
+function testCard({ width, height }) {
   const corner = (left, top, colour) => (
     { x: left, y: top, width: cornerSide, height: cornerSide, colour });
   const areas = [
@@ -27,7 +27,7 @@ function testCard({ x, y, width, height }) {
     corner(width - cornerSide, height - cornerSide, '20c0c0'),
   ];
   return {
-    areas: areas.map((area) => ({ ...area, x: x + area.x, y: y + area.y })),
+    areas,
     places: [
       { x: width >> 1, y: height >> 1, colour: 'ffffff' },
       ...areas.slice(1).map((area) => (
@@ -38,7 +38,7 @@ function testCard({ x, y, width, height }) {
 
 async function showTestCard(visitor) {
   const { areas, places } = testCard(visitor.monitor);
-  await tools.desktop.paint(...areas);
+  await tools.desktop.paint(visitor.monitor, ...areas);
   await visitor.awaitColours(...places);
 }
 
@@ -47,17 +47,20 @@ async function settle(visitor) {
     performance.now() - visitor.connection.lastFrame > settledTime));
 }
 
-for (const [name, size, options] of [
-  ['an ordinary screen', { width: 1024, height: 640 }, {}],
-  ['a screen with two pixels to a point', { width: 640, height: 400 }, { deviceScaleFactor: 2 }],
+for (const [name, size, deviceScaleFactor] of [
+  ['an ordinary screen', { width: 1024, height: 640 }, 1],
+  ['a screen with two pixels to a point', { width: 640, height: 400 }, 2],
 ]) {
   testApplication(`the picture has the right size, colours and orientation on ${name}`, async () => {
-    const visitor = await tools.becomeScreen(size, options);
+    const visitor = await tools.becomeScreen(size, { deviceScaleFactor });
     await showTestCard(visitor);
     const [screen] = (await tools.application.status()).screens;
     assert.equal(screen.streaming, true);
     assert.equal(screen.width, visitor.monitor.width);
     assert.equal(screen.height, visitor.monitor.height);
+    if (!has('scales')) return;
+    await waitFor(`a scale of ${deviceScaleFactor}`, async () => (
+      (await tools.desktop.extraMonitors())[0].scale === deviceScaleFactor));
   });
 }
 
@@ -66,10 +69,10 @@ testApplication('the pointer is drawn where it is, and only while it is on the d
   const visitor = await tools.becomeScreen({ width: 1000, height: 600 });
   const { monitor } = visitor;
   // Over what is painted the pointer is a crosshair: its hot spot is in its middle.
-  await desktop.paint({ ...monitor, colour: 'ffffff' });
+  await desktop.fill(monitor, 'ffffff');
 
   const expectAt = async (x, y, [left, top]) => {
-    await desktop.movePointer(monitor.x + x, monitor.y + y);
+    await desktop.movePointer(monitor, x, y);
     let drawn;
     await waitFor(`the pointer at ${x},${y}`, async () => {
       drawn = await visitor.pointer();
@@ -85,7 +88,7 @@ testApplication('the pointer is drawn where it is, and only while it is on the d
   await visitor.page.setViewportSize({ width: 1000, height: 700 });
   await expectAt(500, 300, [0, 50]);
 
-  await desktop.movePointer(200, 200);
+  await desktop.movePointer(desktop.ownMonitor, 200, 200);
   await waitFor('the pointer to leave', async () => await visitor.pointer() === null);
   await expectAt(40, 500, [0, 50]);
 });
@@ -95,20 +98,20 @@ testApplication('a still screen sends no frames, and a moving pointer does not e
   const visitor = await tools.becomeScreen({ width: 1024, height: 640 });
   await showTestCard(visitor);
   const { connection, monitor } = visitor;
-  await desktop.movePointer(monitor.x + 500, monitor.y + 300);
+  await desktop.movePointer(monitor, 500, 300);
   await settle(visitor);
   const before = { ...connection.counts };
 
   await pause(stillTime);
   const frames = () => connection.counts[type.frame] - before[type.frame];
   assert.ok(frames() <= 1, `${frames()} frames of a still screen`);
-  for (const x of [510, 520, 530]) await desktop.movePointer(monitor.x + x, monitor.y + 300);
+  for (const x of [510, 520, 530]) await desktop.movePointer(monitor, x, 300);
   await waitFor('positions of the pointer', () => (
     connection.counts[type.cursorPos] > before[type.cursorPos]));
   assert.ok(frames() <= 1, `${frames()} frames of a moving pointer`);
 
   // Nothing has fallen asleep.
-  await desktop.paint({ ...monitor, colour: '3060c0' });
+  await desktop.fill(monitor, '3060c0');
   await visitor.awaitColours({ x: 512, y: 320, colour: '3060c0' });
 });
 
@@ -134,7 +137,7 @@ testApplication('three browsers are three displays, and one that leaves disturbs
     const shown = visitors.filter((_, index) => colours[index]);
     const wanted = colours.filter(Boolean);
     await desktop.clearPaint();
-    await desktop.paint(...shown.map(({ monitor }, i) => ({ ...monitor, colour: wanted[i] })));
+    await Promise.all(shown.map(({ monitor }, i) => desktop.fill(monitor, wanted[i])));
     await Promise.all(shown.map((visitor, i) => visitor.awaitColours(
       { x: 5, y: 5, colour: wanted[i] },
       { x: visitor.monitor.width - 5, y: visitor.monitor.height - 5, colour: wanted[i] })));

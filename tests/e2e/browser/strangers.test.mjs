@@ -60,7 +60,7 @@ let hue = 0;
 async function expectUndisturbed(visitor) {
   const colour = ['20a040', 'd02020', '3060c0'][hue++ % 3];
   await tools.desktop.clearPaint();
-  await tools.desktop.paint({ ...visitor.monitor, colour });
+  await tools.desktop.fill(visitor.monitor, colour);
   await visitor.awaitColours({ x: 20, y: 20, colour }, { x: 700, y: 500, colour });
   assert.equal(visitor.connections.length, 1, 'the session was lost');
   assert.ok(visitor.connection.open);

@@ -1,14 +1,12 @@
 // Two computers and a cable between them for all tests of a file: `main` lends itself the screen of
 // `screen`, which has a second monitor to the left of the one that it lends.
 import assert from 'node:assert/strict';
-import { once } from 'node:events';
 import { existsSync } from 'node:fs';
-import { createInterface } from 'node:readline';
 import { after, afterEach, before, test } from 'node:test';
 
 import { Application, missing as missingApplication } from '../support/application.mjs';
-import { missing as missingDesktop } from '../support/desktop.mjs';
-import { waitFor } from '../support/programs.mjs';
+import { Dialogue, waitFor } from '../support/programs.mjs';
+import { X11Desktop } from '../support/x11Desktop.mjs';
 import { Host, missing as missingHost } from './host.mjs';
 import { Network } from './network.mjs';
 
@@ -19,7 +17,7 @@ const homeWidth = 500;  // pixels
 const tolerance = 12;  // of 255, each component: what coding costs
 
 const readScreen = process.env.TESSALINE_READ_SCREEN ?? '';
-const missing = missingHost || missingDesktop || missingApplication ||
+const missing = missingHost || X11Desktop.missing || missingApplication ||
   (existsSync(readScreen) ? false : 'TESSALINE_READ_SCREEN does not name the program read_screen');
 if (missing) console.log(`SKIPPED: ${missing}`);
 
@@ -42,17 +40,11 @@ class Computer extends Host {
 
 class ScreenComputer extends Computer {
   #reader;
-  #answers;
 
-  // What its monitors show: see ReadScreen.cpp for the questions. One at a time.
-  async look(question) {
-    if (!this.#reader) {
-      this.#reader = this.desktop.launch(readScreen, [], { input: 'pipe' });
-      this.#answers = createInterface({ input: this.#reader.child.stdout });
-    }
-    const answer = once(this.#answers, 'line');
-    this.#reader.child.stdin.write(`${question}\n`);
-    return (await answer)[0];
+  // What its monitors show: see ReadScreen.cpp for the questions.
+  look(question) {
+    this.#reader ??= new Dialogue(this.desktop.launch(readScreen, [], { input: 'pipe' }));
+    return this.#reader.ask(question);
   }
 
   // The colour at a place of the lent monitor.
@@ -108,9 +100,9 @@ class ScreenComputer extends Computer {
         height === size.height))));
   }
 
-  stop() {
-    this.#reader?.child.stdin.end();
-    return super.stop();
+  async stop() {
+    await this.#reader?.close();
+    await super.stop();
   }
 
   async #windows() {
@@ -144,7 +136,7 @@ export function useHosts() {
   tools.expectPicture = async () => {
     const colour = ['20a040', 'd02020', '3060c0', 'e0c020'][turn++ % 4];
     await main.desktop.clearPaint();
-    await main.desktop.paint({ ...tools.monitor, colour });
+    await main.desktop.fill(tools.monitor, colour);
     await screen.awaitColours({ x: 20, y: 20, colour },
       { x: size.width - 20, y: size.height - 20, colour });
   };

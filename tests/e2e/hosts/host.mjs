@@ -2,8 +2,8 @@
 import { accessSync, constants } from 'node:fs';
 import { delimiter, join } from 'node:path';
 
-import { Desktop, missingPrograms } from '../support/desktop.mjs';
 import { Program, run, waitFor } from '../support/programs.mjs';
+import { X11Desktop } from '../support/x11Desktop.mjs';
 import { missing as missingNetwork } from './network.mjs';
 
 const systemBus = '/run/dbus/system_bus_socket';
@@ -19,7 +19,7 @@ function findMissing() {
         return false;
       }
     })));
-  return tool ? `${tool} is not installed` : missingPrograms || missingNetwork;
+  return tool ? `${tool} is not installed` : X11Desktop.missingPrograms || missingNetwork;
 }
 
 // What is missing to have such computers, false when nothing is.
@@ -50,7 +50,7 @@ export class Host {
   async start(network, size) {
     ({ within: this.within, address: this.address, port: this.port } =
       await network.connect(this.name));
-    this.desktop = new Desktop({ within: this.within, size });
+    this.desktop = new X11Desktop({ within: this.within, size });
     await Promise.all([this.desktop.start(), this.#startServices()]);
   }
 

@@ -65,7 +65,7 @@ testHosts('a computer is found, asked about once, shown, left with Esc, and come
 });
 
 async function expectTestCard() {
-  const { x, y, width, height } = tools.monitor;
+  const { width, height } = tools.monitor;
   const side = 24;
   const areas = [
     { x: 0, y: 0, width, height, colour: 'ffffff' },
@@ -79,7 +79,7 @@ async function expectTestCard() {
   ];
   const beside = await screen.look('at 400 300');
   await main.desktop.clearPaint();
-  await main.desktop.paint(...areas.map((area) => ({ ...area, x: x + area.x, y: y + area.y })));
+  await main.desktop.paint(tools.monitor, ...areas);
   await screen.awaitColours({ x: width >> 1, y: height >> 1, colour: 'ffffff' },
     ...areas.slice(1).map((area) => ({ x: area.x + (area.width >> 1),
                                        y: area.y + (area.height >> 1), colour: area.colour })));
@@ -90,9 +90,9 @@ async function expectTestCard() {
 async function expectPointer() {
   const { monitor } = tools;
   await main.desktop.clearPaint();
-  await main.desktop.paint({ ...monitor, colour: 'ffffff' });
+  await main.desktop.fill(monitor, 'ffffff');
   for (const [x, y] of [[300, 200], [700, 500], [520, 60]]) {
-    await main.desktop.movePointer(monitor.x + x, monitor.y + y);
+    await main.desktop.movePointer(monitor, x, y);
     let drawn;
     await waitFor(`the pointer at ${x},${y}`, async () => {
       drawn = await screen.drawnAt(x, y, 'ffffff');
@@ -100,7 +100,7 @@ async function expectPointer() {
         Math.abs(drawn.y - y) <= pointerTolerance;
     }).catch(({ message }) => { throw new Error(`${message}: ${JSON.stringify(drawn)}`); });
   }
-  await main.desktop.movePointer(100, 100);
+  await main.desktop.movePointer(main.desktop.ownMonitor, 100, 100);
   await waitFor('the pointer to leave', async () => (
     await screen.drawnAt(520, 60, 'ffffff') === null));
 }
@@ -121,14 +121,13 @@ testHosts('a slow cable costs frames, not the picture and not much time', async 
   await network.slowDown(screen.port, slow);
   const { monitor } = tools;
   const place = { x: 940, y: 700 };
-  const mark = { x: monitor.x + place.x - 30, y: monitor.y + place.y - 30, width: 60, height: 60,
-                 colour: 'ffffff' };
+  const mark = { x: place.x - 30, y: place.y - 30, width: 60, height: 60, colour: 'ffffff' };
   let moving = true;
   const motion = (async () => {
     for (let step = 0; moving; ++step) {
       if (step % 8 === 0) await main.desktop.clearPaint();
       const areas = Array.from({ length: 150 }, () => randomArea(monitor));
-      await main.desktop.paint(...areas, mark);
+      await main.desktop.paint(monitor, ...areas, mark);
     }
   })();
   const took = [];
@@ -151,9 +150,9 @@ testHosts('a slow cable costs frames, not the picture and not much time', async 
   assert.ok(Math.max(...took) < slowestChange, told);
 }, slowCableMissing);
 
-function randomArea({ x, y, width, height }) {
+function randomArea({ width, height }) {
   const random = (most) => Math.floor(Math.random() * most);
-  return { x: x + random(width - 250), y: y + random(height - 250), width: 20 + random(100),
+  return { x: random(width - 250), y: random(height - 250), width: 20 + random(100),
            height: 20 + random(100), colour: random(1 << 24).toString(16).padStart(6, '0') };
 }
 

@@ -9,8 +9,8 @@ import { fileURLToPath } from 'node:url';
 import { Network, missing as missingNetwork } from '../hosts/network.mjs';
 import { Application, missing as missingApplication } from '../support/application.mjs';
 import { launchChromium, missing as missingChromium } from '../support/chromium.mjs';
-import { Desktop, missing as missingDesktop } from '../support/desktop.mjs';
 import { Program, run, waitFor } from '../support/programs.mjs';
+import { X11Desktop } from '../support/x11Desktop.mjs';
 
 const service = fileURLToPath(new URL(
   '../../../tools/certificate-service/certificate-service', import.meta.url));
@@ -20,7 +20,7 @@ const tools = ['/usr/bin/certutil', '/usr/bin/openssl', '/usr/bin/python3'];
 const missingTool = tools.find((tool) => !existsSync(tool));
 
 // What is missing to have such a house, false when nothing is.
-export const missing = missingChromium || missingDesktop || missingApplication || missingNetwork ||
+export const missing = missingChromium || X11Desktop.missing || missingApplication || missingNetwork ||
   (missingTool ? `there is no ${missingTool}` : false);
 
 export class House {
@@ -34,7 +34,7 @@ export class House {
     this.computer = await this.#network.connect('computer');
     this.tablet = await this.#network.connect('tablet');
     await this.#startService();
-    this.desktop = new Desktop({ within: this.computer.within });
+    this.desktop = new X11Desktop({ within: this.computer.within });
     await this.desktop.start();
     // As a person who trusts an authority of their own would start it.
     this.desktop.environment.SSL_CERT_FILE = this.authority;

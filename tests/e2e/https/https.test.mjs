@@ -35,7 +35,7 @@ async function becomeScreen(link) {
 async function expectPicture(colour) {
   const [monitor] = await house.desktop.awaitExtraMonitors(size);
   await house.desktop.clearPaint();
-  await house.desktop.paint({ ...monitor, colour });
+  await house.desktop.fill(monitor, colour);
   await visitor.awaitColours({ x: 10, y: 10, colour }, { x: 700, y: 500, colour });
 }
 

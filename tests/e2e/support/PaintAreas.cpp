@@ -1,80 +1,116 @@
-// Fills rectangles of an X screen with plain colours, for tests that compare what is shown
-// elsewhere. Each line of standard input is an order and is answered with "done" once the server
-// has painted it:
-//   WxH+X+Y RRGGBB   a rectangle above everything else; the pointer over it is a crosshair, whose
-//                    hot spot is its middle
-//   clear            removes all rectangles
+// Fills rectangles of monitors with plain colours, on X and on Wayland, for tests that compare what
+// is shown elsewhere. Each line of standard input is an order and is answered with "done" once it
+// has been painted:
+//   WxH+X+Y RRGGBB MONITOR   a rectangle, in pixels of that monitor, above everything else; what it
+//                            leaves free of the monitor is black. The pointer over it is a
+//                            crosshair, whose hot spot is its middle
+//   clear                    shows what was there before
 // Ends with its input.
-#include <xcb/xcb.h>
-
+#include <QPaintEvent>
+#include <QPainter>
+#include <QRasterWindow>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <iostream>
+#include <map>
 #include <memory>
-#include <string>
 #include <vector>
+
+#include "Crosshair.h"
+#include "FullScreen.h"
+#include "OrderReader.h"
 
 namespace {
 
-constexpr std::uint16_t kCrosshair = 34;  // its place in the cursor font; the mask follows it
-constexpr char kCursorFont[] = "cursor";
-
 struct Area {
-  std::int16_t x, y;
-  std::uint16_t width, height;
-  std::uint32_t colour;
+  QRect rect;
+  QColor colour;
 };
 
-xcb_cursor_t createCrosshair(xcb_connection_t* connection) {
-  const xcb_font_t font = xcb_generate_id(connection);
-  xcb_open_font(connection, font, sizeof kCursorFont - 1, kCursorFont);
-  const xcb_cursor_t cursor = xcb_generate_id(connection);
-  xcb_create_glyph_cursor(connection, cursor, font, font, kCrosshair, kCrosshair + 1, 0, 0, 0,
-                          0xFFFF, 0xFFFF, 0xFFFF);
-  return cursor;
-}
+/// All that is painted on one monitor.
+class Canvas final : public QRasterWindow {
+ public:
+  explicit Canvas(QScreen& screen) {
+    setFlags(Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus);
+    // No window manager is to move it or to put anything above it.
+    if (onX11()) setFlag(Qt::BypassWindowManagerHint);
+    setCursor(crosshair(screen.devicePixelRatio()));
+    placeOver(*this, *this, screen);
+    setWindowState(Qt::WindowFullScreen);
+    setVisible(true);
+  }
 
-bool parse(const std::string& line, Area& area) {
-  return std::sscanf(line.c_str(), "%hux%hu+%hd+%hd %x", &area.width, &area.height, &area.x,
-                     &area.y, &area.colour) == 5;
-}
+  void add(const Area& area) {
+    areas_.push_back(area);
+    ++unanswered_;
+    update();
+  }
 
-// The server paints a window's background by itself whenever it becomes visible.
-xcb_window_t show(xcb_connection_t* connection, const xcb_screen_t& screen, xcb_cursor_t cursor,
-                  const Area& area) {
-  const xcb_window_t window = xcb_generate_id(connection);
-  const std::uint32_t values[] = {area.colour, 1, cursor};
-  xcb_create_window(connection, XCB_COPY_FROM_PARENT, window, screen.root, area.x, area.y,
-                    area.width, area.height, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen.root_visual,
-                    XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_CURSOR, values);
-  xcb_map_window(connection, window);
-  return window;
-}
+ protected:
+  void paintEvent(QPaintEvent* /*event*/) override {
+    QPainter painter(this);
+    painter.scale(1 / devicePixelRatio(), 1 / devicePixelRatio());
+    painter.fillRect(QRect(QPoint(), size() * devicePixelRatio()), Qt::black);
+    for (const auto& [rect, colour] : areas_) painter.fillRect(rect, colour);
+    painter.end();
+    for (; unanswered_ > 0; --unanswered_) std::cout << "done" << std::endl;
+  }
+
+ private:
+  std::vector<Area> areas_;
+  int unanswered_ = 0;
+};
+
+class Painter {
+ public:
+  explicit Painter(QGuiApplication& application) {
+    // A monitor that is there for its maker may not be there yet for this program.
+    QObject::connect(&application, &QGuiApplication::screenAdded, [this] { paintWhatWaits(); });
+    QObject::connect(&application, &QGuiApplication::screenRemoved,
+                     [this](const QScreen* screen) { canvases_.erase(screen->name()); });
+  }
+
+  void obey(const QByteArray& order) {
+    if (order == "clear") {
+      canvases_.clear();
+      std::cout << "done" << std::endl;
+      return;
+    }
+    int width = 0, height = 0, x = 0, y = 0, read = 0;
+    unsigned colour = 0;
+    if (std::sscanf(order.constData(), "%dx%d+%d+%d %x %n", &width, &height, &x, &y, &colour,
+                    &read) != 5) {
+      std::cerr << "paint_areas: not understood: " << order.constData() << '\n';
+      QGuiApplication::exit(EXIT_FAILURE);
+      return;
+    }
+    waiting_.emplace_back(QString::fromUtf8(order.mid(read)),
+                          Area{{x, y, width, height}, QColor(colour)});
+    paintWhatWaits();
+  }
+
+ private:
+  void paintWhatWaits() {
+    std::erase_if(waiting_, [this](const auto& order) {
+      QScreen* screen = screenNamed(order.first);
+      if (screen == nullptr) return false;
+      auto& canvas = canvases_[order.first];
+      if (!canvas) canvas = std::make_unique<Canvas>(*screen);
+      canvas->add(order.second);
+      return true;
+    });
+  }
+
+  std::vector<std::pair<QString, Area>> waiting_;
+  std::map<QString, std::unique_ptr<Canvas>> canvases_;
+};
 
 }  // namespace
 
-int main() {
-  xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
-  if (xcb_connection_has_error(connection) != 0) {
-    std::cerr << "paint_areas: no X server at DISPLAY\n";
-    return EXIT_FAILURE;
-  }
-  const xcb_screen_t& screen = *xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
-  const xcb_cursor_t cursor = createCrosshair(connection);
-  std::vector<xcb_window_t> windows;
-  for (std::string line; std::getline(std::cin, line);) {
-    if (Area area{}; line == "clear") {
-      for (const auto window : windows) xcb_destroy_window(connection, window);
-      windows.clear();
-    } else if (parse(line, area)) {
-      windows.push_back(show(connection, screen, cursor, area));
-    } else {
-      std::cerr << "paint_areas: not understood: " << line << '\n';
-      return EXIT_FAILURE;
-    }
-    std::free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
-    std::cout << "done" << std::endl;
-  }
-  xcb_disconnect(connection);
+int main(int argc, char** argv) {
+  QGuiApplication application(argc, argv);
+  QGuiApplication::setQuitOnLastWindowClosed(false);
+  Painter painter(application);
+  const OrderReader reader([&painter](const QByteArray& order) { painter.obey(order); });
+  return QGuiApplication::exec();
 }

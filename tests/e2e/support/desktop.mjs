@@ -1,17 +1,22 @@
-// A private X desktop with spare outputs (scripts/desktop) for the tests of one file.
+// A private desktop (scripts/desktop) for the tests of one file. What differs between X and Wayland
+// is in x11Desktop.mjs and mutterDesktop.mjs.
 import { accessSync, constants, existsSync } from 'node:fs';
 import { delimiter, join } from 'node:path';
-import { createInterface } from 'node:readline';
 import { fileURLToPath } from 'node:url';
 
-import { Program, run, waitFor } from './programs.mjs';
+import { Dialogue, Program, run, waitFor } from './programs.mjs';
 
 const script = fileURLToPath(new URL('../../../scripts/desktop', import.meta.url));
-const painter = process.env.TESSALINE_PAINT_AREAS ?? '';
-const tools = ['xrandr', 'xdotool', 'openbox', 'dbus-daemon'];
 
-function findMissing() {
-  const inPath = (name) => process.env.PATH.split(delimiter).some((folder) => {
+// Programs of these tests are built to the folder of the application.
+export const testProgram = (name) => join(process.env.TESSALINE_PROGRAMS ?? '', name);
+
+export const missingTestProgram = (...names) => (
+  names.every((name) => existsSync(testProgram(name))) ? false
+    : `TESSALINE_PROGRAMS does not name the folder of ${names.join(' and ')}`);
+
+export function inPath(name) {
+  return process.env.PATH.split(delimiter).some((folder) => {
     try {
       accessSync(join(folder, name), constants.X_OK);
       return true;
@@ -19,33 +24,31 @@ function findMissing() {
       return false;
     }
   });
-  if (!existsSync('/usr/lib/xorg/Xorg') && !inPath('Xorg')) return 'Xorg is not installed';
+}
+
+export function missingOf(tools) {
   const tool = tools.find((name) => !inPath(name));
   return tool ? `${tool} is not installed` : false;
 }
 
-// What is missing to have a desktop, false when nothing is; and what is missing to paint on it too.
-export const missingPrograms = findMissing();
-export const missing = missingPrograms || (existsSync(painter) ? false
-  : 'TESSALINE_PAINT_AREAS does not name the program paint_areas');
-
+// A monitor is { name, x, y, width, height, scale }: what toolkits call it, its place on the desktop
+// and its pixels. Places on a monitor are pixels from its top left.
 export class Desktop {
   #program;
   #painter;
-  #ordered = 0;  // lines
-  #painted = 0;
+  #options;
   #within;
-  #size;
 
-  constructor({ within = [], size = '1280x800' } = {}) {
+  // `options` are those of scripts/desktop, `within` the words that lead a command elsewhere.
+  constructor(options, within) {
+    this.#options = options;
     this.#within = within;
-    this.#size = size;
   }
 
   async start() {
     // The command ends with its input: should this process die, the desktop ends as well.
     this.#program = new Program(script,
-      ['--empty', '--size', this.#size, '--', 'sh', '-c', 'env -0; exec cat'],
+      ['--empty', ...this.#options, '--', 'sh', '-c', 'env -0; exec cat'],
       { input: 'pipe', within: this.#within });
     const program = this.#program;
     await waitFor('the start of a private desktop', () => {
@@ -58,7 +61,7 @@ export class Desktop {
   }
 
   async stop() {
-    this.#painter?.child.stdin.end();
+    await this.#painter?.close();
     this.#program?.child.stdin.end();
     await this.#program?.ending();
   }
@@ -74,17 +77,9 @@ export class Desktop {
     return run(command, args, { env: { ...this.environment, ...env }, within: this.#within });
   }
 
-  async monitors() {
-    const lines = (await this.run('xrandr', ['--listmonitors'])).split('\n');
-    const form = /^\s*\d+:\s+[+*]*(.+?)\s+(\d+)\/\d+x(\d+)\/\d+\+(\d+)\+(\d+)\s*(\S*)/;
-    return lines.map((line) => form.exec(line)).filter(Boolean)
-      .map(([, name, width, height, x, y, output]) => (
-        { name, width: +width, height: +height, x: +x, y: +y, output }));
-  }
-
   // The monitors that this desktop did not have at its start.
   async extraMonitors() {
-    return (await this.monitors()).filter(({ output }) => output !== this.ownMonitor.output);
+    return (await this.monitors()).filter(({ name }) => name !== this.ownMonitor.name);
   }
 
   // Waits for exactly these sizes of extra monitors, in any order, and returns the monitors in the
@@ -104,32 +99,24 @@ export class Desktop {
     }
   }
 
-  // Fills rectangles of the desktop with colours ('rrggbb'), on top of everything else. Over them
-  // the pointer is a crosshair.
-  async paint(...areas) {
+  // Fills rectangles of a monitor with colours ('rrggbb'), on top of everything else, what was
+  // painted there before included. Over them the pointer is a crosshair.
+  async paint(monitor, ...areas) {
     await this.#order(areas.map(({ x, y, width, height, colour }) => (
-      `${width}x${height}+${x}+${y} ${colour}`)));
+      `${width}x${height}+${x}+${y} ${colour} ${monitor.name}`)));
+  }
+
+  fill(monitor, colour) {
+    return this.paint(monitor,
+      { x: 0, y: 0, width: monitor.width, height: monitor.height, colour });
   }
 
   async clearPaint() {
     if (this.#painter) await this.#order(['clear']);
   }
 
-  movePointer(x, y) {
-    return this.run('xdotool', ['mousemove', String(x), String(y)]);
-  }
-
   async #order(lines) {
-    if (!this.#painter) {
-      this.#painter = this.launch(painter, [], { input: 'pipe' });
-      createInterface({ input: this.#painter.child.stdout }).on('line', () => { ++this.#painted; });
-    }
-    this.#ordered += lines.length;
-    const wanted = this.#ordered;
-    this.#painter.child.stdin.write(lines.map((line) => `${line}\n`).join(''));
-    await waitFor('painting', () => {
-      if (this.#painter.ended) throw new Error(this.#painter.errors);
-      return this.#painted >= wanted;
-    }, { every: 5 });
+    this.#painter ??= new Dialogue(this.launch(testProgram('paint_areas'), [], { input: 'pipe' }));
+    await Promise.all(lines.map((line) => this.#painter.ask(line)));
   }
 }

@@ -1,5 +1,6 @@
 // Programs that tests start, and waiting for what they bring about.
 import { spawn } from 'node:child_process';
+import { createInterface } from 'node:readline';
 
 const keptLog = 200_000;  // characters; a program that logs without end must not fill the memory
 
@@ -39,6 +40,39 @@ export class Program {
   async kill(signal) {
     if (!this.ended) this.child.kill(signal);
     return this.ending();
+  }
+}
+
+// A program that answers each line of its input with a line.
+export class Dialogue {
+  #program;
+  #waiting = [];
+
+  // `program` was started with the input 'pipe'.
+  constructor(program) {
+    this.#program = program;
+    createInterface({ input: program.child.stdout }).on('line', (line) => (
+      this.#waiting.shift()?.resolve(line)));
+    program.end.then((reason) => {
+      const error = new Error(`${program.name} ended (${reason}): ${program.errors.trim()}`);
+      for (const { reject } of this.#waiting.splice(0)) reject(error);
+    });
+  }
+
+  ask(line, { seconds = 20 } = {}) {
+    if (this.#program.ended) throw new Error(`${this.#program.name} has ended`);
+    return new Promise((resolve, reject) => {
+      const late = setTimeout(reject, seconds * 1000,
+        new Error(`${this.#program.name} did not answer "${line}" within ${seconds} s`));
+      const settle = (how) => (value) => { clearTimeout(late); how(value); };
+      this.#waiting.push({ resolve: settle(resolve), reject: settle(reject) });
+      this.#program.child.stdin.write(`${line}\n`);
+    });
+  }
+
+  close() {
+    this.#program.child.stdin.end();
+    return this.#program.ending();
   }
 }
 

@@ -1,0 +1,47 @@
+// GNOME's compositor without hardware: a Wayland desktop.
+import { Desktop, missingOf, missingTestProgram, testProgram } from './desktop.mjs';
+import { Dialogue } from './programs.mjs';
+
+export class MutterDesktop extends Desktop {
+  static missing = missingOf(['mutter', 'pipewire', 'wireplumber', 'dbus-daemon']) ||
+    missingTestProgram('paint_areas', 'record_input', 'mutter_control');
+  // What this kind of desktop cannot do, and why.
+  static lacks = {
+    orphanDisplays: 'Mutter removes the displays of a program that dies',
+    pointerPlace: 'Mutter tells where the pointer is only of monitors that are recorded',
+    windowPlaces: 'Wayland tells no program where windows are, nor moves them for one',
+  };
+
+  // Taps are touches, which leave the pointer where it is.
+  takesTouches = true;
+  #control;
+
+  constructor({ size = '1280x800' } = {}) {
+    super(['--wayland', '--size', size], []);
+  }
+
+  async stop() {
+    await this.#control?.close();
+    await super.stop();
+  }
+
+  async monitors() {
+    return JSON.parse(await this.#order('monitors'));
+  }
+
+  movePointer(monitor, x, y) {
+    return this.#order(`move ${monitor.name} ${x} ${y}`);
+  }
+
+  switchOff(monitor) {
+    return this.#order(`off ${monitor.name}`);
+  }
+
+  async #order(line) {
+    this.#control ??= new Dialogue(
+      this.launch(testProgram('mutter_control'), [], { input: 'pipe' }));
+    const answer = await this.#control.ask(line);
+    if (answer.startsWith('failed')) throw new Error(`${line}: ${answer}`);
+    return answer;
+  }
+}
