@@ -22,7 +22,8 @@ struct ReferencePicture {
 
 /// Codes a picture of which little has changed: the changed macroblocks as differences to the
 /// reference, everything else as skipped, so that a frame costs what changed and not what the
-/// picture's size is. Puts what decoders will show into the reference. Belongs to one thread.
+/// picture's size is. Puts what decoders will show into the reference, whole pixels only: the
+/// encoder must not search between them (x264's subme=0). Belongs to one thread.
 class PatchCoder {
  public:
   /// `picture` is the visible size, even in both directions.

@@ -3,7 +3,7 @@
 #include <csignal>
 
 #include "base/Log.h"
-#include "platform/linux/x11/X11CaptureStream.h"
+#include "platform/linux/x11/X11CaptureWorker.h"
 #include "platform/linux/x11/X11Desktop.h"
 #include "platform/linux/x11/X11VirtualDisplay.h"
 
@@ -79,9 +79,9 @@ std::unique_ptr<CaptureStream> X11DesktopEnvironment::createCaptureStream(
     DisplayID display, const CaptureConfiguration& configuration, std::shared_ptr<Queue> queue,
     CaptureStream::Callbacks callbacks) {
   const auto entry = server_->directory().find(display);
-  return std::make_unique<X11CaptureStream>(server_->displayName(),
-                                            entry ? entry->target : DisplayTarget{}, configuration,
-                                            main_, std::move(queue), std::move(callbacks));
+  return std::make_unique<WorkerCaptureStream>(std::make_shared<X11CaptureWorker>(
+      server_->displayName(), entry ? entry->target : DisplayTarget{}, configuration, main_,
+      std::move(queue), std::move(callbacks)));
 }
 
 }  // namespace tessaline::platform

@@ -31,86 +31,34 @@ class Reading {
 CastCapture::CastCapture(std::shared_ptr<CastFrames> frames,
                          const CaptureConfiguration& configuration, std::shared_ptr<Queue> main,
                          std::shared_ptr<Queue> queue, CaptureStream::Callbacks callbacks)
-    : frames_(std::move(frames)),
-      configuration_(configuration),
-      main_(std::move(main)),
-      queue_(std::move(queue)),
-      callbacks_(std::move(callbacks)),
-      composer_(configuration.size, configuration.queueDepth) {}
+    : CaptureWorker(configuration, std::move(main), std::move(queue), std::move(callbacks)),
+      frames_(std::move(frames)) {}
 
-void CastCapture::start(std::function<void(std::optional<std::string> error)> done) {
-  queue_->async([self = shared_from_this(), done = std::move(done)]() mutable {
-    {
-      const std::lock_guard lock(self->callbackMutex_);
-      if (self->stopped_) return;
-    }
-    self->started_ = std::move(done);
-    if (self->configuration_.showsCursor) {
-      return self->finishStart("the pointer is not part of a screen cast's pictures");
-    }
-    self->running_ = true;
-    self->due_ = self->queue_->now();
-    self->frames_->listen(self.get(), self->configuration_.size, [weak = self->weak_from_this()] {
-      if (const auto capture = weak.lock()) capture->schedule();
-    });
-    self->timer_ = self->queue_->after(kStartPatience, [weak = self->weak_from_this()] {
-      const auto capture = weak.lock();
-      if (capture && capture->started_) {
-        capture->finishStart("the desktop has not agreed on pictures of the display");
-      }
-    });
-    self->evaluate();
-  });
-}
-
-void CastCapture::finishStart(std::optional<std::string> error) {
-  timer_.cancel();
-  if (error) close();
-  main_->async([self = shared_from_this(), done = std::exchange(started_, nullptr), error] {
-    {
-      const std::lock_guard lock(self->callbackMutex_);
-      if (self->stopped_) return;
-    }
-    done(error);  // may stop the stream: both are called on the main queue
-  });
+void CastCapture::open() {
+  frames_->listen(this, configuration_.size, whileAlive([this] { schedule(); }));
+  timer_ = queue_->after(kStartPatience, whileAlive([this] {
+                           if (!starting()) return;
+                           started("the desktop has not agreed on pictures of the display");
+                         }));
+  evaluate();
 }
 
 void CastCapture::stop() {
-  {
-    const std::lock_guard lock(callbackMutex_);
-    stopped_ = true;
-  }
+  CaptureWorker::stop();
   frames_->silence(this);
-  queue_->async([self = shared_from_this()] { self->close(); });
 }
 
 void CastCapture::close() {
-  running_ = false;
-  timer_.cancel();
   wholeTimer_.cancel();
   frames_->silence(this);
 }
 
-void CastCapture::wake() {
-  if (waiting_.exchange(false)) schedule();
-}
-
-void CastCapture::schedule() {
-  if (scheduled_.exchange(true)) return;
-  queue_->async([weak = weak_from_this()] {
-    const auto self = weak.lock();
-    if (!self) return;
-    self->scheduled_ = false;
-    self->evaluate();
-  });
-}
-
 bool CastCapture::follow() {
-  if (!running_) return false;
+  if (ended()) return false;
   const auto status = frames_->status();
   const auto leave = [this](const std::string& why) {
-    if (started_) {
-      finishStart(why);
+    if (starting()) {
+      started(why);
     } else {
       end(why);
     }
@@ -119,31 +67,14 @@ bool CastCapture::follow() {
   if (status.ended) return leave(*status.ended);
   if (!status.size) return false;
   if (*status.size != configuration_.size) return leave("the display has changed its size");
-  if (started_) finishStart(std::nullopt);
+  if (starting()) started();
   return status.changed;
 }
 
 void CastCapture::evaluate() {
   if (!follow()) return;
-  const auto now = queue_->now();
-  if (now < due_) {
-    timer_ = queue_->after(due_ - now, [weak = weak_from_this()] {
-      if (const auto self = weak.lock()) self->evaluate();
-    });
-    return;
-  }
-  if (!consumerReady()) {
-    waiting_ = true;
-    // What made it ready may have happened before it could see that somebody waits.
-    if (!consumerReady() || !waiting_.exchange(false)) return;
-  }
-  takeFrame();
-}
-
-bool CastCapture::consumerReady() {
-  if (!composer_.available()) return false;
-  const std::lock_guard lock(callbackMutex_);
-  return !stopped_ && (!callbacks_.mayDeliver || callbacks_.mayDeliver());
+  if (queue_->now() < due_) return evaluateAt(due_);
+  if (readyOrWait()) takeFrame();
 }
 
 void CastCapture::takeFrame() {
@@ -176,34 +107,12 @@ void CastCapture::followWithWhole(const std::vector<PixelRect>& rects) {
   if (rects.front() == whole) {
     wholeTimer_.cancel();
   } else if (!wholeTimer_.active()) {
-    wholeTimer_ = queue_->after(kWholeAfterParts, [weak = weak_from_this(), whole] {
-      const auto self = weak.lock();
-      if (!self || !self->running_) return;
-      self->frames_->putBack({whole});
-      self->evaluate();
-    });
+    wholeTimer_ = queue_->after(kWholeAfterParts, whileAlive([this, whole] {
+                                  if (ended()) return;
+                                  frames_->putBack({whole});
+                                  evaluate();
+                                }));
   }
-}
-
-void CastCapture::deliver(std::shared_ptr<const PixelBuffer> pixels,
-                          std::vector<PixelRect> dirtyRects, Clock::time_point time) {
-  CapturedFrame frame;
-  // Whoever lets go of the last reference to the picture frees a buffer of the pool.
-  const PixelBuffer* picture = pixels.get();
-  frame.pixels = {picture, [owner = std::move(pixels), weak = weak_from_this()](auto*) mutable {
-                    owner.reset();
-                    if (const auto self = weak.lock()) self->wake();
-                  }};
-  frame.presentationTime = time;
-  frame.dirtyRects = std::move(dirtyRects);
-  const std::lock_guard lock(callbackMutex_);
-  if (!stopped_) callbacks_.onFrame(std::move(frame));
-}
-
-void CastCapture::end(const std::string& description) {
-  close();
-  const std::lock_guard lock(callbackMutex_);
-  if (!stopped_ && callbacks_.onStopped) callbacks_.onStopped(description);
 }
 
 }  // namespace tessaline::platform

@@ -8,22 +8,6 @@
 namespace tessaline::platform {
 namespace {
 
-/// The main queue's side of a capture.
-class CastCaptureStream final : public CaptureStream {
- public:
-  explicit CastCaptureStream(std::shared_ptr<CastCapture> capture) : capture_(std::move(capture)) {}
-  ~CastCaptureStream() override { capture_->stop(); }
-
-  void start(std::function<void(std::optional<std::string> error)> done) override {
-    capture_->start(std::move(done));
-  }
-  void stop() override { capture_->stop(); }
-  void wake() override { capture_->wake(); }
-
- private:
-  const std::shared_ptr<CastCapture> capture_;
-};
-
 class PipeWireScreenCast final : public ScreenCast {
  public:
   PipeWireScreenCast(std::shared_ptr<Queue> main, DisplayID display,
@@ -40,7 +24,7 @@ class PipeWireScreenCast final : public ScreenCast {
   std::unique_ptr<CaptureStream> capture(const CaptureConfiguration& configuration,
                                          std::shared_ptr<Queue> queue,
                                          CaptureStream::Callbacks callbacks) override {
-    return std::make_unique<CastCaptureStream>(std::make_shared<CastCapture>(
+    return std::make_unique<WorkerCaptureStream>(std::make_shared<CastCapture>(
         frames_, configuration, main_, std::move(queue), std::move(callbacks)));
   }
 

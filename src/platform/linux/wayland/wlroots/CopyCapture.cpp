@@ -21,34 +21,17 @@ constexpr int kMostFailures = 20;  // one after the other
 CopyCapture::CopyCapture(Target target, const CaptureConfiguration& configuration,
                          std::shared_ptr<Queue> main, std::shared_ptr<Queue> queue,
                          CaptureStream::Callbacks callbacks)
-    : target_(std::move(target)),
-      configuration_(configuration),
-      main_(std::move(main)),
-      queue_(std::move(queue)),
-      callbacks_(std::move(callbacks)),
-      composer_(configuration.size, configuration.queueDepth),
+    : CaptureWorker(configuration, std::move(main), std::move(queue), std::move(callbacks)),
+      target_(std::move(target)),
       pending_(configuration.size) {}
 
-void CopyCapture::start(std::function<void(std::optional<std::string> error)> done) {
-  queue_->async([self = shared_from_this(), done = std::move(done)] {
-    {
-      const std::lock_guard lock(self->callbackMutex_);
-      if (self->stopped_) return;
-    }
-    const auto error = self->open();
-    if (error) self->close();
-    self->main_->async([self, done, error] {
-      {
-        const std::lock_guard lock(self->callbackMutex_);
-        if (self->stopped_) return;
-      }
-      done(error);  // may stop the stream: both are called on the main queue
-    });
-  });
+void CopyCapture::open() {
+  if (auto error = connect()) return started(std::move(error));
+  started();
+  evaluate();
 }
 
-std::optional<std::string> CopyCapture::open() {
-  if (configuration_.showsCursor) return "the pointer is not part of this capture";
+std::optional<std::string> CopyCapture::connect() {
   if (target_.output.empty()) return "there is no such display";
   auto opened = CopySource::open(target_.output, kPatience);
   if (!opened) return opened.error();
@@ -67,16 +50,8 @@ std::optional<std::string> CopyCapture::open() {
 
   if (!source_->connection->roundtrip(kPatience)) return "the compositor does not answer";
   if (const auto problem = obstacle()) return problem;
-  const auto weak = weak_from_this();
-  source_->connection->watch(
-      *queue_,
-      [weak] {
-        if (const auto self = weak.lock()) self->evaluate();
-      },
-      [weak](const std::string& reason) {
-        if (const auto self = weak.lock()) self->end(reason);
-      });
-  evaluate();
+  source_->connection->watch(*queue_, whileAlive([this] { evaluate(); }),
+                             whileAlive([this](const std::string& reason) { end(reason); }));
   return std::nullopt;
 }
 
@@ -87,21 +62,6 @@ std::optional<std::string> CopyCapture::obstacle() const {
     return "the compositor's pictures have none of the formats XRGB8888 and ARGB8888";
   }
   return std::nullopt;
-}
-
-void CopyCapture::stop() {
-  {
-    const std::lock_guard lock(callbackMutex_);
-    stopped_ = true;
-  }
-  queue_->async([self = shared_from_this()] { self->close(); });
-}
-
-void CopyCapture::wake() {
-  if (!waiting_.exchange(false)) return;
-  queue_->async([weak = weak_from_this()] {
-    if (const auto self = weak.lock()) self->evaluate();
-  });
 }
 
 void CopyCapture::constraintsChanged(const CopySession::Constraints& constraints) {
@@ -144,36 +104,20 @@ void CopyCapture::pictureFailed(CopySession::Failure failure) {
 }
 
 void CopyCapture::evaluate() {
-  if (!session_ || ended_) return;
+  if (!session_ || ended()) return;
   const auto now = queue_->now();
   if (pending_.empty()) {
     const auto time = failures_ > 0 ? arrived_ + failures_ * kBeforeRetry : due_ - kOnePicture;
     return now < time ? evaluateAt(time) : request();
   }
   if (now < due_) return evaluateAt(due_);
-  if (!consumerReady()) {
-    waiting_ = true;
-    // What made it ready may have happened before it could see that somebody waits.
-    if (!consumerReady() || !waiting_.exchange(false)) return;
-  }
+  if (!readyOrWait()) return;
   if (!session_->requested() && now - arrived_ > kOnePicture) {
     request();
     looked_ = now + kOnePicture;
   }
   if (session_->requested() && now < looked_) return evaluateAt(looked_);
   takeFrame(now);
-}
-
-void CopyCapture::evaluateAt(Clock::time_point time) {
-  timer_ = queue_->after(time - queue_->now(), [weak = weak_from_this()] {
-    if (const auto self = weak.lock()) self->evaluate();
-  });
-}
-
-bool CopyCapture::consumerReady() {
-  if (!composer_.available()) return false;
-  const std::lock_guard lock(callbackMutex_);
-  return !stopped_ && (!callbacks_.mayDeliver || callbacks_.mayDeliver());
 }
 
 void CopyCapture::request() {
@@ -217,32 +161,7 @@ void CopyCapture::takeFrame(Clock::time_point now) {
   deliver(std::move(pixels), std::move(rects), now);
 }
 
-void CopyCapture::deliver(std::shared_ptr<const PixelBuffer> pixels,
-                          std::vector<PixelRect> dirtyRects, Clock::time_point time) {
-  CapturedFrame frame;
-  // Whoever lets go of the last reference to the picture frees a buffer of the pool.
-  const PixelBuffer* picture = pixels.get();
-  frame.pixels = {picture, [owner = std::move(pixels), weak = weak_from_this()](auto*) mutable {
-                    owner.reset();
-                    if (const auto self = weak.lock()) self->wake();
-                  }};
-  frame.presentationTime = time;
-  frame.dirtyRects = std::move(dirtyRects);
-  const std::lock_guard lock(callbackMutex_);
-  if (!stopped_) callbacks_.onFrame(std::move(frame));
-}
-
-void CopyCapture::end(const std::string& description) {
-  if (std::exchange(ended_, true)) return;
-  // Later: the session that calls must outlive its call.
-  queue_->async([self = shared_from_this()] { self->close(); });
-  const std::lock_guard lock(callbackMutex_);
-  if (!stopped_ && callbacks_.onStopped) callbacks_.onStopped(description);
-}
-
 void CopyCapture::close() {
-  ended_ = true;
-  timer_.cancel();
   cursor_.reset();
   session_.reset();
   buffers_ = {};

@@ -1,7 +1,7 @@
 #include "platform/linux/wayland/wlroots/WlrootsDesktopEnvironment.h"
 
 #include "base/Log.h"
-#include "platform/linux/wayland/wlroots/CopyCaptureStream.h"
+#include "platform/linux/wayland/wlroots/CopyCapture.h"
 #include "platform/linux/wayland/wlroots/WlrootsDesktop.h"
 #include "platform/linux/wayland/wlroots/WlrootsDisplay.h"
 
@@ -59,7 +59,7 @@ Result<std::vector<DisplayInfo>> WlrootsDesktopEnvironment::shareableDisplays() 
 std::unique_ptr<CaptureStream> WlrootsDesktopEnvironment::createCaptureStream(
     DisplayID display, const CaptureConfiguration& configuration, std::shared_ptr<Queue> queue,
     CaptureStream::Callbacks callbacks) {
-  return std::make_unique<CopyCaptureStream>(std::make_shared<CopyCapture>(
+  return std::make_unique<WorkerCaptureStream>(std::make_shared<CopyCapture>(
       CopyCapture::Target{display, server_->outputName(display), pointer_}, configuration,
       queues_.main(), std::move(queue), std::move(callbacks)));
 }
