@@ -19,8 +19,9 @@ Receiver::~Receiver() {
 void Receiver::start() {
   const auto main = services_.queues.main();
   main->assertCurrent();
-  ReceiverEngine::Callbacks callbacks{screenMetrics, onConnect,   onDisconnect,  onSample,
-                                      onFlush,       onVideoSize, onCursorShape, onCursorMove};
+  ReceiverEngine::Callbacks callbacks{onPortTaken,  screenMetrics, onConnect,
+                                      onDisconnect, onSample,      onFlush,
+                                      onVideoSize,  onCursorShape, onCursorMove};
   engine_ = std::make_shared<ReceiverEngine>(services_, identity_, std::move(callbacks));
   engine_->queue().async([engine = engine_] { engine->start(); });
 }

@@ -47,6 +47,8 @@ class Receiver {
 
   // Set before `start`. On the main queue, unless they say otherwise.
 
+  /// Another program has the stream's port: nobody will connect.
+  std::function<void()> onPortTaken;
   /// Asked for each stream, when it is ready.
   std::function<ScreenMetrics()> screenMetrics;
   /// A stream is ready; `peer` is the other computer's address.

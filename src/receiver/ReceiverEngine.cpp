@@ -45,7 +45,9 @@ void ReceiverEngine::start() {
       });
   if (!listener) {
     log("port " + std::to_string(Proto::videoPort) + " unavailable");
-    return;
+    return toMain([](const Callbacks& callbacks) {
+      if (callbacks.onPortTaken) callbacks.onPortTaken();
+    });
   }
   listener_ = std::move(*listener);
   log("listener: ready");

@@ -18,6 +18,7 @@ class ReceiverEngine : public std::enable_shared_from_this<ReceiverEngine> {
  public:
   /// As the receiver's members of the same names.
   struct Callbacks {
+    std::function<void()> onPortTaken;
     std::function<ScreenMetrics()> screenMetrics;
     std::function<void(const std::string&)> onConnect;
     std::function<void()> onDisconnect;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "protocol/Proto.h"
 #include "shell/DeviceIdentity.h"
 #include "shell/LoginItem.h"
 
@@ -48,6 +49,10 @@ void ScreenController::start() {
 
 void ScreenController::wire() {
   // The receiver is this object's and silent on the main queue from its end on: `this` is safe.
+  receiver_->onPortTaken = [this] {
+    setStatus("Another program uses port " + std::to_string(Proto::videoPort) +
+              " of this computer.");
+  };
   receiver_->screenMetrics = [this] { return services_.windows.screenMetrics(); };
   receiver_->onConnect = [this](const std::string&) { connected(); };
   receiver_->onDisconnect = [this] { disconnected(); };

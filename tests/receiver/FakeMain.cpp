@@ -110,8 +110,7 @@ platform::CodedFrame FrameCoder::code(std::shared_ptr<const platform::PixelBuffe
   time_ += 100ms;
   session_->encode(std::move(picture), time_, {.keyFrame = keyFrame});
   std::unique_lock lock(mutex_);
-  if (!arrived_.wait_for(lock, kPatience,
-                         [&] { return output_.has_value(); })) {
+  if (!arrived_.wait_for(lock, kPatience, [&] { return output_.has_value(); })) {
     throw std::runtime_error("the encoder made nothing");
   }
   return *std::exchange(output_, std::nullopt);

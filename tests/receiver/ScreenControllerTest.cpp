@@ -76,6 +76,12 @@ class ScreenControllerTest : public testing::Test {
   int switches_ = 0;
 };
 
+TEST_F(ScreenControllerTest, SaysWhenItWaitsInVain) {
+  network_.taken = true;
+  start();
+  EXPECT_EQ(windows_.home.status, "Another program uses port 7777 of this computer.");
+}
+
 TEST_F(ScreenControllerTest, ShowsTheHomeWindowAndTheFullWindowInTurn) {
   start();
   EXPECT_TRUE(workspace_.atLogin);
