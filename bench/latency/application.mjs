@@ -4,9 +4,7 @@ import { join } from 'node:path';
 
 import { openBrowser } from './browser.mjs';
 import { Painter } from './painter.mjs';
-import { listens, runProgram, startProgram, stopProgram, waitFor } from './processes.mjs';
-
-const pagePort = 7790;
+import { runProgram, startProgram, stopProgram, waitFor } from './processes.mjs';
 
 // The application on a computer, with a configuration of its own.
 export class Application {
@@ -92,17 +90,18 @@ export class Application {
 // A browser that became an extra screen of the application the way a person's does: the page is
 // tapped, the application asks, the device is allowed.
 export class BrowserScreen {
-  constructor(application, tell = () => {}) {
+  // `host` is the computer that the browser runs on when it is not the application's own.
+  constructor(application, tell = () => {}, host = null) {
     this.application = application;
     this.computer = application.computer;
     this.tell = tell;
+    this.host = host;
   }
 
   async start(size) {
     const before = await this.application.monitors();
     ({ browser: this.browser, page: this.page, watcher: this.watcher } =
-      await openBrowser(size, this.computer));
-    await this.page.goto((await this.application.status()).localLink);
+      await this.#open(size));
     await this.page.locator('#msg').click();
     this.tell('A browser opened the link and was tapped.');
     const { device, question } = await this.application.asking();
@@ -114,6 +113,15 @@ export class BrowserScreen {
       return canvas.width > 300 && getComputedStyle(panel).display === 'none';
     }));
     ({ name: this.monitor, bounds: this.bounds } = await this.application.addedMonitor(before));
+  }
+
+  async #open(size) {
+    const { link, localLink } = await this.application.status();
+    const address = this.host ? link : localLink;
+    const opened = await openBrowser(size, this.host ? { within: this.host.within } : this.computer,
+      this.host ? new URL(link).origin : '');
+    await opened.page.goto(address);
+    return opened;
   }
 
   processIds() {
@@ -133,28 +141,5 @@ export class BrowserScreen {
 
   async stop() {
     await this.browser?.close();
-  }
-}
-
-// Both as one subject: an application of its own and a browser beside it.
-export class ApplicationWithBrowser extends BrowserScreen {
-  static title = 'Tessaline';
-  static missing = Application.missing;
-
-  constructor(options) {
-    super(new Application(options));
-  }
-
-  async start(size) {
-    if (await listens(pagePort).catch(() => false)) {
-      throw new Error(`port ${pagePort} is in use: is Tessaline running on this computer already?`);
-    }
-    await this.application.launch({ mode: 'main' });
-    await super.start(size);
-  }
-
-  async stop() {
-    await super.stop();
-    await this.application.stop();
   }
 }

@@ -8,14 +8,20 @@ const flags = ['--disable-background-timer-throttling', '--disable-renderer-back
                '--disable-backgrounding-occluded-windows'];
 
 // A headless Chromium of its own with one page of `size`, which a probe watches from its start.
-export async function openBrowser(size, { within } = {}) {
+// `trusted` is an address without encryption that the page may decode video at all the same.
+export async function openBrowser(size, { within } = {}, trusted = '') {
   if (missing) throw new Error(missing);
-  const browser = await launchChromium(flags, { within });
-  const context = await browser.newContext({ viewport: size, deviceScaleFactor: 1 });
+  const browser = await launchChromium(
+    trusted ? [...flags, `--unsafely-treat-insecure-origin-as-secure=${trusted}`] : flags,
+    { within });
+  // Without a scale the application sends no more than 2560 pixels across.
+  const scale = size.scale ?? 1;
+  const viewport = { width: size.width / scale, height: size.height / scale };
+  const context = await browser.newContext({ viewport, deviceScaleFactor: scale });
   await context.addInitScript(installProbe, codePlace);
   const page = await context.newPage();
   const watcher = {
-    start: () => page.evaluate(() => window.tessalineProbe.start()),
+    start: (load) => page.evaluate((what) => window.tessalineProbe.start(what), load),
     take: () => page.evaluate(() => window.tessalineProbe.take()),
   };
   return { browser, page, watcher };

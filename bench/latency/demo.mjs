@@ -3,22 +3,19 @@
 // 0 only when everything worked. The computers are desktops in namespaces of their own; where those
 // cannot be made there is one desktop and the browser.
 
-import { mkdirSync, mkdtempSync, readFileSync, rmSync } from 'node:fs';
-import { tmpdir } from 'node:os';
-import { dirname, join, resolve } from 'node:path';
+import { mkdirSync } from 'node:fs';
+import { dirname, resolve } from 'node:path';
 import { parseArgs } from 'node:util';
 
-import { Host, missing as missingHost } from '../../tests/e2e/hosts/host.mjs';
-import { Network } from '../../tests/e2e/hosts/network.mjs';
-import { X11Desktop } from '../../tests/e2e/support/x11Desktop.mjs';
 import { Application, BrowserScreen } from './application.mjs';
+import { makeComputers, missingHost } from './computers.mjs';
+import { measureStages } from './floor.mjs';
 import { combine, measure } from './measure.mjs';
 import { NativeScreen } from './nativeScreen.mjs';
 import { Painter } from './painter.mjs';
-import { endOnSignals, runProgram, sleep, stopAllPrograms } from './processes.mjs';
+import { endOnSignals, sleep, stopAllPrograms } from './processes.mjs';
 
 const size = { width: 1920, height: 1080 };
-const sizeText = `${size.width}x${size.height}`;
 const loads = { idle: 'small changes', motion: 'everything moves' };
 const floorFrames = 180;            // of each load
 const target = 2;                   // the native screen's median over the floor
@@ -39,20 +36,6 @@ const { values: options } = parseArgs({
 options.build = resolve(options.build);
 
 const say = (text) => process.stdout.write(`    ${text}\n`);
-
-// What one picture costs from the X server to a decoded picture, in ms, each stage measured alone.
-async function measureFloor(computer, load) {
-  const folder = mkdtempSync(join(tmpdir(), 'tessaline-floor.'));
-  const file = join(folder, 'stages.json');
-  try {
-    await runProgram(`${options.build}/bench_stages`,
-      ['--size', sizeText, '--frames', `${floorFrames}`, '--load', load, '--json', file],
-      { computer });
-    return JSON.parse(readFileSync(file, 'utf8'))[load].floorMs;
-  } finally {
-    rmSync(folder, { recursive: true });
-  }
-}
 
 const captionOf = ({ title }) => `Tessaline: this is an extra screen, shown by ${title}`;
 
@@ -116,35 +99,11 @@ function complaints({ title, bounds, results }) {
   return found;
 }
 
-// Two computers and the cable between them, or one desktop.
-async function makeComputers() {
-  if (missingHost) {
-    say(`No second computer: ${missingHost}`);
-    const desktop = new X11Desktop({ size: sizeText });
-    await desktop.start();
-    return { computer: { environment: desktop.environment }, stop: () => desktop.stop() };
-  }
-  const network = new Network();
-  const [main, screen] = [new Host('desk'), new Host('living-room')];
-  const stop = async () => {
-    await Promise.allSettled([main.stop(), screen.stop()]);
-    await network.stop();
-  };
-  try {
-    await network.start();
-    await Promise.all([main.start(network, sizeText), screen.start(network, sizeText)]);
-  } catch (error) {
-    await stop();
-    throw error;
-  }
-  const computer = { environment: main.desktop.environment, within: main.within };
-  return { computer, screen, stop };
-}
-
 async function run() {
   const lacking = [...Application.missing(options), ...NativeScreen.missing(options)];
   if (lacking.length) throw new Error(`not built: ${lacking.join(', ')}`);
-  const { computer, screen, stop } = await makeComputers();
+  const { computer, screen, stop } = await makeComputers(size, size);
+  if (!screen) say(`No second computer: ${missingHost}`);
   const application = new Application({ ...options, computer });
   const shows = [];
   const problems = [];
@@ -164,7 +123,9 @@ async function run() {
     for (const load of Object.keys(loads)) {
       // Right before what is compared with it: a machine is not equally busy all the time.
       say(`What the stages cost by themselves, and the way as a whole: ${loads[load]}…`);
-      floor[load] = await measureFloor(computer, load);
+      const stages = await measureStages(options.build, computer, size,
+        { frames: floorFrames, load });
+      floor[load] = stages[load].floorMs;
       for (const show of shows) (show.results ??= {})[load] = await play(show, load);
     }
     for (const show of shows) {

@@ -26,6 +26,28 @@ function latencies(marks, probe, from, to) {
   return { shown, ages };
 }
 
+// Which of the painter's two places the pointer was seen at, as the moves that led there.
+function movesOf(marks, probe) {
+  const moves = [...marks];
+  let next = 0;
+  const codes = [];
+  for (const [place, at] of probe.codes) {
+    let move = null;
+    while (next < moves.length && moves[next][1] <= at + probe.wallOffset) {
+      if (moves[next][0] % 2 === place) [move] = moves[next];
+      next++;
+    }
+    if (move !== null) codes.push([move, at]);
+  }
+  return { ...probe, codes };
+}
+
+// The longest time between two pictures, in ms.
+function longestPause(probe, from, to) {
+  const times = probe.paints.map((at) => at + probe.wallOffset).filter((at) => at > from && at < to);
+  return times.slice(1).reduce((longest, at, i) => Math.max(longest, at - times[i]), 0);
+}
+
 // One stretch of one load on a subject, which has the `computer` that it lends a screen to, the
 // `bounds` of the picture there, a `watcher` that sees where the picture arrives, `processIds()`,
 // and `check()`, which throws when it has stopped working.
@@ -34,18 +56,20 @@ export async function measure(subject, painterProgram, { load, codeEvery, captio
   painter.start(load, { codeEvery, caption });
   try {
     await sleep(warmUp);
-    await subject.watcher.start();
+    await subject.watcher.start(load);
     const from = Date.now();
     const cpuBefore = cpuSeconds(subject.processIds());
     await sleep(seconds * 1000);
     const cpu = cpuSeconds(subject.processIds()) - cpuBefore;
     const to = Date.now();
     await subject.check();
-    const probe = await subject.watcher.take();
+    const taken = await subject.watcher.take();
+    const probe = load === 'pointer' ? movesOf(painter.marks, taken) : taken;
     const took = (to - from) / 1000;
     return {
       ...latencies(painter.marks, probe, from, to),
-      paints: probe.paints.length, unreadable: probe.unreadable, bytes: probe.bytes,
+      paints: probe.paints.length, frames: probe.frames ?? probe.paints.length,
+      pause: longestPause(probe, from, to), unreadable: probe.unreadable, bytes: probe.bytes,
       readMs: probe.readMs, wallOffset: probe.wallOffset, roundTrips: painter.roundTrips,
       seconds: took, cpuSeconds: cpu,
     };
@@ -59,9 +83,13 @@ export function combine(stretches) {
   const total = (pick) => stretches.reduce((sum, stretch) => sum + pick(stretch), 0);
   const seconds = total((stretch) => stretch.seconds);
   const paints = total((stretch) => stretch.paints);
+  const frames = total((stretch) => stretch.frames);
   return {
     shown: summary(stretches.flatMap((stretch) => stretch.shown)),
     ages: summary(stretches.flatMap((stretch) => stretch.ages)),
+    longestPauseMs: Math.round(Math.max(...stretches.map((stretch) => stretch.pause))),
+    cpuMsPerFrame: frames ? Math.round(total((stretch) => stretch.cpuSeconds) / frames * 1e5) / 100
+      : null,
     framesPerSecond: Math.round(paints / seconds * 10) / 10,
     bytesPerSecond: Math.round(total((stretch) => stretch.bytes) / seconds),
     cores: Math.round(total((stretch) => stretch.cpuSeconds) / seconds * 1000) / 1000,
@@ -71,4 +99,13 @@ export function combine(stretches) {
     paintingMs: summary(stretches.flatMap((stretch) => stretch.roundTrips)).medianMs,
     wallOffsetMs: summary(stretches.map((stretch) => stretch.wallOffset)).medianMs,
   };
+}
+
+// Stretches that several screens of one application had at the same time: frames and bytes are those
+// of one screen, on average, the processor time is that of all.
+export function combineAtOnce(stretches) {
+  const combined = combine(stretches);
+  const { cpuMsPerFrame } = combined;
+  return { ...combined, cpuMsPerFrame: cpuMsPerFrame === null ? null
+    : Math.round(cpuMsPerFrame / stretches.length * 100) / 100 };
 }

@@ -12,16 +12,18 @@ export class NativeScreen {
     return [join(build, 'code_reader')].filter((file) => !existsSync(file));
   }
 
-  // `host` is the other computer.
-  constructor({ build }, application, host, tell = () => {}) {
+  // `host` is the other computer, `scale` what its desktop's points are in pixels.
+  constructor({ build }, application, host, tell = () => {}, scale = 1) {
     this.reader = join(build, 'code_reader');
     this.application = application;
     this.computer = application.computer;
     this.host = host;
-    this.hostComputer = { environment: host.desktop.environment, within: host.within };
+    this.hostComputer = {
+      environment: { ...host.desktop.environment, QT_SCALE_FACTOR: `${scale}` }, within: host.within,
+    };
     this.screen = new Application({ build, computer: this.hostComputer });
     this.tell = tell;
-    this.watcher = { start: () => this.#watch(), take: () => this.#takeLooks() };
+    this.watcher = { start: (load) => this.#watch(load), take: () => this.#takeLooks() };
   }
 
   async start() {
@@ -47,10 +49,11 @@ export class NativeScreen {
     return screen.measurements;
   }
 
-  async #watch() {
+  async #watch(load) {
     this.looks = [];
     this.counted = await this.#measurements();
-    this.running = startProgram(this.reader, [`${codePlace.x}`, `${codePlace.y}`], {
+    const what = load === 'pointer' ? ['0', '0', 'pointer'] : [`${codePlace.x}`, `${codePlace.y}`];
+    this.running = startProgram(this.reader, what, {
       computer: this.hostComputer,
       lines: (line) => {
         const [word, counter, at] = line.split(' ');
@@ -69,7 +72,7 @@ export class NativeScreen {
     }
     return {
       codes, bytes: bytes - this.counted.bytes, readMs: 0, wallOffset: 0,
-      paints: Array(frames - this.counted.frames),
+      frames: frames - this.counted.frames, paints: this.looks.map(([, at]) => at),
       unreadable: this.looks.filter(([counter]) => counter === '-').length,
     };
   }

@@ -10,8 +10,9 @@ export function installProbe({ x, y }) {
 
   const probe = { paints: [], codes: [], bytes: 0, unreadable: 0, readMs: 0, wallOffset: 0 };
   window.tessalineProbe = {
-    start() {
+    start(load) {
       Object.assign(probe, { paints: [], codes: [], bytes: 0, unreadable: 0, readMs: 0 });
+      if (load === 'pointer') watchPointer();
       probe.wallOffset = wallOffset();
     },
     take: () => probe,
@@ -71,6 +72,18 @@ export function installProbe({ x, y }) {
     probe.readMs += seen - painted;
     if (counter === null) probe.unreadable++;
     else if (probe.codes.at(-1)?.[0] !== counter) probe.codes.push([counter, seen]);
+  }
+
+  // Which of the painter's two places the pointer's image has been put to.
+  function watchPointer() {
+    const image = document.querySelector('#p');
+    new MutationObserver(() => {
+      const at = now();
+      const { y, height } = image.getBoundingClientRect();
+      const place = height > 0 && y < 300 / devicePixelRatio ? 0 : 1;
+      probe.paints.push(at);
+      if (probe.codes.at(-1)?.[0] !== place) probe.codes.push([place, at]);
+    }).observe(image, { attributes: true, attributeFilter: ['style'] });
   }
 
   const proto = CanvasRenderingContext2D.prototype;

@@ -37,7 +37,8 @@ export class Painter {
   static async monitors(program, computer) {
     const printed = await runProgram(program, ['--list'], { computer });
     return new Map(printed.split('\n').filter(Boolean).map((line) => {
-      const [name, ...numbers] = line.split(' ');
+      // A name may have spaces.
+      const [, name, ...numbers] = /^(.*) (-?\d+) (-?\d+) (\d+) (\d+)$/.exec(line);
       const [x, y, width, height] = numbers.map(Number);
       return [name, { x, y, width, height }];
     }));

@@ -1,67 +1,72 @@
-// The measured files as one page of Markdown on standard output:
-//   node report.mjs stages.json latency.json
+// What latency.mjs measured as one page of Markdown on standard output:
+//   node report.mjs latency.json
 
 import { existsSync, readFileSync } from 'node:fs';
 import { availableParallelism, loadavg } from 'node:os';
 
-const [stages, latency] = process.argv.slice(2)
-  .map((file) => JSON.parse(readFileSync(file, 'utf8')));
+import { targetRows } from './targets.mjs';
 
-const targets = { idle: 1.2, motion: 0.4 };  // application's median over the VNC server's
-const stillTarget = 1;                       // per cent of one core
+const measured = JSON.parse(readFileSync(process.argv[2], 'utf8'));
+
 const loadNames = {
-  idle: 'idle: one small change now and then',
-  text: 'busy: a page of text scrolls',
-  motion: 'busy: everything moves, 60 times a second',
+  still: 'at rest', idle: 'small changes', text: 'text scrolls', motion: 'everything moves',
+  pointer: 'the pointer moves',
+};
+const subjectNames = {
+  floor: 'the floor', native: 'a second computer', browser: 'a browser', vnc: 'VNC (Xtigervnc, noVNC)',
+  'vnc-x0': 'VNC (X0tigervnc, noVNC)', 'vnc-x11': 'VNC (x11vnc, noVNC)',
 };
 
 const table = (head, rows) => [head, head.map(() => '---'), ...rows]
   .map((cells) => `| ${cells.join(' | ')} |`).join('\n');
 const ms = (value) => (value === null || value === undefined ? '–' : value.toFixed(1));
-const verdict = (met) => (met ? 'met' : '**missed**');
+
+function placeName({ size, screens, cable }) {
+  return [size.replace('x', ' × '), screens && `${screens} at once`, cable].filter(Boolean)
+    .join(', ');
+}
+
+// The floor stands before the rows that it is the floor of.
+function rowsWithFloors() {
+  const rows = [];
+  let last = '';
+  for (const row of measured.rows) {
+    const floors = row.screens || row.cable ? {} : measured.floors[row.size] ?? {};
+    if (row.size !== last && Object.keys(floors).length) {
+      for (const [load, { floorMs }] of Object.entries(floors)) {
+        rows.push({ size: row.size, through: 'floor', load, shown: { medianMs: floorMs } });
+      }
+    }
+    last = row.size;
+    rows.push(row);
+  }
+  return rows;
+}
+
+function tableRow(row) {
+  const { shown, ages, framesPerSecond, bytesPerSecond, cpuMsPerFrame, cores } = row;
+  const head = [placeName(row), loadNames[row.load], subjectNames[row.through]];
+  if (row.through === 'floor') return [...head, ms(shown.medianMs), ...Array(8).fill('')];
+  const busy = (cores * 100).toFixed(1);
+  if (row.load === 'still') return [...head, ...Array(7).fill(''), busy, ''];
+  return [...head, ms(shown.medianMs), ms(shown.p95Ms), ms(ages.medianMs), framesPerSecond,
+          row.longestPauseMs, (bytesPerSecond / 1e6).toFixed(2), ms(cpuMsPerFrame), busy,
+          shown.samples];
+}
 
 function stageTable() {
-  const loads = Object.keys(stages);
-  const names = Object.keys(stages[loads[0]]).filter((name) => name !== 'floorMs');
-  const cell = ({ medianMs, p95Ms }) => `${medianMs.toFixed(2)} (${p95Ms.toFixed(2)})`;
-  return table(['stage, ms: median (95th percentile)', ...loads], [
-    ...names.map((name) => [name, ...loads.map((load) => cell(stages[load][name]))]),
-    ['**floor**: grab, convert, encode, decode of whole pictures',
-     ...loads.map((load) => `**${stages[load].floorMs.toFixed(2)}**`)],
-  ]);
-}
-
-function latencyTable() {
   const rows = [];
-  for (const [load, name] of Object.entries(loadNames)) {
-    for (const { title, loads } of Object.values(latency.subjects)) {
-      const figures = loads[load];
-      if (!figures) continue;
-      rows.push([name, title, ms(figures.shown.medianMs), ms(figures.shown.p95Ms),
-                 ms(figures.ages.medianMs), figures.framesPerSecond,
-                 (figures.bytesPerSecond / 1e6).toFixed(2), figures.cores.toFixed(2),
-                 figures.shown.samples]);
+  for (const [size, loads] of Object.entries(measured.floors)) {
+    for (const [load, { floorMs, ...stages }] of Object.entries(loads)) {
+      rows.push([size.replace('x', ' × '), loadNames[load],
+                 ...Object.values(stages).map(({ medianMs, p95Ms }) => (
+                   `${medianMs.toFixed(2)} (${p95Ms.toFixed(2)})`)), floorMs.toFixed(2)]);
     }
   }
-  return table(['load', 'through', 'median ms', '95th percentile ms', 'age, median ms',
-                'frames/s', 'MB/s', 'cores', 'samples'], rows);
-}
-
-function targetTable() {
-  const { application, vnc } = latency.subjects;
-  const rows = Object.entries(targets).map(([load, target]) => {
-    const own = application?.loads[load]?.shown.medianMs;
-    const other = vnc?.loads[load]?.shown.medianMs;
-    if (!own || !other) return [loadNames[load], `≤ ${target} × VNC`, 'not measured', '–'];
-    const ratio = own / other;
-    return [loadNames[load], `≤ ${target} × VNC`,
-            `${ms(own)} ms / ${ms(other)} ms = ${ratio.toFixed(2)}`, verdict(ratio <= target)];
-  });
-  const still = application?.loads.still?.cores;
-  rows.push(['a still screen', `< ${stillTarget} % of one core`,
-             still === undefined ? 'not measured' : `${(still * 100).toFixed(2)} %`,
-             still === undefined ? '–' : verdict(still * 100 < stillTarget)]);
-  return table(['what', 'target', 'measured', ''], rows);
+  if (rows.length === 0) return 'Not measured.';
+  const [loads] = Object.values(measured.floors);
+  const names = Object.keys(Object.values(loads)[0]).filter((name) => name !== 'floorMs');
+  return table(['size', 'load', ...names, 'floor'], rows);
 }
 
 function machine() {
@@ -70,28 +75,36 @@ function machine() {
   return `${availableParallelism()} cores, ${gpu}, load average ${load} at the end`;
 }
 
-const missing = Object.entries(latency.missing ?? {})
-  .map(([name, what]) => `Not measured: ${name}; missing: ${what.join(', ')}.\n`).join('');
-const { width, height } = latency.size;
+const missing = measured.missing.map(({ what, why }) => `- ${what}: not measured: ${why}\n`).join('');
+const { rate, delay, loss } = measured.slowCable;
 
-process.stdout.write(`# Measured on ${latency.date.slice(0, 10)}
+process.stdout.write(`# Measured on ${measured.date.slice(0, 10)}
 
-${width} × ${height}, ${machine()}; the browser (headless Chromium) runs on the same machine.
-\`bench/run\` measures and writes this page.
+${machine()}. Computers, network and browsers (headless Chromium, which decodes on these cores) are
+all on this machine. \`bench/run\` measures and writes this page.
 
 ## Targets
 
-${targetTable()}
+${table(['what', 'target', 'measured', ''], targetRows(measured))}
 
-## From the X server to the canvas
+## Everything
 
-A painter changes a code on the display; the page's canvas is read back after each painting, by the
-same clock. Counted from right before the change is requested to the code's having been read. "age"
-also counts changes that never showed, until a newer one did. The subjects take turns.
+${table(['where', 'load', 'through', 'median ms', '95th percentile ms', 'age, median ms', 'frames/s',
+         'longest pause ms', 'MB/s', 'processor ms a frame', '% of a core', 'samples'],
+  rowsWithFloors().map(tableRow))}
+${missing ? `\n${missing}` : ''}
+- A painter changes a code on the display; the page's canvas, or the second computer's X server, is
+  read back after each painting. Counted from right before the change is requested to the code's
+  having been read. "age" also counts changes that never showed, until a newer one did.
+- The pointer goes to a second computer as datagrams, to a browser inside the stream: counted until
+  it is drawn there.
+- Processor time is the application's: of both computers for a second computer, of the serving one
+  for a browser; with VNC that of the server, which is an X server as well, and its WebSocket bridge.
+- Several screens at once: frames and bytes for each, processor time of all together.
+- Slow cable: ${rate} Mbit/s, ${delay} ms each way, ${loss} % of packets lost, in both directions.
+- The floor: grab, convert, encode and decode of one whole picture, each alone.
 
-${latencyTable()}
-${missing}
-## What each stage costs
+## What each stage costs, ms: median (95th percentile)
 
 ${stageTable()}
 `);

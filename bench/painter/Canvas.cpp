@@ -116,6 +116,11 @@ void Canvas::copy(xcb_pixmap_t from, int fromX, int fromY, const PixelRect& to) 
                 u16(to.width), u16(to.height));
 }
 
+void Canvas::movePointer(PixelPoint place) {
+  xcb_warp_pointer(connection_, XCB_NONE, window_, 0, 0, 0, 0, static_cast<std::int16_t>(place.x),
+                   static_cast<std::int16_t>(place.y));
+}
+
 bool Canvas::settle() {
   return owned(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr)) !=
          nullptr;

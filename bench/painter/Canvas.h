@@ -38,6 +38,9 @@ class Canvas {
   [[nodiscard]] xcb_pixmap_t upload(const QImage& image);
   void copy(xcb_pixmap_t from, int fromX, int fromY, const PixelRect& to);
 
+  /// Puts the pointer to a place in the window.
+  void movePointer(PixelPoint place);
+
   void flush() { xcb_flush(connection_); }
   /// Returns when the server has carried out everything requested so far; false once it is gone.
   bool settle();

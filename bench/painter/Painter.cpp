@@ -16,6 +16,8 @@ namespace {
 
 constexpr int kCodeMargin = 16;  // pixels: the code starts at a macroblock of the picture
 constexpr int kClockTop = 12;    // pixels
+// In the margin of the page: where code_reader and the page's probe look for the pointer.
+constexpr std::array<PixelPoint, 2> kPointerPlaces = {{{4, 200}, {4, 400}}};
 
 std::int64_t wallMicroseconds() {
   const auto now = std::chrono::system_clock::now().time_since_epoch();
@@ -87,7 +89,7 @@ void Painter::run(const std::function<bool()>& ending,
       nextFrame = std::max(nextFrame + options_.frameInterval, Clock::now());
     }
     if (options_.load != Load::still && now >= nextCode) {
-      if (!paintCode(onCode)) return;
+      if (!(options_.load == Load::pointer ? movePointer(onCode) : paintCode(onCode))) return;
       nextCode = Clock::now() + nextCodeInterval();
     }
     canvas_.flush();
@@ -147,6 +149,17 @@ bool Painter::paintCode(const std::function<void(const Mark&)>& onCode) {
   if (!canvas_.settle()) return false;
   Mark mark{counter_, wallMicroseconds(), 0};
   canvas_.put(picture, kCodeMargin, kCodeMargin);
+  if (!canvas_.settle()) return false;
+  mark.after = wallMicroseconds();
+  onCode(mark);
+  return true;
+}
+
+bool Painter::movePointer(const std::function<void(const Mark&)>& onCode) {
+  ++counter_;
+  if (!canvas_.settle()) return false;
+  Mark mark{counter_, wallMicroseconds(), 0};
+  canvas_.movePointer(kPointerPlaces.at(counter_ % 2));
   if (!canvas_.settle()) return false;
   mark.after = wallMicroseconds();
   onCode(mark);

@@ -14,10 +14,11 @@
 namespace tessaline::bench {
 
 enum class Load {
-  still,   ///< painted once
-  idle,    ///< only the code changes
-  text,    ///< a page scrolls under a running clock
-  motion,  ///< everything moves
+  still,    ///< painted once
+  idle,     ///< only the code changes
+  text,     ///< a page scrolls under a running clock
+  motion,   ///< everything moves
+  pointer,  ///< only the pointer moves, between two places beside the text; each move is a code
 };
 
 struct PainterOptions {
@@ -56,6 +57,7 @@ class Painter {
   void paintMoving(Clock::time_point now);
   void paintBand(const Band& band, int shift);
   void paintClock();
+  [[nodiscard]] bool movePointer(const std::function<void(const Mark&)>& onCode);
   [[nodiscard]] bool paintCode(const std::function<void(const Mark&)>& onCode);
   [[nodiscard]] Duration nextCodeInterval();
 

@@ -14,6 +14,9 @@ namespace {
 
 constexpr int kRowsRead = 4;    // from the middle of the cells, where neighbours do not bleed in
 constexpr int kCellMargin = 4;  // pixels of a cell that are not counted, left and right
+// What a pointer at the first of the painter's two places covers, and nothing else that is dark.
+constexpr PixelRect kPointerPlace{0, 196, 24, 32};
+constexpr int kDark = 96;            // of 255
 constexpr int kLongestWaitMs = 200;  // a signal that comes just before the waiting is seen then
 
 std::int64_t wallMicroseconds() {
@@ -21,22 +24,28 @@ std::int64_t wallMicroseconds() {
   return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
 }
 
+PixelRect partFor(int x, int y, CodeReader::Subject subject) {
+  if (subject == CodeReader::pointer) {
+    return {x + kPointerPlace.x, y + kPointerPlace.y, kPointerPlace.width, kPointerPlace.height};
+  }
+  return {x, y + (PaintedCode::kCellSize - kRowsRead) / 2,
+          PaintedCode::kCells * PaintedCode::kCellSize, kRowsRead};
+}
+
 }  // namespace
 
-CodeReader::CodeReader(xcb_connection_t* connection, int x, int y)
-    : connection_(connection),
-      rows_{x, y + (PaintedCode::kCellSize - kRowsRead) / 2,
-            PaintedCode::kCells * PaintedCode::kCellSize, kRowsRead} {}
+CodeReader::CodeReader(xcb_connection_t* connection, int x, int y, Subject subject)
+    : connection_(connection), subject_(subject), part_(partFor(x, y, subject)) {}
 
 CodeReader::~CodeReader() {
   xcb_disconnect(connection_);
 }
 
-Result<std::unique_ptr<CodeReader>> CodeReader::connect(int x, int y) {
-  std::unique_ptr<CodeReader> reader(new CodeReader(xcb_connect(nullptr, nullptr), x, y));
+Result<std::unique_ptr<CodeReader>> CodeReader::connect(int x, int y, Subject subject) {
+  std::unique_ptr<CodeReader> reader(new CodeReader(xcb_connect(nullptr, nullptr), x, y, subject));
   auto* connection = reader->connection_;
   if (xcb_connection_has_error(connection)) return Failure{"no X server at DISPLAY"};
-  auto grabber = ShmGrabber::connect({reader->rows_.width, reader->rows_.height});
+  auto grabber = ShmGrabber::connect({reader->part_.width, reader->part_.height});
   if (!grabber) return Failure{grabber.error()};
   reader->grabber_ = std::move(*grabber);
 
@@ -74,23 +83,33 @@ void CodeReader::run(const std::function<bool()>& ending,
 }
 
 CodeReader::Look CodeReader::look() {
-  constexpr int kCounted = PaintedCode::kCellSize - 2 * kCellMargin;
-  const bool grabbed = grabber_->grab(rows_);
+  const bool grabbed = grabber_->grab(part_);
   Look look{{}, wallMicroseconds()};
-  if (!grabbed) return look;
+  if (grabbed) look.counter = subject_ == code ? readCode() : readPointer();
+  return look;
+}
+
+std::optional<std::uint32_t> CodeReader::readCode() const {
+  constexpr int kCounted = PaintedCode::kCellSize - 2 * kCellMargin;
   std::array<bool, PaintedCode::kCells> cells{};
   for (int cell = 0; cell < PaintedCode::kCells; ++cell) {
     int sum = 0;
     for (int row = 0; row < kRowsRead; ++row) {
-      const int first = row * rows_.width + cell * PaintedCode::kCellSize + kCellMargin;
+      const int first = row * part_.width + cell * PaintedCode::kCellSize + kCellMargin;
       for (int pixel = first; pixel < first + kCounted; ++pixel) {
         sum += grabber_->pixels()[pixel * 4 + 1];  // green
       }
     }
     cells.at(static_cast<std::size_t>(cell)) = sum > 128 * kRowsRead * kCounted;
   }
-  look.counter = PaintedCode::read(cells);
-  return look;
+  return PaintedCode::read(cells);
+}
+
+std::optional<std::uint32_t> CodeReader::readPointer() const {
+  for (int pixel = 0; pixel < part_.width * part_.height; ++pixel) {
+    if (grabber_->pixels()[pixel * 4 + 1] < kDark) return 0;
+  }
+  return 1;
 }
 
 }  // namespace tessaline::bench

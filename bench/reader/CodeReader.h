@@ -23,8 +23,11 @@ class CodeReader {
     std::int64_t at = 0;                   ///< wall-clock microseconds, after the pixels were read
   };
 
-  /// `x` and `y` are the code's place on the screen that DISPLAY names.
-  static Result<std::unique_ptr<CodeReader>> connect(int x, int y);
+  /// What is looked for: the painter's code, or which of its two places the pointer is at.
+  enum Subject { code, pointer };
+  /// `x` and `y` are the place, on the screen that DISPLAY names, of the code or of the window
+  /// whose pointer is looked for.
+  static Result<std::unique_ptr<CodeReader>> connect(int x, int y, Subject subject);
   ~CodeReader();
   CodeReader(const CodeReader&) = delete;
   CodeReader& operator=(const CodeReader&) = delete;
@@ -33,13 +36,16 @@ class CodeReader {
   void run(const std::function<bool()>& ending, const std::function<void(const Look&)>& onLook);
 
  private:
-  CodeReader(xcb_connection_t* connection, int x, int y);
+  CodeReader(xcb_connection_t* connection, int x, int y, Subject subject);
   [[nodiscard]] Look look();
+  [[nodiscard]] std::optional<std::uint32_t> readCode() const;
+  [[nodiscard]] std::optional<std::uint32_t> readPointer() const;
 
   xcb_connection_t* const connection_;
   std::uint32_t damage_ = 0;
   std::unique_ptr<ShmGrabber> grabber_;
-  const PixelRect rows_;  // of the code, that are read
+  const Subject subject_;
+  const PixelRect part_;  // of the screen that is read
 };
 
 }  // namespace tessaline::bench

@@ -17,6 +17,8 @@ constexpr char kUsage[] =
     "Reads the painter's code from an X screen, each time something on it has changed:\n"
     "  look <counter, or -> <microseconds>   (wall clock)\n\n"
     "  code_reader X Y                          where the code is\n"
+    "  code_reader X Y pointer                  where the painter's window is: which of its two\n"
+    "                                           places the pointer is at, as the counter\n"
     "  code_reader photograph WxH+X+Y FILE.png  takes a picture of a part of the screen instead\n";
 
 volatile std::sig_atomic_t ended = 0;
@@ -43,7 +45,8 @@ int photograph(const char* geometry, const char* file) {
 
 int main(int argc, char** argv) {
   if (argc == 4 && std::string_view(argv[1]) == "photograph") return photograph(argv[2], argv[3]);
-  if (argc != 3) {
+  const bool pointer = argc == 4 && std::string_view(argv[3]) == "pointer";
+  if (argc != 3 && !pointer) {
     std::fputs(kUsage, stderr);
     return 2;
   }
@@ -51,7 +54,8 @@ int main(int argc, char** argv) {
   struct sigaction action {};
   action.sa_handler = [](int) { ended = 1; };
   for (const int signal : {SIGTERM, SIGINT}) sigaction(signal, &action, nullptr);
-  auto reader = CodeReader::connect(std::atoi(argv[1]), std::atoi(argv[2]));
+  auto reader = CodeReader::connect(std::atoi(argv[1]), std::atoi(argv[2]),
+                                    pointer ? CodeReader::pointer : CodeReader::code);
   if (!reader) return fail(reader.error());
   (*reader)->run([] { return ended != 0; },
                  [](const CodeReader::Look& look) {

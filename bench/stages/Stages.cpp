@@ -1,5 +1,6 @@
 #include "stages/Stages.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 #include <optional>
@@ -19,9 +20,16 @@ using namespace std::chrono_literals;
 
 constexpr auto kFrameInterval = 16667us;  // 60 frames per second
 constexpr auto kPatience = 5s;
-constexpr int kBitRate = 25'000'000;                // the application's, for 1920 × 1080
+// The application's: for 1920 × 1080, and the most for larger pictures.
+constexpr std::int64_t kBitRate = 25'000'000;
+constexpr std::int64_t kHighestBitRate = 60'000'000;
 constexpr PixelRect kChangedPart{16, 16, 512, 16};  // where the painter's code is
 constexpr int kPoolDepth = 5;                       // pictures, as many as the application has
+
+int bitRate(PixelSize size) {
+  const std::int64_t scaled = kBitRate * size.width * size.height / (1920 * 1080);
+  return static_cast<int>(std::min(std::max(kBitRate, scaled), kHighestBitRate));
+}
 
 Duration since(Clock::time_point start) {
   return Clock::now() - start;
@@ -42,7 +50,7 @@ class Stages::Line {
     if (!socket) return socket.error();
     socket_ = std::move(*socket);
     auto session = coding_->createCompressionSession(
-        {.size = size_, .averageBitRate = kBitRate},
+        {.size = size_, .averageBitRate = bitRate(size_)},
         {.onOutput = [this](std::optional<platform::CodedFrame> frame) {
           coded(std::move(frame));
         }});
