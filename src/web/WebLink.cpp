@@ -7,6 +7,7 @@
 #include <regex>
 
 #include "base/Log.h"
+#include "base/Utf8.h"
 #include "protocol/Proto.h"
 
 namespace tessaline {
@@ -23,18 +24,6 @@ constexpr std::size_t kStrangerBytes = 64 * 1024;
 constexpr std::size_t kMaximumID = 64;    // characters
 constexpr std::size_t kMaximumName = 40;  // characters
 constexpr std::size_t kProbeAckBytes = 7;
-
-/// One Unicode scalar from the front of valid UTF-8, which moves on.
-char32_t nextScalar(std::string_view& text) {
-  const auto first = static_cast<std::uint8_t>(text.front());
-  const std::size_t length = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-  char32_t scalar = length == 1 ? first : first & (0x7F >> length);
-  for (std::size_t i = 1; i < length && i < text.size(); ++i) {
-    scalar = scalar << 6 | (static_cast<std::uint8_t>(text[i]) & 0x3F);
-  }
-  text.remove_prefix(std::min(length, text.size()));
-  return scalar;
-}
 
 struct ScalarRange {
   char32_t first;
@@ -212,23 +201,19 @@ void WebLink::deliver(Hello hello) {
 }
 
 std::string WebLink::cleanName(const std::string& name) {
-  std::string clean;
-  std::string spaces;  // kept only when something follows
-  for (std::string_view rest = name; !rest.empty();) {
-    const std::string_view before = rest;
-    const char32_t scalar = nextScalar(rest);
+  std::u32string clean;
+  std::u32string spaces;  // kept only when something follows
+  for (const char32_t scalar : decodeUtf8(name)) {
     if (isControl(scalar)) continue;
-    const std::string_view character = before.substr(0, before.size() - rest.size());
     if (isSpace(scalar)) {
-      if (!clean.empty()) spaces += character;
+      if (!clean.empty()) spaces += scalar;
     } else {
-      clean += spaces;
-      clean += character;
+      clean += spaces + scalar;
       spaces.clear();
     }
   }
   if (clean.empty()) return "Browser";
-  return firstCharacters(clean, kMaximumName);
+  return encodeUtf8(std::u32string_view(clean).substr(0, kMaximumName));
 }
 
 std::optional<std::string> WebLink::networkName(const std::string& hostName) {

@@ -2,7 +2,10 @@
 
 #include <xcb/xtest.h>
 
+#include <algorithm>
+
 #include "base/Log.h"
+#include "base/Utf8.h"
 
 namespace tessaline::platform {
 namespace {
@@ -14,23 +17,14 @@ constexpr std::size_t kCharactersInOneGo = 16;
 constexpr auto kBetweenGoes = 8ms;
 constexpr auto kLendingTime = 3s;  // keys keep their borrowed meanings for more of the same text
 
-/// Valid UTF-8, with every kind of line end as one.
-std::u32string decode(const std::string& text) {
+/// The characters of valid UTF-8, with every kind of line end as one.
+std::u32string charactersOf(const std::string& text) {
   std::u32string characters;
-  for (std::size_t i = 0; i < text.size();) {
-    const auto lead = static_cast<unsigned char>(text[i]);
-    const int length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    char32_t c = length == 1 ? lead : lead & (0x7FU >> length);
-    for (int k = 1; k < length && ++i < text.size(); ++k) {
-      c = c << 6 | (static_cast<unsigned char>(text[i]) & 0x3FU);
-    }
-    ++i;
+  for (const char32_t c : decodeUtf8(text)) {
     if (c == U'\n' && !characters.empty() && characters.back() == U'\r') characters.pop_back();
     characters += c;
   }
-  for (char32_t& c : characters) {
-    if (c == U'\r') c = U'\n';
-  }
+  std::ranges::replace(characters, U'\r', U'\n');
   return characters;
 }
 
@@ -101,7 +95,7 @@ void X11Input::postShortcut(Shortcut shortcut) {
 }
 
 void X11Input::postText(std::string text) {
-  Text action{decode(text)};
+  Text action{charactersOf(text)};
   const std::size_t characters = action.characters.size();
   if (characters > 0) post(std::move(action), characters);
 }

@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "base/Utf8.h"
 #include "platform/linux/wayland/mutter/MutterNames.h"
 
 namespace tessaline::platform {
@@ -16,41 +17,6 @@ constexpr auto kLayoutAge = 1s;    // after which it is read anew
 constexpr auto kPasting = 700ms;   // for the program that is to paste
 constexpr auto kAfterRead = 40ms;  // until it has handled what it read
 constexpr auto kLendingTime = 3s;  // the clipboard stays lent for more of the same text
-
-std::u32string decode(const std::string& text) {
-  std::u32string characters;
-  for (std::size_t i = 0; i < text.size();) {
-    const auto lead = static_cast<unsigned char>(text[i]);
-    const int length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    char32_t c = length == 1 ? lead : lead & (0x7FU >> length);
-    for (int k = 1; k < length && ++i < text.size(); ++k) {
-      c = c << 6 | (static_cast<unsigned char>(text[i]) & 0x3FU);
-    }
-    ++i;
-    characters += c;
-  }
-  return characters;
-}
-
-std::string encode(std::u32string_view characters) {
-  std::string text;
-  for (const char32_t c : characters) {
-    const auto tail = [&](int shift) { text += static_cast<char>(0x80 | ((c >> shift) & 0x3F)); };
-    if (c < 0x80) {
-      text += static_cast<char>(c);
-    } else if (c < 0x800) {
-      text += static_cast<char>(0xC0 | (c >> 6));
-      tail(0);
-    } else if (c < 0x10000) {
-      text += static_cast<char>(0xE0 | (c >> 12));
-      tail(6), tail(0);
-    } else {
-      text += static_cast<char>(0xF0 | (c >> 18));
-      tail(12), tail(6), tail(0);
-    }
-  }
-  return text;
-}
 
 }  // namespace
 
@@ -65,7 +31,7 @@ MutterTyping::MutterTyping(Queues& queues, MutterBus& bus, const std::string& re
       release_(std::move(release)) {}
 
 void MutterTyping::type(const std::string& text, std::function<void()> done) {
-  text_ = decode(text);
+  text_ = decodeUtf8(text);
   left_ = text_.size();
   done_ = std::move(done);
   const auto alive = std::weak_ptr<int>(alive_);
@@ -122,7 +88,7 @@ void MutterTyping::paste() {
   }
   pressed_ = false;
   const auto piece = std::u32string_view(text_).substr(pasteBegin_, pasteEnd_ - pasteBegin_);
-  clipboard_->offer(encode(piece), [this](bool offered) {
+  clipboard_->offer(encodeUtf8(piece), [this](bool offered) {
     if (!offered) return pasted();
     pasteKey();
     patience_ = main_->after(kPasting, [this] { pasted(); });

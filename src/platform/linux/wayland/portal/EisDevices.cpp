@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "base/Log.h"
+#include "base/Utf8.h"
 
 namespace tessaline::platform {
 namespace {
@@ -221,7 +222,7 @@ void EisDevices::key(std::uint32_t code, bool down) {
 }
 
 void EisDevices::type(const std::string& text) {
-  for (const char32_t character : charactersOf(text)) {
+  for (const char32_t character : decodeUtf8(text)) {
     const auto stroke = layout_ ? layout_->strokeFor(character, group_) : std::nullopt;
     if (!stroke) {
       if (!std::exchange(saidUntypable_, true)) {

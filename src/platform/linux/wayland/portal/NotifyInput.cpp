@@ -2,6 +2,7 @@
 
 #include <xkbcommon/xkbcommon.h>
 
+#include "base/Utf8.h"
 #include "platform/linux/wayland/portal/PortalNames.h"
 #include "platform/linux/wayland/portal/TypedText.h"
 
@@ -63,7 +64,7 @@ void NotifyInput::key(std::uint32_t code, bool down) {
 }
 
 void NotifyInput::type(const std::string& text) {
-  for (const char32_t character : charactersOf(text)) {
+  for (const char32_t character : decodeUtf8(text)) {
     const auto symbol = static_cast<std::int32_t>(xkb_utf32_to_keysym(character));
     if (symbol == XKB_KEY_NoSymbol) continue;
     notify("NotifyKeyboardKeysym", symbol, std::uint32_t{1});

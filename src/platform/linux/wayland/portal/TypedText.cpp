@@ -57,21 +57,6 @@ std::optional<std::vector<std::uint32_t>> keysFor(
 
 }  // namespace
 
-std::vector<char32_t> charactersOf(const std::string& text) {
-  std::vector<char32_t> characters;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x80) {
-      characters.push_back(byte);
-    } else if (byte >= 0xC0) {
-      characters.push_back(byte & (byte >= 0xF0 ? 0x07U : byte >= 0xE0 ? 0x0FU : 0x1FU));
-    } else if (!characters.empty()) {
-      characters.back() = (characters.back() << 6) | (byte & 0x3FU);
-    }
-  }
-  return characters;
-}
-
 std::optional<TypedText> TypedText::read(const std::string& layout) {
   const Context context(xkb_context_new(XKB_CONTEXT_NO_DEFAULT_INCLUDES));
   if (!context) return std::nullopt;

@@ -9,9 +9,6 @@
 
 namespace tessaline::platform {
 
-/// The characters of valid UTF-8.
-[[nodiscard]] std::vector<char32_t> charactersOf(const std::string& text);
-
 /// Which keys of a keyboard make which characters, read once from its layout's XKB text.
 class TypedText {
  public:

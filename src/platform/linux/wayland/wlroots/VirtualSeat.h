@@ -38,7 +38,7 @@ class VirtualSeat : public std::enable_shared_from_this<VirtualSeat> {
     bool down = false;
   };
   struct Text {
-    std::vector<char32_t> characters;
+    std::u32string characters;
     std::size_t next = 0;
   };
   using Event = std::variant<Move, Button, Scroll, Key, Text>;

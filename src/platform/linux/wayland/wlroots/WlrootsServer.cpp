@@ -4,7 +4,7 @@
 #include <cmath>
 #include <future>
 
-#include "platform/linux/wayland/portal/TypedText.h"
+#include "base/Utf8.h"
 
 namespace tessaline::platform {
 namespace {
@@ -69,7 +69,7 @@ void WlrootsServer::key(std::uint32_t code, bool down) {
 }
 
 void WlrootsServer::type(const std::string& text) {
-  session_->seat().post(VirtualSeat::Text{charactersOf(text)});
+  session_->seat().post(VirtualSeat::Text{decodeUtf8(text)});
 }
 
 }  // namespace tessaline::platform
