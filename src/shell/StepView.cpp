@@ -101,7 +101,7 @@ void StepView::setContent(const Content& content) {
 }
 
 void StepView::makeButtons(const std::vector<Button>& buttons) {
-  for (auto* old : buttonRow_->findChildren<ButtonView*>()) {
+  for (auto* old : buttonRow_->findChildren<QPushButton*>()) {
     // One of them may be what is being clicked right now.
     old->hide();
     old->setParent(nullptr);

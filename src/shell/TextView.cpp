@@ -20,7 +20,7 @@ void TextView::setWords(const QString& words) {
   words_ = words;
   setAccessibleName(words);
   // Lines may end at a hyphen, but not in this one word.
-  setText(QString(words).replace("Wi-Fi", u"Wi\u2060-\u2060Fi"_qs));
+  setText(QString(words).replace("Wi-Fi", QStringLiteral(u"Wi\u2060-\u2060Fi")));
   updateToolTip();
 }
 

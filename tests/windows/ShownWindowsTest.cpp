@@ -83,8 +83,9 @@ class ShownWindows : public testing::Test {
       const int ground = qGray(image.pixel(4, image.height() - 4));
       EXPECT_TRUE(dark ? ground < 60 : ground > 200) << name.toStdString() << ": " << ground;
     }
-    for (const auto* words : window.findChildren<TextView*>()) {
-      if (!words->isVisible() || words->text().isEmpty()) continue;
+    for (const auto* label : window.findChildren<QLabel*>()) {
+      const auto* const words = dynamic_cast<const TextView*>(label);
+      if (!words || !words->isVisible() || words->text().isEmpty()) continue;
       EXPECT_GE(words->height(), words->hasHeightForWidth() ? words->heightForWidth(words->width())
                                                             : words->fontMetrics().ascent())
           << name.toStdString() << ": " << words->words().toStdString();

@@ -105,8 +105,8 @@ void WebSocketServerConnection::readRequest() {
 void WebSocketServerConnection::onRequest(const error_code& error) {
   if (error) {
     const bool gone = error == http::error::end_of_stream || error == http::error::partial_message;
-    const auto& httpErrors = make_error_code(http::error::end_of_stream).category();
-    if (!gone && error.category() == httpErrors) {
+    const error_code endOfStream = http::error::end_of_stream;
+    if (!gone && error.category() == endOfStream.category()) {
       refuse(kBadRequest);
     } else {
       end(ConnectionState::failed);

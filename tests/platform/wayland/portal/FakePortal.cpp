@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <type_traits>
+#include <utility>
 
 #include "base/RandomText.h"
 
@@ -91,7 +92,8 @@ void FakePortal::serveSessions() {
                   [this](const sdbus::ObjectPath& session, const std::string& /*window*/,
                          const Values& options) { return start(session, options); });
   portal_->method(kCast, "OpenPipeWireRemote", [this](const sdbus::ObjectPath&, const Values&) {
-    return sdbus::UnixFd(remote_ ? remote_() : 0);
+    // A copy that stayed open here would keep each consumer that has gone among the node's.
+    return remote_ ? sdbus::UnixFd(remote_(), sdbus::adopt_fd) : sdbus::UnixFd(0);
   });
 }
 
@@ -155,10 +157,12 @@ sdbus::ObjectPath FakePortal::request(const Values& options) {
 }
 
 void FakePortal::respond(const std::string& request, std::uint32_t response, const Values& values) {
-  (*objects_.at(request))
-      ->emitSignal("Response")
-      .onInterface(kRequest)
-      .withArguments(response, values);
+  bus::Object* object = nullptr;
+  {
+    const std::lock_guard lock(mutex_);
+    object = objects_.at(request).get();
+  }
+  (*object)->emitSignal("Response").onInterface(kRequest).withArguments(response, values);
 }
 
 void FakePortal::openSession(const std::string& path) {
@@ -181,37 +185,42 @@ sdbus::ObjectPath FakePortal::start(const std::string& session, const Values& op
     grant(handle, kVirtual);
     return handle;
   }
-  ++questions_;
+  const bool atOnce = user_ != User::waits;  // the test may go on as soon as it counts the question
   open_ = handle;
-  if (user_ != User::waits) answer();
+  ++questions_;
+  if (atOnce) answer();
   return handle;
 }
 
 void FakePortal::answer() {
-  const std::lock_guard lock(mutex_);
+  const std::string open = (std::lock_guard(mutex_), open_);
   switch (user_) {
     case User::grants:
     case User::waits:
-      grant(open_, kVirtual);
+      grant(open, kVirtual);
       break;
     case User::givesAMonitor:
-      grant(open_, kMonitor);
+      grant(open, kMonitor);
       break;
     case User::refuses:
-      respond(open_, 1, {});
+      respond(open, 1, {});
       break;
     case User::crashes:
-      respond(open_, 2, {});
+      respond(open, 2, {});
       break;
     case User::babbles:
-      respond(open_, 0, {{"streams", sdbus::Variant(std::string("none"))}});
+      respond(open, 0, {{"streams", sdbus::Variant(std::string("none"))}});
       break;
   }
 }
 
 void FakePortal::grant(const std::string& request, std::uint32_t sourceType) {
-  const std::string token = "token-" + std::to_string(++given_) + "-" + randomUuid();
-  tokens_.insert(token);
+  std::string token;
+  {
+    const std::lock_guard lock(mutex_);
+    token = "token-" + std::to_string(++given_) + "-" + randomUuid();
+    tokens_.insert(token);
+  }
   const Streams streams = {{node_, Values{{"source_type", sdbus::Variant(sourceType)}}}};
   respond(request, 0,
           {{"streams", sdbus::Variant(streams)},
@@ -220,19 +229,24 @@ void FakePortal::grant(const std::string& request, std::uint32_t sourceType) {
 }
 
 void FakePortal::endSharing() {
-  const std::lock_guard lock(mutex_);
-  for (const auto& path : sessions_) {
-    (*objects_.at(path))->emitSignal("Closed").onInterface(kSession).withArguments();
+  std::vector<bus::Object*> closed;
+  {
+    const std::lock_guard lock(mutex_);
+    for (const auto& path : std::exchange(sessions_, {})) {
+      closed.push_back(objects_.at(path).get());
+    }
   }
-  sessions_.clear();
+  for (auto* const session : closed) {
+    (*session)->emitSignal("Closed").onInterface(kSession).withArguments();
+  }
 }
 
 void FakePortal::pressShortcut() {
-  const std::lock_guard lock(mutex_);
+  const std::string shortcuts = (std::lock_guard(mutex_), shortcuts_);
   (*portal_)
       ->emitSignal("Activated")
       .onInterface(kShortcuts)
-      .withArguments(sdbus::ObjectPath(shortcuts_), std::string("start-stop"), std::uint64_t{1},
+      .withArguments(sdbus::ObjectPath(shortcuts), std::string("start-stop"), std::uint64_t{1},
                      Values());
 }
 

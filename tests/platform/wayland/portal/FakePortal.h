@@ -66,7 +66,9 @@ class FakePortal {
   std::atomic<User> user_ = User::grants;
   std::atomic<int> questions_ = 0;
   std::atomic<int> closedRequests_ = 0;
-  std::recursive_mutex mutex_;  // guards what follows
+  // Guards what follows. The bus's own lock, which its thread holds whenever it calls in here,
+  // comes first: other threads emit nothing while they hold this one.
+  std::recursive_mutex mutex_;
   std::set<std::string> tokens_;
   std::map<std::string, bool> restored_;  // by session
   std::string open_;                      // the request that waits for the user
