@@ -88,17 +88,20 @@ class UserDefaults::Store {
                : "set aside as " + broken.string()));
   }
 
-  void write() const {
+  void write() {
     const fs::path folder = file_.parent_path();
     std::error_code ignored;
     auto failure = fs::exists(folder, ignored) ? std::nullopt : makePrivateFolder(folder);
     if (!failure) failure = replacePrivateFile(file_, json::serialize(values_) + "\n");
-    if (failure) log("could not save settings in " + failure->text);
+    // A disk that is full stays so for a while: one line, however much happens meanwhile.
+    if (failure && !failing_) log("could not save settings in " + failure->text);
+    failing_ = failure.has_value();
   }
 
   const fs::path file_;
   mutable std::mutex mutex_;
-  json::object values_;  // guarded by mutex_
+  json::object values_;   // guarded by mutex_
+  bool failing_ = false;  // guarded by mutex_; the last write came to nothing
 };
 
 UserDefaults::UserDefaults(fs::path file) : store_(std::make_unique<Store>(std::move(file))) {}

@@ -99,6 +99,13 @@ struct Launch {
   const char* expected;
 };
 
+/// Names the test.
+void PrintTo(const Launch& launch, std::ostream* out) {
+  *out << (*launch.stored == '\0' ? "nothing" : launch.stored);
+  for (const auto& argument : launch.arguments) *out << argument;
+  if (!launch.supported) *out << "-unsupported";
+}
+
 class LaunchDecision : public World, public testing::WithParamInterface<Launch> {};
 
 TEST_P(LaunchDecision, FollowsTheStoredRole) {

@@ -1,9 +1,12 @@
 #include "base/UserDefaults.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <csignal>
 #include <fstream>
 #include <iterator>
 
@@ -90,6 +93,32 @@ TEST_F(UserDefaultsTest, AWriteThatFailsLosesNeitherTheFileNorTheValue) {
   fs::remove(file_.string() + ".new");
   defaults.set("onboarded", true);
   EXPECT_EQ(UserDefaults(file_).string("mode"), "screen");
+}
+
+TEST_F(UserDefaultsTest, ADiskThatIsFullLosesNeitherTheFileNorTheValueAndIsLoggedOnce) {
+  UserDefaults defaults(file_);
+  defaults.set("mode", "main");
+  const std::string before = read(file_);
+  rlimit usual{};
+  ::getrlimit(RLIMIT_FSIZE, &usual);
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  testing::internal::CaptureStderr();
+  for (const rlim_t bytes : {500, 1000, 4096}) {  // the log's file has to fit in
+    const rlimit little{bytes, usual.rlim_max};
+    const std::string value(bytes, 'a');
+    ::setrlimit(RLIMIT_FSIZE, &little);
+    defaults.set("name", value);
+    ::setrlimit(RLIMIT_FSIZE, &usual);
+    EXPECT_EQ(read(file_), before);
+    EXPECT_EQ(defaults.string("name"), value);
+    EXPECT_FALSE(fs::exists(file_.string() + ".new"));
+  }
+  std::signal(SIGXFSZ, handler);
+  const std::string logged = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(std::ranges::count(logged, '\n'), 1) << logged;
+  defaults.set("mode", "screen");
+  EXPECT_EQ(UserDefaults(file_).string("mode"), "screen");
+  EXPECT_EQ(UserDefaults(file_).string("name"), std::string(4096, 'a'));
 }
 
 }  // namespace

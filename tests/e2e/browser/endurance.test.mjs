@@ -4,11 +4,12 @@
 import assert from 'node:assert/strict';
 import { readFileSync, readdirSync, readlinkSync } from 'node:fs';
 import { join } from 'node:path';
-import { test } from 'node:test';
+import { after, before, test } from 'node:test';
+import { isDeepStrictEqual } from 'node:util';
 
 import { Application, missing as missingApplication } from '../support/application.mjs';
 import { inPath } from '../support/desktop.mjs';
-import { waitFor } from '../support/programs.mjs';
+import { patience, pause, waitFor } from '../support/programs.mjs';
 import { type } from '../support/visitor.mjs';
 import { X11Desktop } from '../support/x11Desktop.mjs';
 
@@ -134,44 +135,70 @@ async function run(application, count) {
   }
 }
 
-test(`${sessions} sessions leave nothing behind`,
-  { skip: missing, timeout: (sessions + warmUp) * secondsEach * 1000 }, async () => {
-    const desktop = new X11Desktop();
-    await desktop.start();
-    const application = new Application(desktop);
-    try {
-      await application.start();
-      const first = begin(application, 0);
-      await application.answer(device, 'allow');
-      await first.shown;
-      first.socket.close();
-      await run(application, warmUp);
-      await desktop.awaitExtraMonitors();
-      const before = await census(desktop, application);
-      const memoryBefore = memory(desktop, application);
+let desktop;
+let application;
 
-      await run(application, sessions);
-      await desktop.awaitExtraMonitors();
-      let after;
-      await waitFor('', async () => {
-        after = await census(desktop, application);
-        assert.deepEqual(after, before);
-        return true;
-      }).catch(() => assert.deepEqual(after, before));
-      const memoryAfter = memory(desktop, application);
-      console.log(`${sessions} sessions; KiB before and after: ${JSON.stringify(memoryBefore)} `
-        + `${JSON.stringify(memoryAfter)}; descriptors ${after.descriptors.length}, threads `
-        + `${after.threads.length}, X server's descriptors ${after.connections}`);
-      for (const program of ['application', 'server']) {
-        const grown = memoryAfter[program] - memoryBefore[program];
-        assert.ok(grown < mayGrow, `the ${program} grew by ${grown} KiB`);
-      }
-      assert.equal(await application.end('SIGTERM'), 0);
+function testApplication(name, timeout, body) {
+  test(name, { skip: missing, timeout: timeout * patience * 1000 }, async () => {
+    try {
+      await body();
     } catch (error) {
-      console.error(application.log, error);  // the log tells what the assertion cannot
+      console.error(application?.log);  // the log tells what the assertion cannot
       throw error;
-    } finally {
-      if (application.running) await application.end('SIGKILL');
-      await desktop.stop();
     }
   });
+}
+
+if (!missing) {
+  before(async () => {
+    desktop = new X11Desktop();
+    await desktop.start();
+    application = new Application(desktop);
+    await application.start();
+    const first = begin(application, 0);
+    await application.answer(device, 'allow');
+    await first.shown;
+    first.socket.close();
+  });
+  after(async () => {
+    if (application?.running) await application.end('SIGKILL');
+    await desktop?.stop();
+  });
+}
+
+testApplication(`${sessions} sessions leave nothing behind`, (sessions + warmUp) * secondsEach,
+  async () => {
+    await run(application, warmUp);
+    await desktop.awaitExtraMonitors();
+    const before = await census(desktop, application);
+    const memoryBefore = memory(desktop, application);
+
+    await run(application, sessions);
+    await desktop.awaitExtraMonitors();
+    let after;
+    await waitFor('', async () => {
+      after = await census(desktop, application);
+      return isDeepStrictEqual(after, before);
+    }).catch(() => assert.deepEqual(after, before));
+    const memoryAfter = memory(desktop, application);
+    console.log(`${sessions} sessions; KiB before and after: ${JSON.stringify(memoryBefore)} `
+      + `${JSON.stringify(memoryAfter)}; descriptors ${after.descriptors.length}, threads `
+      + `${after.threads.length}, X server's descriptors ${after.connections}`);
+    for (const program of ['application', 'server']) {
+      const grown = memoryAfter[program] - memoryBefore[program];
+      assert.ok(grown < mayGrow, `the ${program} grew by ${grown} KiB`);
+    }
+  });
+
+testApplication('an X server that dies ends the application at once, with one line', 60, async () => {
+  const session = begin(application, 0);
+  await session.shown;
+  // Qt 6.4 crashes where the server goes while it asks about a new monitor.
+  await desktop.awaitExtraMonitors({ width: 800, height: 600 });
+  await application.status();
+  await pause(1000);
+  process.kill(serverOf(desktop), 'SIGKILL');
+  assert.equal(await application.ending(), 1);
+  assert.equal(application.log.match(/the desktop has gone/g)?.length, 1);
+  await session.socket.closed;
+});

@@ -8,6 +8,7 @@ import { connect } from 'node:net';
 import { Application, missing as missingApplication } from '../support/application.mjs';
 import { launchChromium, missing as missingChromium } from '../support/chromium.mjs';
 import { MutterDesktop } from '../support/mutterDesktop.mjs';
+import { patience } from '../support/programs.mjs';
 import { Visitor } from '../support/visitor.mjs';
 import { X11Desktop } from '../support/x11Desktop.mjs';
 
@@ -33,7 +34,7 @@ export function connects(port) {
 export function testApplication(name, body, { needs } = {}) {
   const skip = missing || (Desktop.lacks[needs] ?? false);
   if (skip && !missing) console.log(`Not tested, "${name}": ${skip}`);
-  test(name, { skip, timeout: 90_000 }, body);
+  test(name, { skip, timeout: 90_000 * patience }, body);
 }
 
 // Whether this kind of desktop has what some of them lack.

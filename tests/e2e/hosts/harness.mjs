@@ -5,7 +5,7 @@ import { existsSync } from 'node:fs';
 import { after, afterEach, before, test } from 'node:test';
 
 import { Application, missing as missingApplication } from '../support/application.mjs';
-import { Dialogue, waitFor } from '../support/programs.mjs';
+import { Dialogue, patience, waitFor } from '../support/programs.mjs';
 import { X11Desktop } from '../support/x11Desktop.mjs';
 import { Host, missing as missingHost } from './host.mjs';
 import { Network } from './network.mjs';
@@ -24,7 +24,7 @@ if (missing) console.log(`SKIPPED: ${missing}`);
 // `skip` says why this one test cannot run here, false when it can.
 export function testHosts(name, body, skip = false) {
   if (skip && !missing) console.log(`Not tested, "${name}": ${skip}`);
-  test(name, { skip: missing || skip, timeout: 120_000 }, body);
+  test(name, { skip: missing || skip, timeout: 120_000 * patience }, body);
 }
 
 const components = (colour) => [0, 2, 4].map((at) => parseInt(colour.slice(at, at + 2), 16));

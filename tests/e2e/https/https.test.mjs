@@ -5,7 +5,7 @@ import { rmSync } from 'node:fs';
 import { join } from 'node:path';
 import { after, afterEach, before, test } from 'node:test';
 
-import { run, waitFor } from '../support/programs.mjs';
+import { patience, run, waitFor } from '../support/programs.mjs';
 import { Visitor } from '../support/visitor.mjs';
 import { House, domain, missing } from './house.mjs';
 
@@ -21,7 +21,7 @@ const direct = (address) => new RegExp(
   `^https://${address.replaceAll('.', '-')}\\.[a-z0-9]{12}\\.direct\\.${domain}:7790/#k=`);
 
 function testHouse(name, body) {
-  test(name, { skip: missing, timeout: 90_000 }, body);
+  test(name, { skip: missing, timeout: 90_000 * patience }, body);
 }
 
 async function becomeScreen(link) {

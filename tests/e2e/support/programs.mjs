@@ -2,6 +2,9 @@
 import { spawn } from 'node:child_process';
 import { createInterface } from 'node:readline';
 
+// How much longer than usual everything may take: programs under a sanitizer are slow.
+export const patience = Number(process.env.TESSALINE_PATIENCE ?? 1);
+
 const keptLog = 200_000;  // characters; a program that logs without end must not fill the memory
 
 // A running program. `output` and `errors` are what it has printed, `end` is the promise of its
@@ -28,7 +31,7 @@ export class Program {
   async ending({ seconds = 15 } = {}) {
     let timer;
     const late = new Promise((resolve) => {
-      timer = setTimeout(resolve, seconds * 1000, 'late');
+      timer = setTimeout(resolve, seconds * patience * 1000, 'late');
     });
     const reason = await Promise.race([this.end, late]);
     clearTimeout(timer);
@@ -62,7 +65,7 @@ export class Dialogue {
   ask(line, { seconds = 20 } = {}) {
     if (this.#program.ended) throw new Error(`${this.#program.name} has ended`);
     return new Promise((resolve, reject) => {
-      const late = setTimeout(reject, seconds * 1000,
+      const late = setTimeout(reject, seconds * patience * 1000,
         new Error(`${this.#program.name} did not answer "${line}" within ${seconds} s`));
       const settle = (how) => (value) => { clearTimeout(late); how(value); };
       this.#waiting.push({ resolve: settle(resolve), reject: settle(reject) });
@@ -89,7 +92,7 @@ export const pause = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
 // Asks until the answer is neither false nor empty nor an exception, and returns it. The limit is
 // for a busy machine: what works takes a fraction of it.
 export async function waitFor(what, ask, { seconds = 20, every = 40 } = {}) {
-  const end = performance.now() + seconds * 1000;
+  const end = performance.now() + seconds * patience * 1000;
   let trouble = '';
   for (;;) {
     try {
