@@ -53,7 +53,7 @@ bool BitReader::moreData() const {
 }
 
 void BitWriter::expGolomb(std::uint32_t value) {
-  const int length = std::bit_width(value + 1) - 1;
+  const int length = static_cast<int>(std::bit_width(value + 1)) - 1;
   bits(0, length);
   bits(value + 1, length + 1);
 }

@@ -145,8 +145,7 @@ bool PatchCoder::mark(std::span<const PixelRect> changed) {
     }
   }
   std::ranges::sort(marked_);
-  const auto twins = std::ranges::unique(marked_);
-  marked_.erase(twins.begin(), twins.end());
+  marked_.erase(std::unique(marked_.begin(), marked_.end()), marked_.end());
   return marked_.size() <= most;
 }
 
