@@ -47,7 +47,7 @@ TEST_F(ListenerTest, PeersOfBothFamiliesAreReportedAsPeopleWriteThem) {
 }
 
 TEST_F(ListenerTest, RunningOutOfDescriptorsIsSurvivedAndLoggedOnce) {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef TESSALINE_SANITIZED
   GTEST_SKIP() << "the sanitizers open descriptors of their own, and end where there are none";
 #endif
   const auto listener = listen();

@@ -20,6 +20,9 @@ constexpr double kMaximumRefill = 0.9;
 
 constexpr int kKilobit = 1000;
 
+// The longest side that x264 codes, in pixels. What it refuses itself leaks a little memory.
+constexpr int kLongestSide = 16384;
+
 // Numbers of ITU-T H.264, table E-3 to E-5. A desktop's sRGB, converted as BT.601 says. Other
 // primaries or another transfer would make a decoder that manages colours shift them.
 constexpr int kPrimariesBt709 = 1;
@@ -91,8 +94,9 @@ struct X264Encoder::Codec {
 
 bool X264Encoder::Codec::open() {
   const PixelSize size = options.size;
-  if (size.width < 2 || size.height < 2 || options.averageBitRate <= 0 ||
-      options.expectedFrameRate <= 0 || !describe(parameters, recipe, options)) {
+  if (size.width < 2 || size.height < 2 || size.width > kLongestSide ||
+      size.height > kLongestSide || options.averageBitRate <= 0 || options.expectedFrameRate <= 0 ||
+      !describe(parameters, recipe, options)) {
     return false;
   }
   bitRate = options.averageBitRate;
