@@ -79,7 +79,7 @@ testApplication('a display that is switched off ends its session, and the page g
   await expectColour(other, 'e0c020');
   assert.equal(other.connections.length, 1, 'the other display was disturbed');
   assert.match(application.log, /capture stopped/);
-});
+}, { needs: 'monitorSwitch' });
 
 testApplication('a second start leaves at once; another configuration runs beside the first', async () => {
   const { application, desktop } = tools;

@@ -1,13 +1,11 @@
-// What a person at a Mutter desktop sees of its monitors and does with mouse and settings, for
+// What a person at a Mutter desktop sees of its monitors and does with a mouse, for
 // tests. Each line of standard input is an order and is answered with a line:
 //   monitors            a JSON list of name, width and height (pixels), x and y (desktop), scale
 //   move MONITOR X Y    the pointer goes to these pixels of the monitor: "done"
-//   off MONITOR         switches the monitor off: "done"
 // or with "failed: " and the reason. Ends with its input.
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <iostream>
 #include <map>
@@ -29,22 +27,17 @@ using Mode = sdbus::Struct<std::string, std::int32_t, std::int32_t, double, doub
 using Monitor = sdbus::Struct<Name, std::vector<Mode>, Properties>;
 using LogicalMonitor = sdbus::Struct<std::int32_t, std::int32_t, double, std::uint32_t, bool,
                                      std::vector<Name>, Properties>;
-using NewMonitor = sdbus::Struct<std::string, std::string, Properties>;
-using NewLogicalMonitor =
-    sdbus::Struct<std::int32_t, std::int32_t, double, std::uint32_t, bool, std::vector<NewMonitor>>;
 
 constexpr char kDisplays[] = "org.gnome.Mutter.DisplayConfig";
 constexpr char kRemoteDesktop[] = "org.gnome.Mutter.RemoteDesktop";
 constexpr char kScreenCast[] = "org.gnome.Mutter.ScreenCast";
 constexpr std::uint32_t kLogicalLayout = 1;  // positions are points, not pixels
-constexpr std::uint32_t kTemporarily = 1;    // until the next change: nothing is stored
 constexpr auto kDeviceTime = 200ms;  // programs get to know a new pointer; nothing says when
 
 struct Shown {
-  std::string name, mode;
+  std::string name;
   int x = 0, y = 0, width = 0, height = 0;
   double scale = 1;
-  bool primary = false;
 };
 
 class Settings {
@@ -54,11 +47,12 @@ class Settings {
 
   std::vector<Shown> monitors() {
     std::vector<Monitor> monitors;
+    std::uint32_t serial = 0;
     std::vector<LogicalMonitor> logical;
     Properties properties;
     proxy_->callMethod("GetCurrentState")
         .onInterface(kDisplays)
-        .storeResultsTo(serial_, monitors, logical, properties);
+        .storeResultsTo(serial, monitors, logical, properties);
     const auto layout = properties.find("layout-mode");
     pointsLayout_ =
         layout != properties.end() && layout->second.get<std::uint32_t>() == kLogicalLayout;
@@ -71,8 +65,8 @@ class Settings {
         if (monitor == monitors.end()) continue;
         for (const auto& mode : monitor->get<1>()) {
           if (!mode.get<6>().contains("is-current")) continue;
-          shown.push_back({name.get<0>(), mode.get<0>(), group.get<0>(), group.get<1>(),
-                           mode.get<1>(), mode.get<2>(), group.get<2>(), group.get<4>()});
+          shown.push_back({name.get<0>(), group.get<0>(), group.get<1>(), mode.get<1>(),
+                           mode.get<2>(), group.get<2>()});
         }
       }
     }
@@ -86,23 +80,10 @@ class Settings {
     throw std::runtime_error("no monitor " + name);
   }
 
-  void switchOff(const std::string& name) {
-    std::vector<NewLogicalMonitor> rest;
-    for (const auto& monitor : monitors()) {
-      if (monitor.name == name) continue;
-      rest.emplace_back(monitor.x, monitor.y, monitor.scale, 0U, monitor.primary,
-                        std::vector{NewMonitor(monitor.name, monitor.mode, Properties())});
-    }
-    proxy_->callMethod("ApplyMonitorsConfig")
-        .onInterface(kDisplays)
-        .withArguments(serial_, kTemporarily, rest, Properties());
-  }
-
   [[nodiscard]] bool pointsLayout() const { return pointsLayout_; }
 
  private:
   std::unique_ptr<sdbus::IProxy> proxy_;
-  std::uint32_t serial_ = 0;
   bool pointsLayout_ = false;
 };
 
@@ -176,8 +157,6 @@ class Person {
       const Shown monitor = settings_.find(name);
       if (!mouse_) mouse_ = std::make_unique<Mouse>(*bus_, settings_.monitors().front());
       mouse_->move(monitor, settings_.pointsLayout(), x, y);
-    } else if (verb == "off") {
-      settings_.switchOff(name);
     } else {
       return "failed: not understood: " + order;
     }

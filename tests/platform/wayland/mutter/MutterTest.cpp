@@ -80,6 +80,7 @@ TEST_F(MutterBed, ShowsAndDrivesARealProgram) {
   EXPECT_TRUE(eventually([&] { return desktop_->pointer()->image() != nullptr; }));
   onMain([&] { EXPECT_TRUE(input.postTap(at(300, 400), 1)); });  // this hides the pointer
   EXPECT_TRUE(program.waitFor("touch 300,400")) << program.output();
+  EXPECT_TRUE(program.waitFor("lift")) << program.output();
 
   onMain([&] {
     input.postText("Aa€ z日本語 ß😀!");

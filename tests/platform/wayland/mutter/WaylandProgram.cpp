@@ -30,6 +30,7 @@ class Area : public QWidget {
       std::cout << "touch " << at.x() << "," << at.y() << std::endl;
       return true;
     }
+    if (event->type() == QEvent::TouchEnd) std::cout << "lift" << std::endl;
     if (event->type() == QEvent::MouseButtonPress || event->type() == QEvent::MouseButtonDblClick) {
       const auto* const press = static_cast<QMouseEvent*>(event);
       const QPointF at = mapTo(window(), press->position());

@@ -42,6 +42,13 @@ void MutterDesktopEnvironment::compositorGone() {
   if (onLost) onLost();
 }
 
+void MutterDesktopEnvironment::retire(std::shared_ptr<MutterSession> session) {
+  retired_->push_back(std::move(session));
+  queues_.main()->async([weak = std::weak_ptr(retired_)] {
+    if (const auto retired = weak.lock()) retired->clear();
+  });
+}
+
 std::unique_ptr<VirtualDisplay> MutterDesktopEnvironment::createVirtualDisplay(
     const VirtualDisplayDescriptor& descriptor) {
   std::string reason;

@@ -48,6 +48,8 @@ class MutterDesktopEnvironment final : public DesktopEnvironment {
 
   explicit MutterDesktopEnvironment(Queues& queues);
   void compositorGone();
+  /// What ends may be what called: it goes when that has returned, or with the desktop.
+  void retire(std::shared_ptr<MutterSession> session);
 
   Queues& queues_;
   const std::shared_ptr<DisplayTable> table_ = std::make_shared<DisplayTable>();
@@ -62,6 +64,9 @@ class MutterDesktopEnvironment final : public DesktopEnvironment {
   DisplayID lastDisplay_;
   bool lost_ = false;
   std::unique_ptr<PortalShortcuts> shortcuts_;  // once needed
+  // Before the bus, which they talk to until their end.
+  std::shared_ptr<std::vector<std::shared_ptr<MutterSession>>> retired_ =
+      std::make_shared<std::vector<std::shared_ptr<MutterSession>>>();
 };
 
 }  // namespace tessaline::platform

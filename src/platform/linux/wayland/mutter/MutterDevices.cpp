@@ -13,6 +13,9 @@ namespace {
 
 using Names = MutterNames;
 
+// Mutter 43 does not tell programs of the end of a touch that it hears of together with its begin:
+// to most of them the finger then stays down. Real fingers take longer than this.
+constexpr auto kShortestTouch = std::chrono::milliseconds(40);
 constexpr std::uint32_t kPrimingSlot = 31;  // apart from those of real touches
 constexpr std::uint32_t kContinuous = 8;  // a source of scrolling: by pixels, and it does not coast
 
@@ -74,10 +77,11 @@ void MutterDevices::remove(const MutterSession& session) {
       ++it;
     }
   }
+  if (touchingOn_ == &session) touched();
   if (typingOn_ == &session) {
     typing_.reset();
     typingOn_ = nullptr;
-    if (std::exchange(busy_, false)) work();
+    if (std::exchange(typingNow_, false)) work();
   }
 }
 
@@ -97,11 +101,11 @@ const MutterSession* MutterDevices::keyboard() const {
 
 void MutterDevices::post(std::function<void()> action) {
   line_.push_back(std::move(action));
-  if (!busy_) work();
+  work();
 }
 
 void MutterDevices::work() {
-  while (!busy_ && !line_.empty()) {
+  while (!typingNow_ && !touchingOn_ && !line_.empty()) {
     const auto action = std::move(line_.front());
     line_.pop_front();
     action();
@@ -167,10 +171,24 @@ void MutterDevices::touchDown(std::uint32_t slot, PointerLocation at) {
   post([this, slot, at] {
     const auto place = target(at);
     if (!place || touches_.contains(slot)) return;
-    touches_[slot] = place->session;
-    notify(place->session, "NotifyTouchDown", place->session->streamPath(), slot, place->x,
-           place->y);
+    if (!place->session->remote()) return;
+    touches_[slot] = touchingOn_ = place->session;
+    ++inFlight_;
+    bus_.call<>(
+        place->session->remote(), Names::kRemoteSession, "NotifyTouchDown", alive_,
+        [this, session = place->session](const BusFailure& /*failure*/) {
+          --inFlight_;
+          if (touchingOn_ != session) return;
+          touching_ = queues_.main()->after(kShortestTouch, [this] { touched(); });
+        },
+        place->session->streamPath(), slot, place->x, place->y);
   });
+}
+
+void MutterDevices::touched() {
+  touching_.cancel();
+  touchingOn_ = nullptr;
+  work();
 }
 
 void MutterDevices::touchUp(std::uint32_t slot) {
@@ -206,16 +224,16 @@ void MutterDevices::type(const std::string& text) {
                                                press(false));
       typingOn_ = session;
     }
-    busy_ = true;
+    typingNow_ = true;
     typing_->type(text, [this] {
-      busy_ = false;
+      typingNow_ = false;
       work();
     });
   });
 }
 
 std::size_t MutterDevices::pending() const {
-  return inFlight_ + line_.size() + waitingCharacters_ + (busy_ ? typing_->left() : 0);
+  return inFlight_ + line_.size() + waitingCharacters_ + (typingNow_ ? typing_->left() : 0);
 }
 
 }  // namespace tessaline::platform

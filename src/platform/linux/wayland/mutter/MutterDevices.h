@@ -19,8 +19,8 @@
 namespace tessaline::platform {
 
 /// SeatDevices of Mutter's remote-desktop sessions: pointer and touches go to the session of the
-/// display that the place is on, keys to the oldest one. What waits for a text stands in line. Main
-/// queue, owned by the desktop.
+/// display that the place is on, keys to the oldest one. What waits for a text, or for a touch that
+/// has just begun, stands in line. Main queue, owned by the desktop.
 class MutterDevices final : public SeatDevices {
  public:
   MutterDevices(Queues& queues, MutterBus& bus, std::shared_ptr<const DisplayTable> displays,
@@ -56,6 +56,8 @@ class MutterDevices final : public SeatDevices {
 
   void post(std::function<void()> action);
   void work();
+  /// The touch that has begun is long enough to end.
+  void touched();
   [[nodiscard]] std::optional<Target> target(PointerLocation at) const;
   [[nodiscard]] const MutterSession* keyboard() const;
   template <typename... Arguments>
@@ -75,7 +77,9 @@ class MutterDevices final : public SeatDevices {
   std::deque<std::function<void()>> line_;  // behind the text that is being typed
   std::unique_ptr<MutterTyping> typing_;
   const MutterSession* typingOn_ = nullptr;
-  bool busy_ = false;  // a text is being typed
+  bool typingNow_ = false;                     // a text: the line waits
+  const MutterSession* touchingOn_ = nullptr;  // a touch has just begun there: the line waits
+  Timer touching_;
   std::size_t waitingCharacters_ = 0;
   std::size_t inFlight_ = 0;  // events that Mutter has not answered
   const std::shared_ptr<int> alive_ = std::make_shared<int>(0);

@@ -84,9 +84,17 @@ void MutterSession::gotNode(std::uint32_t node) {
                                     [this](PixelSize size) {
                                       if (!ended_) callbacks_.onSize(size);
                                     },
-                                .onEnded = [this](const std::string& reason) { end(reason); }});
+                                .onEnded = [this](const std::string& reason) { end(reason); },
+                                .onRest = [this] { stir(); }});
   if (!cast) return end("no pictures: " + cast.error());
   cast_ = std::move(*cast);
+}
+
+void MutterSession::stir() {
+  // A motion of the pointer by nothing has Mutter tell where it is, and with that PipeWire pass on
+  // what it has kept back.
+  if (running_)
+    bus_.tell(remote_.get(), Names::kRemoteSession, "NotifyPointerMotionRelative", 0.0, 0.0);
 }
 
 void MutterSession::end(const std::string& reason) {

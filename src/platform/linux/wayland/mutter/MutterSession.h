@@ -52,6 +52,7 @@ class MutterSession {
   void gotCast(const std::string& path);
   void gotStream(const std::string& path);
   void gotNode(std::uint32_t node);
+  void stir();
   void end(const std::string& reason);
   /// Runs `next` with the result, or ends the session.
   template <typename Result, typename Next>

@@ -68,9 +68,7 @@ void MutterVirtualDisplay::end() {
   desktop_.devices_->remove(*session_);
   desktop_.monitors_->remove(id_);
   desktop_.pointer_->leave(id_);
-  // What ends may be what called: it goes when that has returned.
-  desktop_.queues_.main()->async([session = std::move(session_)] {});
-  session_.reset();
+  desktop_.retire(std::exchange(session_, nullptr));
 }
 
 }  // namespace tessaline::platform

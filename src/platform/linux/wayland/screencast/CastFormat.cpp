@@ -21,8 +21,10 @@ constexpr unsigned kRateDenominator = 2;
 
 constexpr int kSideLimit = 16384;  // pixels
 // One waits as the newest picture, one is being converted; the compositor needs one to draw into.
+// Some more are on the way back: each comes back with the next picture only, and Mutter before 44
+// leaves out for good what it finds no buffer for.
 constexpr int kFewestBuffers = 3;
-constexpr int kWantedBuffers = 5;
+constexpr int kWantedBuffers = 8;
 constexpr int kMostBuffers = 16;
 constexpr int kMostDamage = 32;  // rectangles
 constexpr int kSomeDamage = 16;

@@ -1,8 +1,26 @@
 #include "platform/linux/wayland/screencast/CastFrames.h"
 
+#include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace tessaline::platform {
+namespace {
+
+constexpr int kBand = 32;  // rows that count as one when pictures are compared
+
+bool same(const CastPicture& a, const CastPicture& b, int firstRow, int rows) {
+  const auto bytes = static_cast<std::size_t>(a.size.width) * 4;
+  for (int row = firstRow; row < firstRow + rows; ++row) {
+    if (std::memcmp(a.bgra + std::ptrdiff_t{row} * a.stride,
+                    b.bgra + std::ptrdiff_t{row} * b.stride, bytes) != 0) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
 
 void CastFrames::tell() {
   std::function<void()> onChange;
@@ -21,6 +39,29 @@ void CastFrames::resize(PixelSize size) {
     size_ = size;
   }
   tell();
+}
+
+std::optional<std::vector<PixelRect>> CastFrames::changesIn(const CastPicture& picture) const {
+  std::shared_ptr<const CastPicture> before;
+  {
+    const std::lock_guard lock(mutex_);
+    before = newest_;
+  }
+  if (!before || before->size != picture.size || before->memory == picture.memory ||
+      !before->memory->quick() || !picture.memory->quick()) {
+    return std::nullopt;
+  }
+  std::vector<PixelRect> changes;
+  for (int y = 0; y < picture.size.height; y += kBand) {
+    const int rows = std::min(kBand, picture.size.height - y);
+    if (same(*before, picture, y, rows)) continue;
+    if (!changes.empty() && changes.back().y + changes.back().height == y) {
+      changes.back().height += rows;
+    } else {
+      changes.push_back({0, y, picture.size.width, rows});
+    }
+  }
+  return changes;
 }
 
 void CastFrames::replace(std::shared_ptr<const CastPicture> newest,

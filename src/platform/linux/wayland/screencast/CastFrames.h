@@ -30,6 +30,9 @@ class CastFrames {
  public:
   // The side of PipeWire.
   void resize(PixelSize size);
+  /// What of `picture` differs from the newest one, as far as that can be found by looking: for
+  /// compositors that do not tell. Nothing: everything may.
+  [[nodiscard]] std::optional<std::vector<PixelRect>> changesIn(const CastPicture& picture) const;
   /// Nothing known about the changes: everything changed.
   void replace(std::shared_ptr<const CastPicture> newest,
                const std::optional<std::vector<PixelRect>>& damage);

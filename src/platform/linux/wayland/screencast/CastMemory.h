@@ -23,6 +23,8 @@ class CastMemory {
 
   [[nodiscard]] const std::uint8_t* bytes() const { return bytes_; }
   [[nodiscard]] std::size_t size() const { return size_; }
+  /// Graphics memory is slow to read, so it is read once.
+  [[nodiscard]] bool quick() const { return graphics_ < 0; }
 
   /// Graphics memory is read between the two; elsewhere they do nothing.
   void beginReading() const { synchronise(true); }

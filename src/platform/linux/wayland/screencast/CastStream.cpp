@@ -19,6 +19,9 @@ namespace {
 // one of some 100 ms), before it counts as gone: longer than a busy desktop needs.
 constexpr std::time_t kPatience = 10;  // seconds
 
+// Longer than between two pictures of something that moves, shorter than a person waits.
+constexpr std::chrono::milliseconds kRest(100);
+
 PixelRect rectOf(const spa_region& region) {
   // A size that is no positive int is left to the reader of the rectangle, who finds it empty.
   return {region.position.x, region.position.y, static_cast<int>(region.size.width),
@@ -102,6 +105,7 @@ CastStream::~CastStream() {
   if (core_) pw_core_disconnect(core_);
   if (patience_) pw_loop_destroy_source(pw_thread_loop_get_loop(loop_), patience_);
   if (returned_) pw_loop_destroy_source(pw_thread_loop_get_loop(loop_), returned_);
+  if (rest_) pw_loop_destroy_source(pw_thread_loop_get_loop(loop_), rest_);
   if (context_) pw_context_destroy(context_);
   if (loop_) pw_thread_loop_destroy(loop_);
   pointer_.shared->leave(pointer_.display);
@@ -132,10 +136,12 @@ bool CastStream::connect(int remote) {
       loop, [](void* data, std::uint64_t) { static_cast<CastStream*>(data)->runOut(); }, this);
   returned_ = pw_loop_add_event(
       loop, [](void* data, std::uint64_t) { static_cast<CastStream*>(data)->comeBack(); }, this);
+  rest_ = pw_loop_add_timer(
+      loop, [](void* data, std::uint64_t) { static_cast<CastStream*>(data)->rest(); }, this);
   returns_->open(loop, returned_);
   core_ = remote >= 0 ? pw_context_connect_fd(context_, remote, nullptr, 0)
                       : pw_context_connect(context_, nullptr, 0);
-  if (!core_ || !patience_ || !returned_) return false;
+  if (!core_ || !patience_ || !returned_ || !rest_) return false;
   pw_core_add_listener(core_, &hooks_->coreHook, &hooks_->core, this);
   registry_ = pw_core_get_registry(core_, PW_VERSION_REGISTRY, 0);
   if (!registry_) return false;
@@ -170,6 +176,19 @@ void CastStream::runOut() {
   if (!nodeSeen_) return end("the desktop's screen cast is not there");
   if (!format_) return end("no kind of picture was agreed on with the desktop");
   end(ran_ ? "the desktop has paused the screen cast" : "the desktop does not send pictures");
+}
+
+void CastStream::awaitRest() {
+  // What the end of the last rest brought about is no reason for another.
+  if (damageTold_ || std::chrono::steady_clock::now() - rested_ < kRest) return;
+  timespec after{0, std::chrono::nanoseconds(kRest).count()};
+  pw_loop_update_timer(pw_thread_loop_get_loop(loop_), rest_, &after, nullptr, false);
+}
+
+void CastStream::rest() {
+  if (ended_) return;
+  rested_ = std::chrono::steady_clock::now();
+  events_.onRest();
 }
 
 void CastStream::changeState(pw_stream_state state, const char* error) {
@@ -229,10 +248,11 @@ void CastStream::removeBuffer(pw_buffer* buffer) {
 void CastStream::process() {
   std::shared_ptr<const CastPicture> newest;
   std::optional<std::vector<PixelRect>> damage = std::vector<PixelRect>();
+  bool news = false;
   while (pw_buffer* const buffer = pw_stream_dequeue_buffer(stream_)) {
     const PixelPoint origin = origin_;
     auto picture = ended_ ? nullptr : pictureIn(buffer);
-    if (!ended_) readPointer(*buffer->buffer);
+    if (!ended_) news |= readPointer(*buffer->buffer);
     if (!picture) {
       pw_stream_queue_buffer(stream_, buffer);
       continue;
@@ -245,7 +265,13 @@ void CastStream::process() {
     }
     newest = std::move(picture);  // an older one goes back
   }
-  if (newest) frames_->replace(std::move(newest), damage);
+  if (newest && !damage) damage = frames_->changesIn(*newest);
+  if (newest && (!damage || !damage->empty())) {
+    frames_->replace(std::move(newest), damage);
+    news = true;
+  }
+  newest.reset();
+  if (news) awaitRest();
   comeBack();
 }
 
@@ -302,6 +328,7 @@ std::shared_ptr<const CastPicture> CastStream::pictureIn(pw_buffer* buffer) {
 std::optional<std::vector<PixelRect>> CastStream::damageIn(const spa_buffer& buffer,
                                                            PixelSize picture) {
   const spa_meta* const meta = spa_buffer_find_meta(&buffer, SPA_META_VideoDamage);
+  if (meta) damageTold_ = true;
   if (!meta || !damageBelieved_) return std::nullopt;
   std::vector<PixelRect> rects;
   const PixelRect whole{0, 0, picture.width, picture.height};
@@ -326,20 +353,26 @@ std::optional<std::vector<PixelRect>> CastStream::damageIn(const spa_buffer& buf
   return rects;
 }
 
-void CastStream::readPointer(const spa_buffer& buffer) {
+bool CastStream::readPointer(const spa_buffer& buffer) {
   const spa_meta* const meta = spa_buffer_find_meta(&buffer, SPA_META_Cursor);
-  if (!meta || !announced_) return;
+  if (!meta || !announced_) return false;
   auto pointer = CastPointer::read({static_cast<const std::uint8_t*>(meta->data), meta->size});
-  if (!pointer) return;
-  if (pointer->image) pointer_.shared->show(std::move(*pointer->image));
+  if (!pointer) return false;
+  const bool newImage = pointer->image.has_value();
+  if (newImage) pointer_.shared->show(std::move(*pointer->image));
   const std::int64_t x = std::int64_t{pointer->position.x} - origin_.x;
   const std::int64_t y = std::int64_t{pointer->position.y} - origin_.y;
-  const bool on = x >= 0 && y >= 0 && x < announced_->width && y < announced_->height;
-  if (pointer->here && on) {
+  const bool on =
+      pointer->here && x >= 0 && y >= 0 && x < announced_->width && y < announced_->height;
+  if (on) {
     pointer_.shared->place(pointer_.display, static_cast<double>(x), static_cast<double>(y));
   } else {
     pointer_.shared->leave(pointer_.display);
   }
+  const auto before = std::exchange(
+      pointerAt_,
+      on ? std::optional(PixelPoint{static_cast<int>(x), static_cast<int>(y)}) : std::nullopt);
+  return newImage || before != pointerAt_;
 }
 
 void CastStream::end(const std::string& description) {

@@ -2,6 +2,7 @@
 
 #include <pipewire/pipewire.h>
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -25,6 +26,7 @@ class CastStream {
   struct Events {
     std::function<void(PixelSize)> onFormat;
     std::function<void(std::string description)> onEnded;
+    std::function<void()> onRest;
   };
   struct Pointer {
     DisplayID display = 0;
@@ -48,6 +50,9 @@ class CastStream {
   /// The patience with a stream that does not run begins, or ends.
   void watch(bool waiting);
   void runOut();
+  /// Something new has come: the rest after it is told of.
+  void awaitRest();
+  void rest();
 
   void changeState(pw_stream_state state, const char* error);
   void changeFormat(const spa_pod* format);
@@ -56,7 +61,8 @@ class CastStream {
   void process();
   void comeBack();
 
-  void readPointer(const spa_buffer& buffer);
+  /// True when it has moved or changed.
+  bool readPointer(const spa_buffer& buffer);
   /// The picture in a buffer; nothing when it has none.
   [[nodiscard]] std::shared_ptr<const CastPicture> pictureIn(pw_buffer* buffer);
   /// What changed, in pixels of the picture; nothing when that is not known.
@@ -79,6 +85,7 @@ class CastStream {
   pw_stream* stream_ = nullptr;
   spa_source* patience_ = nullptr;
   spa_source* returned_ = nullptr;
+  spa_source* rest_ = nullptr;
 
   // The rest belongs to the thread.
   std::map<pw_buffer*, std::shared_ptr<CastSlot>> slots_;
@@ -88,6 +95,9 @@ class CastStream {
   bool nodeSeen_ = false;
   bool ran_ = false;
   bool damageBelieved_ = true;
+  bool damageTold_ = false;  // by this compositor, be it right or not
+  std::optional<PixelPoint> pointerAt_;
+  std::chrono::steady_clock::time_point rested_;
   bool nonsenseLogged_ = false;
   bool ended_ = false;
 };

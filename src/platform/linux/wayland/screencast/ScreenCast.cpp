@@ -45,6 +45,12 @@ class PipeWireScreenCast final : public ScreenCast {
         if (callbacks && callbacks->onEnded) callbacks->onEnded(description);
       });
     };
+    events.onRest = [main = main_, weak = std::weak_ptr(callbacks_)] {
+      main->async([weak] {
+        const auto callbacks = weak.lock();
+        if (callbacks && callbacks->onRest) callbacks->onRest();
+      });
+    };
     return events;
   }
 

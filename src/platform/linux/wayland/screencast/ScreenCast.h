@@ -35,6 +35,10 @@ class ScreenCast {
     /// The node, the daemon or the agreement is gone; nothing follows. Main queue, never from
     /// within `open`.
     std::function<void(std::string description)> onEnded;
+    /// Pictures came, and then none for a moment. A busy machine may keep back the last one until
+    /// the next: whoever can have the compositor send something that changes nothing does so now.
+    /// Only of compositors that do not tell what has changed, which are old. Main queue.
+    std::function<void()> onRest = nullptr;
   };
 
   virtual ~ScreenCast() = default;
