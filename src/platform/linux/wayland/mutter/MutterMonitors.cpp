@@ -14,7 +14,8 @@ using namespace std::chrono_literals;
 using Names = MutterNames;
 
 constexpr auto kFirstLook = 2s;  // for the layout, before the desktop is there
-constexpr auto kAppearing = 5s;  // for a monitor, from its turn on
+// For a monitor, from its turn on: longer than a screen cast is patient, which can say why.
+constexpr auto kAppearing = 15s;
 constexpr int kMaxAttempts = 4;  // at a layout, which others change too
 constexpr int kMaxSide = 16384;  // pixels
 
