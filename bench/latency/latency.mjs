@@ -22,7 +22,7 @@ const allSizes = [{ width: 1280, height: 800 }, { width: 1920, height: 1080 },
                   { width: 2732, height: 2048, scale: 2 }, { width: 3840, height: 2160, scale: 2 }];
 const [smallest, usual] = allSizes;
 const mainSize = smallest;  // small, so that extra displays have room on the X screen
-const codeEvery = { still: 1000, idle: 100, text: 100, motion: 100, pointer: 100 };  // ms
+const codeEvery = { still: 1000, idle: 100, text: 100, motion: 100, film: 100, pointer: 100 };  // ms
 const movingLoads = ['idle', 'text', 'motion', 'pointer'];
 const screensAtOnce = [1, 2, 4];
 const slowCable = { rate: 20, delay: 20, loss: 1 };  // Mbit/s, ms each way, per cent

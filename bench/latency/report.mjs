@@ -10,6 +10,7 @@ const measured = JSON.parse(readFileSync(process.argv[2], 'utf8'));
 
 const loadNames = {
   still: 'at rest', idle: 'small changes', text: 'text scrolls', motion: 'everything moves',
+  film: 'every picture is another',
   pointer: 'the pointer moves',
 };
 const subjectNames = {

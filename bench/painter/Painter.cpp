@@ -66,6 +66,7 @@ Painter::Painter(Canvas& canvas, PainterOptions options)
   std::vector<MovingBand> moving;
   if (options_.load == Load::text) moving = Scenery::scrollingText(size.width, size.height);
   if (options_.load == Load::motion) moving = Scenery::landscape(size.width, size.height);
+  if (options_.load == Load::film) moving = Scenery::film(size.width, size.height);
   canvas_.open(size);
   for (auto& band : moving) {
     const xcb_pixmap_t picture = canvas_.upload(band.picture);

@@ -18,6 +18,7 @@ enum class Load {
   idle,     ///< only the code changes
   text,     ///< a page scrolls under a running clock
   motion,   ///< everything moves
+  film,     ///< every picture is another one
   pointer,  ///< only the pointer moves, between two places beside the text; each move is a code
 };
 

@@ -15,6 +15,8 @@ namespace {
 constexpr int kTextLineHeight = 26;    // pixels
 constexpr int kClockWidth = 190;       // pixels
 constexpr int kTextSpeed = 240;        // pixels per second: a person flicking through a page
+constexpr int kCloudSize = 40;         // pixels
+constexpr int kFilmSpeed = 19;         // widths of the picture a second
 constexpr int kLandscapeFactor = 2;    // a landscape repeats after so many window widths
 constexpr unsigned kSceneryDice = 11;  // the same scenery in every run
 
@@ -201,6 +203,24 @@ std::vector<MovingBand> Scenery::scrollingText(int width, int height) {
   const int lines = 20 * static_cast<int>(kSentences.size());
   return {
       {page(width, lines * kTextLineHeight), kBarHeight, height - kBarHeight, kTextSpeed, true}};
+}
+
+std::vector<MovingBand> Scenery::film(int width, int height) {
+  const int whole = width * kLandscapeFactor;
+  const int room = height - kBarHeight;
+  std::minstd_rand dice(kSceneryDice);
+  QImage clouds(whole / kCloudSize, room / kCloudSize, QImage::Format_RGB32);
+  for (int y = 0; y < clouds.height(); ++y) {
+    auto* row = reinterpret_cast<QRgb*>(clouds.scanLine(y));
+    for (int x = 0; x < clouds.width(); ++x) row[x] = static_cast<QRgb>(dice()) | 0xFF000000U;
+  }
+  QImage image = clouds.scaled(whole, room, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+  image.convertTo(QImage::Format_RGB32);
+  for (int y = 0; y < room; ++y) {
+    auto* row = reinterpret_cast<QRgb*>(image.scanLine(y));
+    for (int x = 0; x < whole; ++x) row[x] ^= static_cast<QRgb>(dice() >> 8U & 7U) * 0x010101U;
+  }
+  return {{image, kBarHeight, room, whole * kFilmSpeed}};
 }
 
 std::vector<MovingBand> Scenery::landscape(int width, int height) {

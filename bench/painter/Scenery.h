@@ -30,6 +30,9 @@ class Scenery {
   [[nodiscard]] static std::vector<MovingBand> scrollingText(int width, int height);
   /// Sky, hills, a town and a road that pass at different speeds.
   [[nodiscard]] static std::vector<MovingBand> landscape(int width, int height);
+  /// Clouds with the grain of a film, of which each frame shows another part: nothing in a picture
+  /// can be taken from the one before.
+  [[nodiscard]] static std::vector<MovingBand> film(int width, int height);
 };
 
 }  // namespace tessaline::bench

@@ -20,7 +20,7 @@ constexpr char kUsage[] =
     "  code <counter> <microseconds before> <microseconds after>   (wall clock)\n\n"
     "  --list                  print the monitors, name x y width height, and leave\n"
     "  --geometry WxH+X+Y      where to paint; the whole screen otherwise\n"
-    "  --load still|idle|text|motion|pointer   what moves (motion)\n"
+    "  --load still|idle|text|motion|film|pointer   what moves (motion)\n"
     "  --code-every MS         mean time between two codes (100)\n"
     "  --fps N                 frames per second of text and motion (60)\n"
     "  --seconds N             leave after N seconds (never)\n"
@@ -65,6 +65,8 @@ bool setLoad(std::string_view name, Load& load) {
     load = Load::text;
   else if (name == "motion")
     load = Load::motion;
+  else if (name == "film")
+    load = Load::film;
   else if (name == "pointer")
     load = Load::pointer;
   else

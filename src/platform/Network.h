@@ -58,6 +58,9 @@ class AnyConnection {
   virtual void send(std::vector<SharedBytes> parts, Done done) = 0;
   /// The peer's numeric address, once known.
   [[nodiscard]] virtual std::optional<Endpoint> remoteEndpoint() const = 0;
+  /// How long the newest acknowledged bytes were on their way there and back, smoothed; nothing
+  /// where the system does not tell.
+  [[nodiscard]] virtual std::optional<Duration> roundTrip() const { return std::nullopt; }
   /// The system's privacy rules keep this application off the local network.
   [[nodiscard]] virtual bool localNetworkDenied() const { return false; }
 };

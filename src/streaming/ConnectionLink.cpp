@@ -15,7 +15,10 @@ std::size_t totalSize(const std::vector<SharedBytes>& parts) {
 
 ConnectionLink::ConnectionLink(std::shared_ptr<platform::AnyConnection> connection,
                                std::shared_ptr<Queue> main, Duration goodbyeLimit)
-    : connection_(std::move(connection)), main_(std::move(main)), goodbyeLimit_(goodbyeLimit) {}
+    : connection_(std::move(connection)),
+      main_(std::move(main)),
+      goodbyeLimit_(goodbyeLimit),
+      pace_(connection_->queue()->now()) {}
 
 ConnectionLink::~ConnectionLink() {
   connection_->cancel();
@@ -56,6 +59,7 @@ bool ConnectionLink::send(std::uint8_t type, SharedBytes payload) {
       return false;
     }
     inflight_ += size;
+    pace_.queued(size, queue().now());
     counters_.bytes += size;
     if (type == Proto::frame) ++counters_.frames;
   }
@@ -73,6 +77,7 @@ void ConnectionLink::released(std::size_t bytes) {
   {
     const std::lock_guard lock(mutex_);
     inflight_ -= bytes;
+    pace_.taken(bytes, connection_->roundTrip(), queue().now());
   }
   if (onDrain) onDrain();
 }
@@ -80,6 +85,11 @@ void ConnectionLink::released(std::size_t bytes) {
 std::size_t ConnectionLink::unsentBytes() const {
   const std::lock_guard lock(mutex_);
   return inflight_;
+}
+
+std::optional<int> ConnectionLink::carriedBitRate() const {
+  const std::lock_guard lock(mutex_);
+  return pace_.bitRate();
 }
 
 ScreenLink::Counters ConnectionLink::counters() const {

@@ -7,6 +7,7 @@
 
 #include "base/Queue.h"
 #include "platform/Network.h"
+#include "streaming/LinkPace.h"
 #include "streaming/ScreenLink.h"
 
 namespace tessaline {
@@ -28,6 +29,7 @@ class ConnectionLink : public ScreenLink, public std::enable_shared_from_this<Co
   using ScreenLink::send;
   bool send(std::uint8_t type, SharedBytes payload) override;
   [[nodiscard]] std::size_t unsentBytes() const override;
+  [[nodiscard]] std::optional<int> carriedBitRate() const override;
   [[nodiscard]] Counters counters() const override;
   [[nodiscard]] std::optional<std::string> remoteHost() const override;
 
@@ -62,6 +64,7 @@ class ConnectionLink : public ScreenLink, public std::enable_shared_from_this<Co
   std::size_t inflight_ = 0;  // bytes handed to the connection and not yet taken by the network
   bool closed_ = false;
   Counters counters_;
+  LinkPace pace_;
 };
 
 }  // namespace tessaline

@@ -60,6 +60,9 @@ class ScreenLink {
 
   /// Bytes queued here that the network has not taken yet. Callable from any thread.
   [[nodiscard]] virtual std::size_t unsentBytes() const = 0;
+  /// Bit/s that the network carries without pictures piling up, nothing while it takes all that it
+  /// is given. Callable from any thread.
+  [[nodiscard]] virtual std::optional<int> carriedBitRate() const = 0;
   /// Callable from any thread.
   [[nodiscard]] virtual Counters counters() const = 0;
 };

@@ -110,6 +110,7 @@ class Session : public std::enable_shared_from_this<Session> {
   void receivedFrame(platform::CapturedFrame frame);
   void encoded(bool keyFrame);
   [[nodiscard]] bool mayCapture() const;
+  void followNetwork();
   void letDecoderCatchUp(double decodeTime);
   void keepAliveTick();
   void sendProbe();
@@ -122,7 +123,8 @@ class Session : public std::enable_shared_from_this<Session> {
   const std::shared_ptr<ScreenLink> link_;
   const int bitrate_;
   PixelSize pictureSize_;
-  std::size_t frameAllowance_ = 0;  // unsent bytes above which no new picture is taken
+  int highestRate_ = 0;        // bit/s, of the encoder
+  std::atomic<int> rate_ = 0;  // bit/s, of the encoder on a network that may carry less
 
   bool helloReceived_ = false;
   bool streaming_ = false;

@@ -28,8 +28,8 @@ constexpr auto kFocusInterval = 400ms;
 constexpr double kDecoderBehind = 50;  // ms beyond a device's own time: three pictures wait
 constexpr double kLongestPause = 500;  // ms without a new picture
 
-// One frame of the average bit rate at 60 frames per second: what may be unsent on the link when
-// the next picture is taken. More would be delay, less would leave the network idle.
+// One frame of the bit rate at 60 frames per second: what may be unsent on the link when the next
+// picture is taken. More would be delay, less would leave the network idle.
 std::size_t oneFrame(int bitrate) {
   return static_cast<std::size_t>(bitrate) / 8 / 60;
 }
@@ -85,9 +85,8 @@ void Session::findDisplay(int query) {
 }
 
 void Session::startCapture() {
-  const int rate = encoderBitrate(bitrate_, pictureSize_);
-  frameAllowance_ = oneFrame(rate);
-  encoder_ = Encoder::create(services_.coding, pictureSize_, rate, link_,
+  rate_ = highestRate_ = encoderBitrate(bitrate_, pictureSize_);
+  encoder_ = Encoder::create(services_.coding, pictureSize_, highestRate_, link_,
                              [this](bool keyFrame) { encoded(keyFrame); });
   if (!encoder_) {
     endWith(Messages::noEncoder);
@@ -148,7 +147,12 @@ void Session::captureStarted(const std::optional<std::string>& error) {
 bool Session::mayCapture() const {
   // A picture taken while another is being encoded would be old before its turn came.
   return !decoderBehind_ && encoder_->pendingFrames() == 0 &&
-         link_->unsentBytes() <= frameAllowance_;
+         link_->unsentBytes() <= oneFrame(rate_);
+}
+
+void Session::followNetwork() {
+  const int rate = std::min(highestRate_, link_->carriedBitRate().value_or(highestRate_));
+  if (rate_.exchange(rate) != rate) encoder_->setBitRate(rate);
 }
 
 void Session::letDecoderCatchUp(double decodeTime) {
@@ -174,6 +178,7 @@ void Session::letDecoderCatchUp(double decodeTime) {
 void Session::receivedFrame(platform::CapturedFrame frame) {
   if (frame.status != platform::FrameStatus::complete || !frame.pixels) return;
   if (onActivity && noticeable(frame)) onActivity();
+  followNetwork();
   feed_->captured(std::move(frame));
 }
 

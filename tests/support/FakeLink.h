@@ -19,6 +19,7 @@ class FakeLink final : public ScreenLink {
   bool denied = false;
   bool accepting = true;  // false: every send is dropped
   std::size_t unsent = 0;
+  std::optional<int> carried;
   std::optional<std::string> host = "192.0.2.7";
   bool goodbye = false;
   bool closed = false;
@@ -42,6 +43,7 @@ class FakeLink final : public ScreenLink {
     return true;
   }
   std::size_t unsentBytes() const override { return unsent; }
+  std::optional<int> carriedBitRate() const override { return carried; }
   Counters counters() const override { return {}; }
 
   [[nodiscard]] std::vector<Bytes> payloads(std::uint8_t type) const {

@@ -44,6 +44,9 @@ constexpr int kPatchQp = 14;
 //   1: 22   2: 25   3: 28   6: 35   8: 40   9: 43
 // 6 frames are 100 ms on a network that is as slow as the bit rate, and less pale text fits.
 constexpr double kX264WindowFrames = 6;
+// On a network that is the limit a frame is as late as it is large: a picture that changes has to
+// do with two frames' worth, and gets sharp afterwards.
+constexpr double kX264SlowWindowFrames = 3;
 
 // A second slice thread takes 0 to 30 % off a frame's time when the other core is idle, nothing
 // when a browser uses it, and costs up to 3 dB in a page that changes: for machines with cores to
@@ -83,7 +86,8 @@ X264Recipe x264Recipe(unsigned processors) {
           .stillQuality = kStillQuality,
           .patchQp = kPatchQp,
           .threads = processors >= kProcessorsForTwoSlices ? 2 : 1,
-          .windowFrames = kX264WindowFrames};
+          .windowFrames = kX264WindowFrames,
+          .slowWindowFrames = kX264SlowWindowFrames};
 }
 
 }  // namespace tessaline::platform

@@ -88,6 +88,7 @@ struct X264Encoder::Codec {
   void gather(Clock::time_point time);
   void grant(bool refine);
   [[nodiscard]] double frameBytes() const;
+  [[nodiscard]] double windowFrames() const;
   std::optional<Bytes> codePatches(const PixelBuffer& frame, const FrameNotes& notes);
   std::optional<CodedFrame> codeWhole(const PixelBuffer& frame, bool keyFrame);
 };
@@ -110,6 +111,10 @@ double X264Encoder::Codec::frameBytes() const {
   return bitRate / 8.0 / options.expectedFrameRate;
 }
 
+double X264Encoder::Codec::windowFrames() const {
+  return bitRate < options.averageBitRate ? recipe.slowWindowFrames : recipe.windowFrames;
+}
+
 void X264Encoder::Codec::gather(Clock::time_point time) {
   if (lastTime) {
     const double seconds = std::chrono::duration<double>(time - *lastTime).count();
@@ -118,7 +123,7 @@ void X264Encoder::Codec::gather(Clock::time_point time) {
   }
   lastTime = time;
   // The one frame's worth beyond the window is that of the picture that is about to be coded.
-  unusedFrames = std::clamp(unusedFrames, -recipe.windowFrames, recipe.windowFrames + 1);
+  unusedFrames = std::clamp(unusedFrames, -windowFrames(), windowFrames() + 1);
 }
 
 /// x264 counts frames, not time: without this, a page that changes once a second would get a
@@ -126,12 +131,12 @@ void X264Encoder::Codec::gather(Clock::time_point time) {
 /// frame after it finds the room; the window bounds what may gather.
 void X264Encoder::Codec::grant(bool refine) {
   const double granted =
-      std::clamp(std::floor(unusedFrames), 1.0, std::floor(recipe.windowFrames * kMaximumRefill));
-  unusedFrames = std::clamp(unusedFrames - granted, -recipe.windowFrames, 1.0);
+      std::clamp(std::floor(unusedFrames), 1.0, std::floor(windowFrames() * kMaximumRefill));
+  unusedFrames = std::clamp(unusedFrames - granted, -windowFrames(), 1.0);
   parameters.rc.f_rf_constant = refine ? recipe.stillQuality : recipe.quality;
   parameters.rc.i_vbv_max_bitrate = std::max(1, static_cast<int>(granted * bitRate / kKilobit));
   parameters.rc.i_vbv_buffer_size = std::max(
-      1, static_cast<int>(recipe.windowFrames * bitRate / options.expectedFrameRate / kKilobit));
+      1, static_cast<int>(windowFrames() * bitRate / options.expectedFrameRate / kKilobit));
   if (encoder) x264_encoder_reconfig(encoder.get(), &parameters);
 }
 
@@ -140,7 +145,7 @@ std::optional<Bytes> X264Encoder::Codec::codePatches(const PixelBuffer& frame,
   if (!patches || !referenceKept || notes.keyFrame || notes.refine || !notes.changed) {
     return std::nullopt;
   }
-  const double most = recipe.windowFrames * frameBytes() - ahead;
+  const double most = windowFrames() * frameBytes() - ahead;
   auto unit = patches->code(frame, *notes.changed, reference, frameNumber + 1,
                             static_cast<std::size_t>(std::max(most, 0.0)));
   if (!unit) return std::nullopt;

@@ -20,6 +20,8 @@ struct X264Recipe {
   int threads = 1;  ///< slices coded at the same time
   /// What one frame may take after a quiet time, in frames' worth of the average bit rate.
   double windowFrames = 1;
+  /// The same on a network that carries less than the session's bit rate.
+  double slowWindowFrames = 1;
 };
 
 /// One open x264 encoder. Pictures of which little has changed are coded by a `PatchCoder` instead,

@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 
 #include <boost/asio/error.hpp>
+#include <string_view>
 
 namespace tessaline::platform {
 namespace {
@@ -22,6 +23,10 @@ constexpr int kKeepAliveCount = 3;
 // for the sender to notice a slow network at once, while even a gigabit link takes a quarter of a
 // millisecond to empty it, longer than it takes to be woken for more.
 constexpr int kUnsentBytes = 32 * 1024;
+// Takes lost packets for what they are on a radio link, not for a full one: with 1 % lost and 40 ms
+// there and back, the usual control gets 3 Mbit/s through. Without a right to it the usual one
+// stays.
+constexpr std::string_view kCongestionControl = "bbr";
 // DSCP AF41, interactive video: Wi-Fi puts it into its video queue.
 constexpr int kTrafficClass = 34 << 2;
 
@@ -56,6 +61,23 @@ void tuneStream(boost::asio::ip::tcp::socket& socket) {
   set(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, kUserTimeout);
 #endif
   set(descriptor, IPPROTO_TCP, TCP_NOTSENT_LOWAT, kUnsentBytes);
+#ifdef TCP_CONGESTION
+  ::setsockopt(descriptor, IPPROTO_TCP, TCP_CONGESTION, kCongestionControl.data(),
+               static_cast<socklen_t>(kCongestionControl.size()));
+#endif
+}
+
+std::optional<Duration> roundTripOf(const boost::asio::ip::tcp::socket& socket) {
+#ifdef TCP_INFO
+  tcp_info info{};
+  socklen_t size = sizeof info;
+  // The descriptor of a closed socket is none.
+  const auto descriptor = const_cast<boost::asio::ip::tcp::socket&>(socket).native_handle();
+  if (::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 && info.tcpi_rtt > 0) {
+    return std::chrono::microseconds(info.tcpi_rtt);
+  }
+#endif
+  return std::nullopt;
 }
 
 void tuneDatagrams(boost::asio::ip::udp::socket& socket) {

@@ -2,7 +2,10 @@
 
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ip/udp.hpp>
+#include <optional>
 #include <string>
+
+#include "base/Queue.h"
 
 namespace tessaline::platform {
 
@@ -14,6 +17,9 @@ void keepFromChildren(int descriptor);
 
 /// For connected and connecting TCP sockets alike.
 void tuneStream(boost::asio::ip::tcp::socket& socket);
+
+/// The kernel's smoothed round trip of a TCP connection, nothing before there is one.
+[[nodiscard]] std::optional<Duration> roundTripOf(const boost::asio::ip::tcp::socket& socket);
 
 void tuneDatagrams(boost::asio::ip::udp::socket& socket);
 

@@ -10,6 +10,7 @@
 #include "base/AsioQueue.h"
 #include "platform/common/net/Addresses.h"
 #include "platform/common/net/ConnectionHandle.h"
+#include "platform/common/net/SocketOptions.h"
 
 namespace tessaline::platform {
 
@@ -56,6 +57,10 @@ TcpConnection::TcpConnection(tcp::socket socket, std::shared_ptr<const TlsIdenti
       stream_(std::move(socket), std::move(identity)),
       limit_(executor_),
       remote_(remoteEndpointOf(stream_.socket())) {}
+
+std::optional<Duration> TcpConnection::roundTrip() const {
+  return roundTripOf(stream_.socket());
+}
 
 void TcpConnection::start(StateHandler handler) {
   assertCurrent();

@@ -13,6 +13,7 @@
 #include "base/AsioQueue.h"
 #include "platform/common/net/Addresses.h"
 #include "platform/common/net/ConnectionHandle.h"
+#include "platform/common/net/SocketOptions.h"
 
 namespace tessaline::platform {
 
@@ -65,6 +66,10 @@ WebSocketServerConnection::WebSocketServerConnection(tcp::socket socket,
   stream_.auto_fragment(false);  // one frame for each message, written without a copy
   stream_.binary(true);
   setMaximumMessageSize(kFirstMaximumMessage);
+}
+
+std::optional<Duration> WebSocketServerConnection::roundTrip() const {
+  return roundTripOf(stream_.next_layer().socket());
 }
 
 void WebSocketServerConnection::start(StateHandler handler) {
