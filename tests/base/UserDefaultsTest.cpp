@@ -103,7 +103,7 @@ TEST_F(UserDefaultsTest, ADiskThatIsFullLosesNeitherTheFileNorTheValueAndIsLogge
   ::getrlimit(RLIMIT_FSIZE, &usual);
   const auto handler = std::signal(SIGXFSZ, SIG_IGN);
   testing::internal::CaptureStderr();
-  for (const rlim_t bytes : {500, 1000, 4096}) {  // the log's file has to fit in
+  for (const rlim_t bytes : {rlim_t{500}, rlim_t{1000}, rlim_t{4096}}) {  // the log has to fit in
     const rlimit little{bytes, usual.rlim_max};
     const std::string value(bytes, 'a');
     ::setrlimit(RLIMIT_FSIZE, &little);
