@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -37,6 +38,11 @@ class PointerSource {
   [[nodiscard]] virtual std::shared_ptr<const PointerImage> image() const = 0;
   /// Nothing when there is no such display (any more).
   [[nodiscard]] virtual std::optional<PixelRect> bounds(DisplayID display) const = 0;
+  /// Calls `moved`, on any thread, whenever the pointer's location or image has changed, until the
+  /// handle is destroyed; a call may be under way then. Nothing where the desktop does not tell.
+  [[nodiscard]] virtual std::shared_ptr<void> watch([[maybe_unused]] std::function<void()> moved) {
+    return nullptr;
+  }
 };
 
 }  // namespace tessaline::platform

@@ -13,6 +13,9 @@ constexpr auto kTick = 8ms;
 constexpr std::uint64_t kShapeTicks = 6;     // an image is looked at every 48 ms
 constexpr std::uint64_t kRefreshTicks = 30;  // a still pointer is repeated every 240 ms, in case a
                                              // datagram was lost
+// A pointer that has been still for so long is only repeated, until the desktop tells of a move: a
+// timer that fires 125 times a second is most of what a still screen costs.
+constexpr int kTicksToRest = 125;
 
 }  // namespace
 
@@ -39,32 +42,61 @@ void CursorStreamer::start() {
       }
       self->datagrams_ = self->network_.openDatagram({*host, Proto::cursorPort}, self->queue_);
     }
-    self->timer_ = self->queue_->every(
-        kTick,
-        [weak] {
-          if (const auto streamer = weak.lock()) streamer->tick();
-        },
-        Duration::zero());
+    self->watch_ = self->pointer_->watch([weak] {
+      const auto streamer = weak.lock();
+      if (!streamer || !streamer->resting_) return;
+      streamer->queue_->async([weak] {
+        if (const auto awake = weak.lock()) awake->wake();
+      });
+    });
+    self->tickEvery(kTick);
   });
+}
+
+void CursorStreamer::tickEvery(Duration interval) {
+  timer_ = queue_->every(
+      interval,
+      [weak = weak_from_this()] {
+        if (const auto streamer = weak.lock()) streamer->tick();
+      },
+      interval == kTick ? Duration::zero() : interval);
+}
+
+// Before the tick looks where the pointer is: a move after that look finds it resting and wakes it.
+void CursorStreamer::restOnceStill() {
+  if (resting_ || !watch_ || ++stillTicks_ < kTicksToRest) return;
+  resting_ = true;
+  ticks_ = 0;
+  tickEvery(kTick * kRefreshTicks);
+}
+
+void CursorStreamer::wake() {
+  if (!resting_ || !timer_.active()) return;
+  resting_ = false;
+  stillTicks_ = 0;
+  tickEvery(kTick);
 }
 
 void CursorStreamer::stop() {
   queue_->sync([this] {
+    watch_.reset();
     timer_.cancel();
     datagrams_.reset();
   });
 }
 
 void CursorStreamer::tick() {
-  ++ticks_;
+  ticks_ += resting_ ? kRefreshTicks : 1;
+  restOnceStill();
   if (ticks_ % kShapeTicks == 0) checkShape();
 
   const auto bounds = pointer_->bounds(display_);
   if (!bounds || bounds->empty()) return;  // the display is on its way out
   const auto position = positionOn(*bounds);
   if (last_ == position && ticks_ % kRefreshTicks != 0) return;
-  const bool moved = last_ && (last_->x != position.x || last_->y != position.y);
-  if (moved && position.visible && onMove) onMove();
+  if (last_ != position) stillTicks_ = 0;
+  const bool changed = last_ && (last_->x != position.x || last_->y != position.y);
+  if (changed && position.visible && onMove) onMove();
   last_ = position;
   sendPosition(position);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -31,7 +32,10 @@ class CursorStreamer : public std::enable_shared_from_this<CursorStreamer> {
   void stop();
 
  private:
+  void tickEvery(Duration interval);
   void tick();
+  void restOnceStill();
+  void wake();
   void checkShape();
   [[nodiscard]] CursorPosition positionOn(const PixelRect& bounds) const;
   void sendPosition(const CursorPosition& position);
@@ -44,8 +48,11 @@ class CursorStreamer : public std::enable_shared_from_this<CursorStreamer> {
   const std::shared_ptr<Queue> queue_;
 
   std::unique_ptr<platform::DatagramConnection> datagrams_;  // none for inline links
+  std::shared_ptr<void> watch_;  // none where the desktop does not tell of moves
   Timer timer_;
-  std::uint16_t sequence_ = 0;  // of the last position sent; wraps
+  std::atomic<bool> resting_ = false;  // written on the queue
+  int stillTicks_ = 0;                 // one after the other
+  std::uint16_t sequence_ = 0;         // of the last position sent; wraps
   std::optional<CursorPosition> last_;
   std::uint64_t ticks_ = 0;
   std::uint64_t shapeHash_ = 0;    // of the last image the link accepted

@@ -60,6 +60,28 @@ TEST_F(CursorStreamerTest, SendsMovesAtOnceAndRepeatsAStillPointerNowAndThen) {
   EXPECT_TRUE(link_->sent.empty());
 }
 
+TEST_F(CursorStreamerTest, RestsWhileThePointerIsStillAndWakesWhenItIsToldOfAMove) {
+  pointer_->tells = true;
+  pointer_->where = {{1400, 300}};
+  start();
+  queues_.advance(2s);
+  link_->sent.clear();
+  pointer_->asked = 0;
+  queues_.advance(2400ms);
+  EXPECT_EQ(link_->count(Proto::cursorPos), 10U);
+  EXPECT_LE(pointer_->asked, 10);
+
+  for (const double x : {1401, 1402, 1403}) {
+    link_->sent.clear();
+    pointer_->where = {{x, 300}};
+    pointer_->moved();
+    queues_.advance(8ms);
+    EXPECT_EQ(link_->count(Proto::cursorPos), 1U) << x;
+  }
+  streamer_->stop();
+  EXPECT_FALSE(pointer_->moved);
+}
+
 TEST_F(CursorStreamerTest, AComputersPointerTravelsInDatagrams) {
   link_->inlinePointer = false;
   pointer_->where = {{1000, 0}};

@@ -23,10 +23,21 @@ class FakePointer final : public platform::PointerSource {
       platform::PointerLocation();  // nothing: not told
   std::shared_ptr<const platform::PointerImage> picture;
   PixelRect display{1000, 0, 800, 600};
+  bool tells = false;           // of moves
+  std::function<void()> moved;  // while somebody watches
+  mutable int asked = 0;        // for the location
 
-  std::optional<platform::PointerLocation> location() const override { return where; }
+  std::optional<platform::PointerLocation> location() const override {
+    ++asked;
+    return where;
+  }
   std::shared_ptr<const platform::PointerImage> image() const override { return picture; }
   std::optional<PixelRect> bounds(platform::DisplayID) const override { return display; }
+  std::shared_ptr<void> watch(std::function<void()> watcher) override {
+    if (!tells) return nullptr;
+    moved = std::move(watcher);
+    return {this, [](FakePointer* pointer) { pointer->moved = nullptr; }};
+  }
 };
 
 /// Writes down what is posted, one line for each event: "move @30,40", "left down 1 @30,40".

@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "platform/PointerSource.h"
 #include "platform/linux/x11/DisplayDirectory.h"
@@ -33,12 +34,14 @@ class X11Pointer final : public PointerSource, public std::enable_shared_from_th
   [[nodiscard]] std::optional<PointerLocation> location() const override;
   [[nodiscard]] std::shared_ptr<const PointerImage> image() const override;
   [[nodiscard]] std::optional<PixelRect> bounds(DisplayID display) const override;
+  [[nodiscard]] std::shared_ptr<void> watch(std::function<void()> moved) override;
 
  private:
   /// Asks for the location although no event of the connection says that it changed.
   void refresh();
   void fetchLocation();
   void fetchImage();
+  void tellWatchers();
 
   const std::shared_ptr<Queue> queue_;
   const std::shared_ptr<const DisplayDirectory> directory_;
@@ -50,8 +53,9 @@ class X11Pointer final : public PointerSource, public std::enable_shared_from_th
   bool imageChanged_ = true;
 
   mutable std::mutex mutex_;
-  PointerLocation location_;                   // guarded by mutex_
-  std::shared_ptr<const PointerImage> image_;  // guarded by mutex_
+  PointerLocation location_;                                    // guarded by mutex_
+  std::shared_ptr<const PointerImage> image_;                   // guarded by mutex_
+  std::vector<std::weak_ptr<std::function<void()>>> watchers_;  // guarded by mutex_
 };
 
 }  // namespace tessaline::platform
