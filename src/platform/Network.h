@@ -37,6 +37,11 @@ enum class ConnectionState {
   cancelled,
 };
 
+struct NetworkPath {
+  Duration roundTrip{};         ///< of the newest acknowledged bytes, smoothed
+  std::uint32_t resentPackets;  ///< since the connection began; wraps
+};
+
 /// What TCP and WebSocket connections have in common. A connection lives on the queue given when it
 /// was made: its operations are called there (except `cancel`, from anywhere) and its callbacks run
 /// there. Handlers hold their owner weakly; a connection destroys its handlers when it is
@@ -58,9 +63,8 @@ class AnyConnection {
   virtual void send(std::vector<SharedBytes> parts, Done done) = 0;
   /// The peer's numeric address, once known.
   [[nodiscard]] virtual std::optional<Endpoint> remoteEndpoint() const = 0;
-  /// How long the newest acknowledged bytes were on their way there and back, smoothed; nothing
-  /// where the system does not tell.
-  [[nodiscard]] virtual std::optional<Duration> roundTrip() const { return std::nullopt; }
+  /// What the system knows of the way to the peer, nothing where it does not tell.
+  [[nodiscard]] virtual std::optional<NetworkPath> path() const { return std::nullopt; }
   /// The system's privacy rules keep this application off the local network.
   [[nodiscard]] virtual bool localNetworkDenied() const { return false; }
 };

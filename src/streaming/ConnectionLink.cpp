@@ -77,7 +77,7 @@ void ConnectionLink::released(std::size_t bytes) {
   {
     const std::lock_guard lock(mutex_);
     inflight_ -= bytes;
-    pace_.taken(bytes, connection_->roundTrip(), queue().now());
+    pace_.taken(bytes, connection_->path(), queue().now());
   }
   if (onDrain) onDrain();
 }

@@ -1,6 +1,7 @@
 #include "streaming/LinkPace.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tessaline {
 namespace {
@@ -22,6 +23,14 @@ constexpr Duration kShortLine = 10ms;
 constexpr double kLeastOfLine = 3'000'000;  // bit/s
 // A line that stays although less is sent is none: the way has become longer.
 constexpr int kWindowsOfLongerWay = 8;
+// A lost packet holds up what follows for a round trip, and as many are lost as are sent: a network
+// that repairs for most of the time shows everything late, one that is sent less shows most at
+// once.
+constexpr double kMostRepair = 0.3;
+constexpr double kLittleRepair = 0.2;
+constexpr double kRepairWeight = 0.15;        // of the newest window
+constexpr double kRepairCut = 0.97;           // besides the used share
+constexpr double kLeastOfRepair = 4'000'000;  // bit/s
 // Of what a busy network carried: the rest empties the lines that have formed in it.
 constexpr double kUsedShare = 0.85;
 // Growth of the rate for each window that used it with room left; faster when many did.
@@ -39,12 +48,14 @@ void LinkPace::queued(std::size_t bytes, Clock::time_point now) {
   waiting_ += bytes;
 }
 
-void LinkPace::taken(std::size_t bytes, std::optional<Duration> roundTrip, Clock::time_point now) {
+void LinkPace::taken(std::size_t bytes, const std::optional<platform::NetworkPath>& path,
+                     Clock::time_point now) {
   waiting_ -= std::min(bytes, waiting_);
   taken_ += bytes;
-  if (roundTrip) {
-    roundTrip_ = roundTrip;
-    leastRoundTrip_ = std::min(leastRoundTrip_.value_or(*roundTrip), *roundTrip);
+  if (path) {
+    roundTrip_ = path->roundTrip;
+    leastRoundTrip_ = std::min(leastRoundTrip_.value_or(*roundTrip_), *roundTrip_);
+    resentPackets_ = path->resentPackets;
   }
   advance(now);
 }
@@ -74,6 +85,10 @@ void LinkPace::judge(double seconds) {
   if (carried_.size() > kWindowsRemembered) carried_.pop_front();
   const double share = std::chrono::duration<double>(held_).count() / seconds;
 
+  const auto resent = resentPackets_ - std::exchange(resentBefore_, resentPackets_);
+  const double roundTrip = std::chrono::duration<double>(roundTrip_.value_or(Duration())).count();
+  repairShare_ += kRepairWeight * (std::min(1.0, resent * roundTrip / seconds) - repairShare_);
+
   const double used = kUsedShare * *std::ranges::max_element(carried_);
   slowWindows_ = lineDelay() > kLongLine ? slowWindows_ + 1 : 0;
   if (slowWindows_ > kWindowsOfLongerWay) {
@@ -86,8 +101,11 @@ void LinkPace::judge(double seconds) {
   } else if (slowWindows_ > 0) {
     if (used > (rate_ ? kLeastRate : kLeastOfLine)) rate_ = used;
     freeWindows_ = 0;
-  } else if (rate_ && share <= kFreeShare && lineDelay() <= kShortLine &&
-             carried >= kNeededShare * *rate_) {
+  } else if (repairShare_ > kMostRepair) {
+    if (used > kLeastOfRepair) rate_ = std::min(rate_.value_or(used), used) * kRepairCut;
+    freeWindows_ = 0;
+  } else if (rate_ && repairShare_ <= kLittleRepair && share <= kFreeShare &&
+             lineDelay() <= kShortLine && carried >= kNeededShare * *rate_) {
     *rate_ *= ++freeWindows_ > kFreeWindows ? kFastGrowth : kGrowth;
     if (*rate_ > kMostRate) rate_.reset();
   }

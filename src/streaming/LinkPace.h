@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "base/Queue.h"
+#include "platform/Network.h"
 
 namespace tessaline {
 
@@ -17,8 +18,9 @@ class LinkPace {
 
   /// A message waits for the network.
   void queued(std::size_t bytes, Clock::time_point now);
-  /// The network took a message. `roundTrip` is that of the bytes before it, where it is known.
-  void taken(std::size_t bytes, std::optional<Duration> roundTrip, Clock::time_point now);
+  /// The network took a message. `path` is the way of the bytes before it, where it is known.
+  void taken(std::size_t bytes, const std::optional<platform::NetworkPath>& path,
+             Clock::time_point now);
 
   /// Bit/s that pictures may have without piling up, nothing when no limit is known.
   [[nodiscard]] std::optional<int> bitRate() const;
@@ -36,9 +38,12 @@ class LinkPace {
   std::deque<double> carried_;  // bit/s, in the last windows
   std::optional<Duration> roundTrip_;
   std::optional<Duration> leastRoundTrip_;
-  int freeWindows_ = 0;         // that could grow, since one that had to shrink
-  int slowWindows_ = 0;         // one after the other, with a line in the network
-  std::optional<double> rate_;  // bit/s
+  std::uint32_t resentPackets_ = 0;
+  std::uint32_t resentBefore_ = 0;  // when this window began
+  double repairShare_ = 0;          // of the time, smoothed: a lost packet held up all behind it
+  int freeWindows_ = 0;             // that could grow, since one that had to shrink
+  int slowWindows_ = 0;             // one after the other, with a line in the network
+  std::optional<double> rate_;      // bit/s
 };
 
 }  // namespace tessaline

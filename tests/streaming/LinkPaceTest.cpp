@@ -21,6 +21,7 @@ class Way {
  public:
   double bitsPerSecond = 0;
   Duration length = 40ms;  // there and back, with nobody else on it
+  double lostShare = 0;    // of the packets
 
   void run(Duration time) {
     for (const auto end = now_ + time; now_ < end; now_ += kStep) {
@@ -56,13 +57,18 @@ class Way {
       const double bytes = waiting_.front();
       waiting_.pop_front();
       onTheWay_ += bytes;
-      pace.taken(static_cast<std::size_t>(bytes), length + lineDelay(), now_);
+      const auto packets = bytes / 1448;
+      resent_ += packets * lostShare;
+      pace.taken(static_cast<std::size_t>(bytes),
+                 platform::NetworkPath{length + lineDelay(), static_cast<std::uint32_t>(resent_)},
+                 now_);
     }
   }
 
   Clock::time_point now_;
   Clock::time_point nextFrame_;
   std::deque<double> waiting_;  // bytes of each message
+  double resent_ = 0;           // packets
   double onTheWay_ = 0;         // bytes, and in lines
 };
 
@@ -86,6 +92,18 @@ TEST(LinkPace, FollowsWhatTheNetworkCarriesWithoutALineInIt) {
     EXPECT_LT(lines / kLooks, 50ms) << rate;
   }
   way.bitsPerSecond = 1e9;
+  way.run(20s);
+  EXPECT_EQ(way.rate(), kWanted);
+}
+
+TEST(LinkPace, SendsLessWhereLossHoldsMostOfItUp) {
+  Way way;
+  way.bitsPerSecond = 100e6;
+  way.lostShare = 0.01;
+  way.run(20s);
+  EXPECT_GT(way.rate(), 4e6);
+  EXPECT_LT(way.rate(), 14e6);
+  way.lostShare = 0;
   way.run(20s);
   EXPECT_EQ(way.rate(), kWanted);
 }

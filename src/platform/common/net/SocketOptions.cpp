@@ -67,14 +67,14 @@ void tuneStream(boost::asio::ip::tcp::socket& socket) {
 #endif
 }
 
-std::optional<Duration> roundTripOf(const boost::asio::ip::tcp::socket& socket) {
+std::optional<NetworkPath> pathOf(const boost::asio::ip::tcp::socket& socket) {
 #ifdef TCP_INFO
   tcp_info info{};
   socklen_t size = sizeof info;
   // The descriptor of a closed socket is none.
   const auto descriptor = const_cast<boost::asio::ip::tcp::socket&>(socket).native_handle();
   if (::getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 && info.tcpi_rtt > 0) {
-    return std::chrono::microseconds(info.tcpi_rtt);
+    return NetworkPath{std::chrono::microseconds(info.tcpi_rtt), info.tcpi_total_retrans};
   }
 #endif
   return std::nullopt;

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "base/Queue.h"
+#include "platform/Network.h"
 
 namespace tessaline::platform {
 
@@ -18,8 +18,8 @@ void keepFromChildren(int descriptor);
 /// For connected and connecting TCP sockets alike.
 void tuneStream(boost::asio::ip::tcp::socket& socket);
 
-/// The kernel's smoothed round trip of a TCP connection, nothing before there is one.
-[[nodiscard]] std::optional<Duration> roundTripOf(const boost::asio::ip::tcp::socket& socket);
+/// What the kernel knows of a TCP connection's way, nothing before it does.
+[[nodiscard]] std::optional<NetworkPath> pathOf(const boost::asio::ip::tcp::socket& socket);
 
 void tuneDatagrams(boost::asio::ip::udp::socket& socket);
 

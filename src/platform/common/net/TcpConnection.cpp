@@ -58,8 +58,8 @@ TcpConnection::TcpConnection(tcp::socket socket, std::shared_ptr<const TlsIdenti
       limit_(executor_),
       remote_(remoteEndpointOf(stream_.socket())) {}
 
-std::optional<Duration> TcpConnection::roundTrip() const {
-  return roundTripOf(stream_.socket());
+std::optional<NetworkPath> TcpConnection::path() const {
+  return pathOf(stream_.socket());
 }
 
 void TcpConnection::start(StateHandler handler) {

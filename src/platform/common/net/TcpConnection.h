@@ -35,7 +35,7 @@ class TcpConnection final : public Connection, public std::enable_shared_from_th
   void start(StateHandler handler) override;
   void cancel() override;
   [[nodiscard]] std::optional<Endpoint> remoteEndpoint() const override { return remote_; }
-  [[nodiscard]] std::optional<Duration> roundTrip() const override;
+  [[nodiscard]] std::optional<NetworkPath> path() const override;
   void send(std::vector<SharedBytes> parts, Done done) override;
   void receive(std::size_t minimum, std::size_t maximum,
                std::function<void(Received)> done) override;

@@ -68,8 +68,8 @@ WebSocketServerConnection::WebSocketServerConnection(tcp::socket socket,
   setMaximumMessageSize(kFirstMaximumMessage);
 }
 
-std::optional<Duration> WebSocketServerConnection::roundTrip() const {
-  return roundTripOf(stream_.next_layer().socket());
+std::optional<NetworkPath> WebSocketServerConnection::path() const {
+  return pathOf(stream_.next_layer().socket());
 }
 
 void WebSocketServerConnection::start(StateHandler handler) {

@@ -41,7 +41,7 @@ class WebSocketServerConnection final
   void start(StateHandler handler) override;
   void cancel() override;
   [[nodiscard]] std::optional<Endpoint> remoteEndpoint() const override { return remote_; }
-  [[nodiscard]] std::optional<Duration> roundTrip() const override;
+  [[nodiscard]] std::optional<NetworkPath> path() const override;
   void send(std::vector<SharedBytes> parts, Done done) override;
   void receive(std::function<void(std::optional<Message>)> done) override;
   void setMaximumMessageSize(std::size_t bytes) override;
