@@ -62,7 +62,7 @@ std::filesystem::path commandSocket(const WaylandConnection& connection) {
 
 }  // namespace
 
-Result<SessionProbe> SessionProbe::lookForOutputs() {
+Result<SessionProbe> SessionProbe::look() {
   auto connection = WaylandConnection::open(kPatience);
   if (!connection) return Failure{connection.error()};
   if (const auto names = lacking(**connection, kForOutputs); !names.empty()) {
@@ -71,16 +71,10 @@ Result<SessionProbe> SessionProbe::lookForOutputs() {
   auto commands = commandSocket(**connection);
   if (commands.empty())
     return Failure{"the compositor is not sway, which makes outputs on request"};
-  return SessionProbe{std::move(*connection), std::move(commands)};
-}
-
-Result<SessionProbe> SessionProbe::look() {
-  auto probe = lookForOutputs();
-  if (!probe) return probe;
-  if (const auto names = lacking(*probe->connection, kForCaptures); !names.empty()) {
+  if (const auto names = lacking(**connection, kForCaptures); !names.empty()) {
     return Failure{"the compositor lacks " + names + " (sway has it from 1.12 on)"};
   }
-  return probe;
+  return SessionProbe{std::move(*connection), std::move(commands)};
 }
 
 }  // namespace tessaline::platform

@@ -18,9 +18,6 @@ struct SessionProbe {
 
   /// Fails with what is lacking. Takes a few seconds at most, and those only where something hangs.
   [[nodiscard]] static Result<SessionProbe> look();
-
-  /// The same without asking for what only captures need.
-  [[nodiscard]] static Result<SessionProbe> lookForOutputs();
 };
 
 }  // namespace tessaline::platform
