@@ -222,6 +222,16 @@ TEST_F(ScreenCastTest, DamageThatGotLostIsMadeUpFor) {
   expectLuma(whole, {10, 10}, kRedLuma);
 }
 
+TEST_F(ScreenCastTest, APictureThatRepeatsIsNoFrame) {
+  open();
+  ASSERT_TRUE(deliver({.colour = kGreen}));
+  startCapture();
+  nextFrame();
+  ASSERT_TRUE(deliver({.colour = kGreen}));
+  ASSERT_TRUE(deliver({.colour = kRed}));
+  expectLuma(nextFrame(), {10, 10}, kRedLuma);
+}
+
 TEST_F(ScreenCastTest, ThePointerComesBesideThePictures) {
   open();
   ASSERT_TRUE(deliver({.colour = kGreen}));

@@ -13,9 +13,10 @@ namespace {
 
 using Names = MutterNames;
 
-// Mutter 43 does not tell programs of the end of a touch that it hears of together with its begin:
-// to most of them the finger then stays down. Real fingers take longer than this.
-constexpr auto kShortestTouch = std::chrono::milliseconds(40);
+// Mutter 43 does not tell programs of the end of a touch that it handles together with its begin:
+// to most of them the finger then stays down. It handles touches behind motions, which wait for its
+// next picture, so it gets this time for that twice, and in between it has to answer.
+constexpr auto kTouchPause = std::chrono::milliseconds(25);
 constexpr std::uint32_t kPrimingSlot = 31;  // apart from those of real touches
 constexpr std::uint32_t kContinuous = 8;  // a source of scrolling: by pixels, and it does not coast
 
@@ -178,10 +179,21 @@ void MutterDevices::touchDown(std::uint32_t slot, PointerLocation at) {
         place->session->remote(), Names::kRemoteSession, "NotifyTouchDown", alive_,
         [this, session = place->session](const BusFailure& /*failure*/) {
           --inFlight_;
-          if (touchingOn_ != session) return;
-          touching_ = queues_.main()->after(kShortestTouch, [this] { touched(); });
+          if (touchingOn_ == session) pauseTouch(true);
         },
         place->session->streamPath(), slot, place->x, place->y);
+  });
+}
+
+void MutterDevices::pauseTouch(bool again) {
+  touching_ = queues_.main()->after(kTouchPause, [this, again] {
+    if (!again || !touchingOn_->remote()) return touched();
+    bus_.call<sdbus::Variant>(
+        touchingOn_->remote(), Names::kProperties, "Get", alive_,
+        [this, session = touchingOn_](const BusFailure& /*failure*/, const sdbus::Variant&) {
+          if (touchingOn_ == session) pauseTouch(false);
+        },
+        std::string(Names::kRemoteSession), std::string("SessionId"));
   });
 }
 

@@ -56,6 +56,7 @@ class MutterDevices final : public SeatDevices {
 
   void post(std::function<void()> action);
   void work();
+  void pauseTouch(bool again);
   /// The touch that has begun is long enough to end.
   void touched();
   [[nodiscard]] std::optional<Target> target(PointerLocation at) const;

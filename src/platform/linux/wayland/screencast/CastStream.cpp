@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <ctime>
 #include <utility>
@@ -41,6 +42,14 @@ std::optional<T> metaOf(const spa_buffer& buffer, std::uint32_t type) {
   T value;
   std::memcpy(&value, found, sizeof(T));  // the other process may change it at any time
   return value;
+}
+
+pw_context* newContext(pw_loop* loop) {
+  // PipeWire drops a buffer that comes before this process has taken the one before, so what takes
+  // them is to run before others. Newer versions of PipeWire have it so without being asked.
+  auto* const urgent = pw_properties_new(PW_KEY_CONFIG_NAME, "client-rt.conf", nullptr);
+  pw_context* const context = pw_context_new(loop, urgent, 0);
+  return context ? context : pw_context_new(loop, nullptr, 0);
 }
 
 }  // namespace
@@ -127,7 +136,7 @@ std::optional<std::string> CastStream::open(ScreenCast::Source source,
 bool CastStream::connect(int remote) {
   loop_ = pw_thread_loop_new("pipewire", nullptr);
   pw_loop* const loop = loop_ ? pw_thread_loop_get_loop(loop_) : nullptr;
-  context_ = loop ? pw_context_new(loop, nullptr, 0) : nullptr;
+  context_ = loop ? newContext(loop) : nullptr;
   if (!context_) {
     if (remote >= 0) ::close(remote);
     return false;
@@ -179,16 +188,13 @@ void CastStream::runOut() {
 }
 
 void CastStream::awaitRest() {
-  // What the end of the last rest brought about is no reason for another.
-  if (damageTold_ || std::chrono::steady_clock::now() - rested_ < kRest) return;
+  if (damageTold_) return;
   timespec after{0, std::chrono::nanoseconds(kRest).count()};
   pw_loop_update_timer(pw_thread_loop_get_loop(loop_), rest_, &after, nullptr, false);
 }
 
 void CastStream::rest() {
-  if (ended_) return;
-  rested_ = std::chrono::steady_clock::now();
-  events_.onRest();
+  if (!ended_) events_.onRest();
 }
 
 void CastStream::changeState(pw_stream_state state, const char* error) {
@@ -268,7 +274,8 @@ void CastStream::process() {
   if (newest && !damage) damage = frames_->changesIn(*newest);
   if (newest && (!damage || !damage->empty())) {
     frames_->replace(std::move(newest), damage);
-    news = true;
+    // One that cannot be compared may be the answer to the end of the last rest.
+    if (damage) news = true;
   }
   newest.reset();
   if (news) awaitRest();

@@ -2,7 +2,6 @@
 
 #include <pipewire/pipewire.h>
 
-#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -97,7 +96,6 @@ class CastStream {
   bool damageBelieved_ = true;
   bool damageTold_ = false;  // by this compositor, be it right or not
   std::optional<PixelPoint> pointerAt_;
-  std::chrono::steady_clock::time_point rested_;
   bool nonsenseLogged_ = false;
   bool ended_ = false;
 };
