@@ -81,8 +81,8 @@ const { rate, delay, loss } = measured.slowCable;
 
 process.stdout.write(`# Measured on ${measured.date.slice(0, 10)}
 
-${machine()}. Computers, network and browsers (headless Chromium, which decodes on these cores) are
-all on this machine. \`bench/run\` measures and writes this page.
+${machine()}. Computers, network and browsers (headless Chromium,
+which decodes on these cores) are all on this machine. \`bench/run\` measures and writes this page.
 
 ## Targets
 

@@ -4,7 +4,7 @@ const nativeOverFloor = 1.5;
 const idleOverVnc = 1;
 const busyOverVnc = 1 / 3;
 const largestOverSmallest = 2;     // typing at 3840 × 2160 over typing at 1280 × 800
-const stillCores = 0.005;          // what the clock of processor time hardly shows
+const stillCores = 0.005;          // half a percent: five steps of the clock in ten seconds
 const fourStillOverOne = 1.1;
 const slow = { medianMs: 80, p95Ms: 200, framesPerSecond: 15, pauseMs: 500 };
 
@@ -46,7 +46,7 @@ export function targetRows({ rows, floors }) {
   }
   const atRest = rows.filter(({ load, screens, cable }) => load === 'still' && !screens && !cable);
   for (const { size, through, cores } of atRest) {
-    found.push([`${size}, at rest, ${through}`, 'nothing measurable',
+    found.push([`${size}, at rest, ${through}`, 'next to nothing: ≤ 0.5 % of a core',
                 `${(cores * 100).toFixed(1)} % of a core`, verdict(cores <= stillCores)]);
   }
   const still = (screens) => find('1280x800', 'browser', 'still', { screens })?.cores;
