@@ -25,7 +25,8 @@ using Pair = sdbus::Struct<std::int32_t, std::int32_t>;
 std::string sessionOf(const PortalAnswer& answer) {
   // A text by the interface's words; an object path is what it means.
   if (const auto text = portalValue<std::string>(answer.values, "session_handle")) return *text;
-  return portalValue<sdbus::ObjectPath>(answer.values, "session_handle").value_or(sdbus::ObjectPath());
+  return portalValue<sdbus::ObjectPath>(answer.values, "session_handle")
+      .value_or(sdbus::ObjectPath());
 }
 
 std::optional<std::string> tokenOf(const PortalAnswer& answer) {
