@@ -1,19 +1,25 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <future>
+#include <map>
 #include <optional>
 #include <sstream>
+#include <thread>
 
 #include "base/AsioQueue.h"
 #include "platform/linux/desktop/ApplicationFolders.h"
 #include "platform/linux/desktop/InstanceLock.h"
 #include "platform/linux/desktop/LoginEntry.h"
+#include "platform/linux/desktop/LoginPortal.h"
+#include "platform/linux/desktop/SdBus.h"
 #include "platform/linux/desktop/TerminationSignals.h"
 #include "support/Program.h"
+#include "support/SessionBus.h"
 #include "support/TemporaryFolder.h"
 
 namespace tessaline::platform {
@@ -48,6 +54,65 @@ TEST(Workspace, RelaunchStartsTheFileThatIsThereNowWithACleanSlate) {
   // Both processes write to one pipe: its end is the end of both.
   probe.wait();
   EXPECT_THAT(probe.output(), testing::HasSubstr("successor files=0 ignored=0 blocked=0 again=0"));
+}
+
+/// sdbus-c++ 1 points to the message, 2 hands it over.
+std::string senderOf(const auto& message) {
+  if constexpr (std::is_pointer_v<std::decay_t<decltype(message)>>) {
+    return message->getSender();
+  } else {
+    return message.getSender();
+  }
+}
+
+TEST(LoginPortal, KeepsWhatTheDesktopHasGranted) {
+  if (!test::SessionBus::available()) GTEST_SKIP() << "dbus-daemon is not installed";
+  const test::TemporaryFolder folder;
+  ::setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1);
+  const test::SessionBus bus;
+  using Values = std::map<std::string, sdbus::Variant>;
+  const auto connection = sdbus::createSessionBusConnection();
+  bus::Object portal(*connection, "/org/freedesktop/portal/desktop");
+  std::unique_ptr<sdbus::IObject> answer;
+  std::vector<std::string> commands;
+  bool grants = true;
+  portal.method("org.freedesktop.portal.Background", "RequestBackground",
+                [&](const std::string&, const Values& options) {
+                  std::string sender = senderOf(portal->getCurrentlyProcessedMessage());
+                  std::ranges::replace(sender, '.', '_');
+                  const std::string path = "/org/freedesktop/portal/desktop/request/" +
+                                           sender.substr(1) + "/" +
+                                           options.at("handle_token").get<std::string>();
+                  commands = options.at("commandline").get<std::vector<std::string>>();
+                  answer = sdbus::createObject(*connection, sdbus::ObjectPath(path));
+                  const bool on = grants && options.at("autostart").get<bool>();
+                  answer->emitSignal("Response")
+                      .onInterface("org.freedesktop.portal.Request")
+                      .withArguments(std::uint32_t{grants ? 0U : 1U},
+                                     Values{{"autostart", sdbus::Variant(on)}});
+                  return sdbus::ObjectPath(path);
+                });
+  portal.publish();
+  connection->requestName(bus::ServiceName("org.freedesktop.portal.Desktop"));
+  connection->enterEventLoopAsync();
+
+  LoginPortal login;
+  const auto becomes = [](bool on) {
+    const auto end = std::chrono::steady_clock::now() + 20s;
+    while (LoginEntry::exists("app.tessaline") != on && std::chrono::steady_clock::now() < end) {
+      std::this_thread::yield();
+    }
+    return LoginEntry::exists("app.tessaline") == on;
+  };
+  login.request("app.tessaline", "/app/bin/tessaline", true);
+  EXPECT_TRUE(becomes(true));
+  EXPECT_EQ(commands, std::vector<std::string>{"tessaline"});
+  login.request("app.tessaline", "/app/bin/tessaline", false);
+  EXPECT_TRUE(becomes(false));
+  LoginEntry::write("app.tessaline", "/app/bin/tessaline");
+  grants = false;
+  login.request("app.tessaline", "/app/bin/tessaline", true);
+  EXPECT_TRUE(becomes(false)) << "a refusal is seen in the menu";
 }
 
 TEST(TerminationSignals, ArriveOnTheMainQueueAndABrokenPipeDoesNot) {

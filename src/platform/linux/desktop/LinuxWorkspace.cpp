@@ -88,7 +88,9 @@ bool LinuxWorkspace::opensAtLogin(std::string_view label) const {
 }
 
 void LinuxWorkspace::setOpensAtLogin(std::string_view label, bool on) {
-  if (!on) {
+  if (LoginPortal::needed()) {
+    loginPortal_.request(std::string(label), executable_, on);
+  } else if (!on) {
     LoginEntry::remove(label);
   } else if (!executable_.empty()) {
     LoginEntry::write(label, executable_);

@@ -4,14 +4,15 @@
 #include <string>
 
 #include "platform/Workspace.h"
+#include "platform/linux/desktop/LoginPortal.h"
 #include "platform/linux/desktop/SleepInhibitor.h"
 
 namespace tessaline::platform {
 
 /// What a Linux desktop does for the application: xdg-open for links, this application's own file
-/// started again now or at each login (an XDG autostart entry), and inhibitions against sleep. Make
-/// one right at the start of the process: an upgrade that replaces the file later makes its path
-/// unreadable. Main queue.
+/// started again now or at each login (an XDG autostart entry, or the portal), and inhibitions
+/// against sleep. Make one right at the start of the process: an upgrade that replaces the file
+/// later makes its path unreadable. Main queue.
 class LinuxWorkspace final : public Workspace {
  public:
   LinuxWorkspace();
@@ -30,6 +31,7 @@ class LinuxWorkspace final : public Workspace {
  private:
   const std::string executable_;
   SleepInhibitor inhibitor_;
+  LoginPortal loginPortal_;  // in a sandbox
 };
 
 }  // namespace tessaline::platform
