@@ -6,6 +6,7 @@
 
 #include "base/Hashes.h"
 #include "base/RandomText.h"
+#include "base/Utf8.h"
 
 namespace tessaline {
 namespace {
@@ -40,6 +41,8 @@ TEST(Utf8, InvalidSequencesBecomeReplacements) {
   for (const auto& [bytes, repaired] : cases) EXPECT_EQ(repairUtf8(viewBytes(bytes)), repaired);
   EXPECT_EQ(firstCharacters("né日🙂x", 4), "né日🙂");
   EXPECT_EQ(firstCharacters("ab", 4), "ab");
+  EXPECT_EQ(decodeUtf8("aß€🙂"), U"aß€🙂");
+  EXPECT_EQ(encodeUtf8(U"aß€🙂"), "aß€🙂");
 }
 
 // A display's serial number and the page's version must not change between releases.
