@@ -59,6 +59,9 @@ class ShownWindows : public testing::Test {
  protected:
   void SetUp() override {
     if (QGuiApplication::platformName() != "xcb") GTEST_SKIP() << "no private X server";
+    QFont font = QApplication::font();
+    font.setFamily("DejaVu Sans");  // with taller letters windows scroll
+    QApplication::setFont(font);
   }
   void TearDown() override { QApplication::setPalette(palette(false)); }
 

@@ -65,9 +65,14 @@ function serverOf(desktop) {
 // What the X server keeps for the application's process: the counts of each of its connections.
 async function resources(desktop, pid) {
   if (!countsResources) return [];
-  const text = await desktop.run('xrestop', ['-b', '-m', '1']);
-  return text.split(/^\d+ - /m).filter((client) => new RegExp(`PID:? *: *${pid}\\b`, 'i').test(client))
-    .map((client) => client.replace(/res_base.*/, '').replace(/\s+/g, ' ')).sort();
+  // Now and then it does not list a client that has just made windows.
+  return waitFor('the resources of the application', async () => {
+    const text = await desktop.run('xrestop', ['-b', '-m', '1']);
+    const own = text.split(/^\d+ - /m)
+      .filter((client) => new RegExp(`PID:? *: *${pid}\\b`, 'i').test(client))
+      .map((client) => client.replace(/res_base.*/, '').replace(/\s+/g, ' ')).sort();
+    return own.length > 0 && own;
+  });
 }
 
 async function census(desktop, application) {

@@ -130,13 +130,19 @@ testApplication('fingers tap, press, drag and pinch where they touch', async () 
       await visitor.touch('touchEnd');
     }, ['press right at 320,270', 'release right at 320,270']],
   ];
-  for (const [name, act, expected] of cases) {
+  const mixes = has('clicksAfterTouches');
+  for (const [name, act, expected] of mixes ? cases : cases.slice(0, 2)) {
     await pointer.send();
     recorder.forget();
     await act();
     await recorder.awaitEvents(name, expected.length);
     assert.deepEqual(recorder.events, expected, name);
     await pointer.isThere({ hidden: tools.desktop.takesTouches });
+  }
+
+  if (!mixes) {
+    console.log('Not tested: a long press, dragging, pinching. Clicks after touches get lost here.');
+    return;
   }
 
   // The content follows the finger: down turns the wheel towards the top.
