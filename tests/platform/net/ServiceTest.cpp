@@ -101,7 +101,10 @@ TEST_F(ServiceTest, AServiceIsReachedAtItsLastAddressWithinALinksTime) {
   auto owner = std::make_shared<Owner<Connection>>();
   owner->connection = network->connect(kScreen, queue_);
   owner->start();
-  EXPECT_TRUE(owner->wait([&] { return owner->states.back() == ConnectionState::ready; }, 5s));
+  const auto ready = [&] {
+    return !owner->states.empty() && owner->states.back() == ConnectionState::ready;
+  };
+  EXPECT_TRUE(owner->wait(ready, 5s));
   auto nobody = std::make_shared<Owner<Connection>>();
   nobody->connection = network->connect(ServiceEndpoint{"gone", kScreen.type, "local"}, queue_);
   nobody->start();
