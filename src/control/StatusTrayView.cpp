@@ -6,6 +6,7 @@
 #include <QGuiApplication>
 #include <chrono>
 
+#include "base/Log.h"
 #include "control/StatusMenuWindow.h"
 #include "shell/Brand.h"
 #include "shell/ViewStyle.h"
@@ -58,6 +59,7 @@ void StatusTrayView::lookForTray() {
 }
 
 void StatusTrayView::showWindowUnasked() {
+  log("no tray for the menu: it is a window");
   // Somebody who is answering another window goes on typing there, not in this one.
   if (!QGuiApplication::focusWindow()) {
     showWindow();

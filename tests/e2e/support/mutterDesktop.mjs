@@ -9,8 +9,6 @@ export class MutterDesktop extends Desktop {
   static lacks = {
     // In libmutter-clutter, for want of the view that the recording is of.
     monitorSwitch: 'Mutter 43 crashes when a display that somebody records is switched off',
-    clicksAfterTouches: 'on an idle Mutter 43 clicks and shortcuts after touches are lost; why is not '
-      + 'known',
     orphanDisplays: 'Mutter removes the displays of a program that dies',
     pointerPlace: 'Mutter tells where the pointer is only of monitors that are recorded',
     windowPlaces: 'Wayland tells no program where windows are, nor moves them for one',

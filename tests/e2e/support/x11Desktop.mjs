@@ -2,7 +2,6 @@
 import { existsSync } from 'node:fs';
 
 import { Desktop, inPath, missingOf, missingTestProgram } from './desktop.mjs';
-import { waitFor } from './programs.mjs';
 
 export class X11Desktop extends Desktop {
   // What is missing to have such a desktop, false when nothing is; and to paint on it too.
@@ -38,11 +37,6 @@ export class X11Desktop extends Desktop {
   }
 
   // On a desktop without a tray the menu is a window, which takes the focus when it comes.
-  awaitMenuWindow() {
-    return waitFor('the status menu', () => (
-      this.run('xdotool', ['search', '--onlyvisible', '--name', '^Tessaline$'])));
-  }
-
   switchOff(monitor) {
     return this.run('xrandr', ['--output', monitor.output, '--off']);
   }
