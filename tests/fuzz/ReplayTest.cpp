@@ -118,7 +118,8 @@ INSTANTIATE_TEST_SUITE_P(All, FuzzReplay,
                          testing::Values(Target{"protocol", protocol}, Target{"receiver", receiver},
                                          Target{"media", media}, Target{"web", web},
                                          Target{"settings", settings},
-                                         Target{"certificate", certificate}));
+                                         Target{"certificate", certificate},
+                                         Target{"websocket", websocket}));
 
 }  // namespace
 }  // namespace tessaline::fuzz

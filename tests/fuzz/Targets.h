@@ -16,6 +16,7 @@ void receiver(ByteView input);     ///< what a main computer sends to a screen
 void media(ByteView input);        ///< parameter sets, access units, images
 void web(ByteView input);          ///< what browsers send, and the network's names for them
 void settings(ByteView input);     ///< the user's settings as they lie on the disk
+void websocket(ByteView input);    ///< the upgrade and the frames that carry the browser's messages
 void certificate(ByteView input);  ///< what the certificate service answers
 
 /// Ends the process when a promise is broken, in every build.
