@@ -160,8 +160,9 @@ def allow(control):
                                       stderr=subprocess.DEVNULL).returncode == 0, 30)
 
 
-def press_escape():
-    """Leaves the overview, through Mutter's own interface."""
+def begin_to_work():
+    """Leaves the overview that GNOME starts with, and the corner where the pointer begins: what
+    jumps out of that corner opens the overview. Through Mutter's own interface."""
     def call(path, interface, method, arguments=None):
         return bus.call_sync("org.gnome.Mutter.RemoteDesktop", path,
                              "org.gnome.Mutter.RemoteDesktop" + interface, method, arguments, None,
@@ -173,6 +174,9 @@ def press_escape():
     for down in (True, False):
         call(session, ".Session", "NotifyKeyboardKeysym", GLib.Variant("(ub)", (0xff1b, down)))
         time.sleep(0.1)
+    for step in ((200.0, 0.0), (0.0, 200.0)):
+        call(session, ".Session", "NotifyPointerMotionRelative", GLib.Variant("(dd)", step))
+    time.sleep(0.1)
     call(session, ".Session", "Stop")
 
 
@@ -227,7 +231,7 @@ def main():
     def run():
         try:
             if sys.argv[3:] == ["gnome"]:
-                press_escape()
+                begin_to_work()
             play(sys.argv[1].split()[0], sys.argv[2])
         except Exception as problem:  # whatever it is, the loop has to end
             check("the device itself", False, repr(problem))
