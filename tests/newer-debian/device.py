@@ -2,7 +2,9 @@
 
 device.py LINK TESSALINECTL: becomes an extra screen twice, reaches the window with its input, and
 prints what it saw. Its exit code says whether all of it worked.
-device.py LINK TESSALINECTL gnome: the same where the shell starts with its overview."""
+device.py LINK TESSALINECTL refuse|agree|known LOG: the same with GNOME's portal and a person who
+refuses; one who agrees; one who agreed before. LOG is where the portal's dialogs write what they
+tell the compositor."""
 
 import base64
 import json
@@ -21,7 +23,7 @@ gi.require_version("Gdk", "4.0")
 gi.require_version("Gtk", "4.0")
 from gi.repository import Gdk, Gio, GLib, Gtk  # noqa: E402
 
-FRAME, CURSOR, SHAPE, PROBE_ACK, PROBE = 2, 6, 7, 10, 11
+FRAME, PING, CURSOR, SHAPE, PROBE_ACK, PROBE = 2, 5, 6, 7, 10, 11
 SIZE = (1024, 640)
 failures = []
 
@@ -160,31 +162,99 @@ def allow(control):
                                       stderr=subprocess.DEVNULL).returncode == 0, 30)
 
 
-def begin_to_work():
-    """Leaves the overview that GNOME starts with, and the corner where the pointer begins: what
-    jumps out of that corner opens the overview. Through Mutter's own interface."""
-    def call(path, interface, method, arguments=None):
-        return bus.call_sync("org.gnome.Mutter.RemoteDesktop", path,
-                             "org.gnome.Mutter.RemoteDesktop" + interface, method, arguments, None,
-                             Gio.DBusCallFlags.NONE, -1, None)
+class Person:
+    """Who sits before GNOME: a keyboard and a mouse, by Mutter's own interface, and eyes for the
+    dialogs of its portal."""
 
-    bus = Gio.bus_get_sync(Gio.BusType.SESSION)
-    session = call("/org/gnome/Mutter/RemoteDesktop", "", "CreateSession").unpack()[0]
-    call(session, ".Session", "Start")
-    for down in (True, False):
-        call(session, ".Session", "NotifyKeyboardKeysym", GLib.Variant("(ub)", (0xff1b, down)))
-        time.sleep(0.1)
-    for step in ((200.0, 0.0), (0.0, 200.0)):
-        call(session, ".Session", "NotifyPointerMotionRelative", GLib.Variant("(dd)", step))
-    time.sleep(0.1)
-    call(session, ".Session", "Stop")
+    ESCAPE, TAB, SPACE, SHIFT = 0xFF1B, 0xFF09, 0x20, 0xFFE1
+
+    def __init__(self, log):
+        self.log = log
+        self.bus = Gio.bus_get_sync(Gio.BusType.SESSION)
+        self.session = self.call("/org/gnome/Mutter/RemoteDesktop", "", "CreateSession").unpack()[0]
+        self.call(self.session, ".Session", "Start")
+        self.press(self.SHIFT)  # programs have to hear that there is a keyboard before they hear it
+        time.sleep(1)
+
+    def call(self, path, interface, method, arguments=None):
+        return self.bus.call_sync("org.gnome.Mutter.RemoteDesktop", path,
+                                  "org.gnome.Mutter.RemoteDesktop" + interface, method, arguments,
+                                  None, Gio.DBusCallFlags.NONE, -1, None)
+
+    def press(self, *keys):
+        for key in keys:
+            for down in (True, False):
+                self.call(self.session, ".Session", "NotifyKeyboardKeysym",
+                          GLib.Variant("(ub)", (key, down)))
+                time.sleep(0.1)
+
+    def begin_to_work(self):
+        """Leaves the overview that GNOME starts with, and the corner where the pointer begins: what
+        jumps out of that corner opens the overview."""
+        self.press(self.ESCAPE)
+        for step in ((200.0, 0.0), (0.0, 200.0)):
+            self.call(self.session, ".Session", "NotifyPointerMotionRelative",
+                      GLib.Variant("(dd)", step))
+        time.sleep(0.5)
+
+    def questions(self):
+        """How many dialogs there have been, and how many are open."""
+        with open(self.log, encoding="utf-8", errors="replace") as log:
+            text = log.read()
+        asked = len(re.findall(r"\.get_toplevel\(", text))
+        return asked, asked - len(re.findall(r"xdg_toplevel\S*\.destroy\(", text))
+
+    def sees_question(self):
+        asked = eventually(lambda: self.questions()[1] == 1)
+        check("the desktop asks", asked, f"{self.questions()[0]} dialogs so far")
+        time.sleep(2)  # until it has the keyboard
+
+    def refuses(self):
+        self.press(self.ESCAPE)
+
+    def agrees(self):
+        """From the box for remembering, which is ticked: the switch for input, which is off, the
+        monitor, Cancel, Share."""
+        self.press(self.TAB, self.SPACE, self.TAB, self.TAB, self.TAB, self.SPACE)
+
+    def goes(self):
+        self.call(self.session, ".Session", "Stop")
 
 
-def play(link, control):
-    check("before: one monitor", on_main(monitors) == [(1280, 720)], str(on_main(monitors)))
+def refuse(link, control, person):
     device = Device(link)
     allow(control)
-    check("pictures arrive without a question", eventually(lambda: device.counts.get(FRAME, 0) > 0),
+    person.sees_question()
+    pings = device.counts.get(PING, 0)
+    time.sleep(20)
+    status = subprocess.run([control, "status"], check=False, stdout=subprocess.DEVNULL, timeout=5)
+    check("a question left open holds up nothing", status.returncode == 0
+          and device.counts.get(PING, 0) >= pings + 10 and "end" not in device.counts
+          and person.questions() == (1, 1), str(device.counts))
+    person.refuses()
+    check("a refusal ends the session", eventually(lambda: "end" in device.counts),
+          str(device.counts))
+    ends = 0
+    for _ in range(3):
+        again = Device(link)
+        ends += eventually(lambda: "end" in again.counts)  # noqa: B023
+        time.sleep(1)
+    check("and the next ones, without another question", ends == 3 and person.questions() == (1, 0),
+          f"{ends} ended, {person.questions()[0]} dialogs so far")
+    check("no monitor came", on_main(monitors) == [(1280, 720)], str(on_main(monitors)))
+
+
+def play(link, control, person=None):
+    check("before: one monitor", on_main(monitors) == [(1280, 720)], str(on_main(monitors)))
+    device = Device(link)
+    if person:
+        person.sees_question()
+        asked = person.questions()[0]
+        person.agrees()
+        person.goes()
+    else:
+        allow(control)
+    check("pictures arrive", eventually(lambda: device.counts.get(FRAME, 0) > 0),
           f"{device.counts.get(FRAME, 0)} frames, {device.bytes} bytes")
     check("the desktop has the extra monitor, in the size asked for",
           eventually(lambda: SIZE in on_main(monitors)), str(on_main(monitors)))
@@ -217,27 +287,53 @@ def play(link, control):
     check("the monitor goes with the device",
           eventually(lambda: on_main(monitors) == [(1280, 720)]), str(on_main(monitors)))
     again = Device(link)
-    check("the next time nobody is asked either",
-          eventually(lambda: again.counts.get(FRAME, 0) > 0),
+    check("it can come again", eventually(lambda: again.counts.get(FRAME, 0) > 0),
           f"{again.counts.get(FRAME, 0)} frames")
     again.close()
     eventually(lambda: on_main(monitors) == [(1280, 720)])
+    if person:
+        check("without a question", person.questions()[1] == 0 and person.questions()[0] == asked,
+              f"{person.questions()[0]} dialogs so far")
+
+
+def known(link, person):
+    asked = person.questions()
+    device = Device(link)
+    check("pictures arrive without a question", eventually(lambda: device.counts.get(FRAME, 0) > 0)
+          and person.questions() == asked, f"{device.counts.get(FRAME, 0)} frames, "
+          f"{person.questions()[0]} dialogs so far")
+    device.close()
+    check("the monitor goes with the device",
+          eventually(lambda: on_main(monitors) == [(1280, 720)]), str(on_main(monitors)))
+
+
+def run():
+    link, control, stage, log = sys.argv[1].split()[0], sys.argv[2], *(sys.argv[3:] or ("", ""))
+    if not stage:
+        play(link, control)
+        return
+    person = Person(log)
+    if stage == "refuse":
+        person.begin_to_work()
+        refuse(link, control, person)
+    elif stage == "agree":
+        play(link, control, person)
+    else:
+        known(link, person)
 
 
 def main():
     Gtk.init()
     loop = GLib.MainLoop()
 
-    def run():
+    def guarded():
         try:
-            if sys.argv[3:] == ["gnome"]:
-                begin_to_work()
-            play(sys.argv[1].split()[0], sys.argv[2])
+            run()
         except Exception as problem:  # whatever it is, the loop has to end
             check("the device itself", False, repr(problem))
         loop.quit()
 
-    threading.Thread(target=run, daemon=True).start()
+    threading.Thread(target=guarded, daemon=True).start()
     loop.run()
     sys.exit(1 if failures else 0)
 
