@@ -23,7 +23,7 @@ gi.require_version("Gdk", "4.0")
 gi.require_version("Gtk", "4.0")
 from gi.repository import Gdk, Gio, GLib, Gtk  # noqa: E402
 
-FRAME, PING, CURSOR, SHAPE, PROBE_ACK, PROBE = 2, 5, 6, 7, 10, 11
+FRAME, BYE, PING, CURSOR, SHAPE, PROBE_ACK, PROBE = 2, 4, 5, 6, 7, 10, 11
 SIZE = (1024, 640)
 failures = []
 
@@ -166,7 +166,8 @@ class Person:
     """Who sits before GNOME: a keyboard and a mouse, by Mutter's own interface, and eyes for the
     dialogs of its portal."""
 
-    ESCAPE, TAB, SPACE, SHIFT = 0xFF1B, 0xFF09, 0x20, 0xFFE1
+    ESCAPE, TAB, SPACE, S = 0xFF1B, 0xFF09, 0x20, 0x73
+    SHIFT, CONTROL, ALT, SUPER = 0xFFE1, 0xFFE3, 0xFFE9, 0xFFEB
 
     def __init__(self, log):
         self.log = log
@@ -181,12 +182,17 @@ class Person:
                                   "org.gnome.Mutter.RemoteDesktop" + interface, method, arguments,
                                   None, Gio.DBusCallFlags.NONE, -1, None)
 
-    def press(self, *keys):
-        for key in keys:
-            for down in (True, False):
+    def strike(self, *keys):
+        """Keys that are held together."""
+        for down, order in ((True, keys), (False, reversed(keys))):
+            for key in order:
                 self.call(self.session, ".Session", "NotifyKeyboardKeysym",
                           GLib.Variant("(ub)", (key, down)))
                 time.sleep(0.1)
+
+    def press(self, *keys):
+        for key in keys:
+            self.strike(key)
 
     def begin_to_work(self):
         """Leaves the overview that GNOME starts with, and the corner where the pointer begins: what
@@ -204,10 +210,20 @@ class Person:
         asked = len(re.findall(r"\.get_toplevel\(", text))
         return asked, asked - len(re.findall(r"xdg_toplevel\S*\.destroy\(", text))
 
-    def sees_question(self):
+    def sees_question(self, what="the desktop asks"):
         asked = eventually(lambda: self.questions()[1] == 1)
-        check("the desktop asks", asked, f"{self.questions()[0]} dialogs so far")
+        check(what, asked, f"{self.questions()[0]} dialogs so far")
         time.sleep(2)  # until it has the keyboard
+
+    def adds_hot_key(self):
+        """Backwards from the dialog's first button to its last one, Add."""
+        self.strike(self.SHIFT, self.TAB)
+        self.press(self.SPACE)
+        check("the dialog for the hot key can be answered",
+              eventually(lambda: self.questions()[1] == 0))
+
+    def presses_hot_key(self):
+        self.strike(self.CONTROL, self.ALT, self.SUPER, self.S)
 
     def refuses(self):
         self.press(self.ESCAPE)
@@ -222,6 +238,9 @@ class Person:
 
 
 def refuse(link, control, person):
+    person.sees_question("the desktop asks for the hot key")
+    person.adds_hot_key()
+    asked = person.questions()[0]
     device = Device(link)
     allow(control)
     person.sees_question()
@@ -230,7 +249,7 @@ def refuse(link, control, person):
     status = subprocess.run([control, "status"], check=False, stdout=subprocess.DEVNULL, timeout=5)
     check("a question left open holds up nothing", status.returncode == 0
           and device.counts.get(PING, 0) >= pings + 10 and "end" not in device.counts
-          and person.questions() == (1, 1), str(device.counts))
+          and person.questions() == (asked + 1, 1), str(device.counts))
     person.refuses()
     check("a refusal ends the session", eventually(lambda: "end" in device.counts),
           str(device.counts))
@@ -239,7 +258,8 @@ def refuse(link, control, person):
         again = Device(link)
         ends += eventually(lambda: "end" in again.counts)  # noqa: B023
         time.sleep(1)
-    check("and the next ones, without another question", ends == 3 and person.questions() == (1, 0),
+    check("and the next ones, without another question",
+          ends == 3 and person.questions() == (asked + 1, 0),
           f"{ends} ended, {person.questions()[0]} dialogs so far")
     check("no monitor came", on_main(monitors) == [(1280, 720)], str(on_main(monitors)))
 
@@ -302,8 +322,12 @@ def known(link, person):
     check("pictures arrive without a question", eventually(lambda: device.counts.get(FRAME, 0) > 0)
           and person.questions() == asked, f"{device.counts.get(FRAME, 0)} frames, "
           f"{person.questions()[0]} dialogs so far")
-    device.close()
-    check("the monitor goes with the device",
+    time.sleep(5)  # until the hot key is there
+    person.presses_hot_key()
+    check("the hot key ends it, and nobody was asked for that either",
+          eventually(lambda: BYE in device.counts) and person.questions() == asked,
+          str(device.counts))
+    check("the monitor goes with the session",
           eventually(lambda: on_main(monitors) == [(1280, 720)]), str(on_main(monitors)))
 
 

@@ -42,7 +42,7 @@ PortalDesktopEnvironment::PortalDesktopEnvironment(Queues& queues, PortalOffer o
       consent_(std::make_shared<PortalConsent>(tokenFile)),
       table_(std::make_shared<DisplayTable>()),
       pointer_(std::make_shared<WaylandPointer>(table_)),
-      shortcuts_(PortalShortcuts::open(bus_)),
+      shortcuts_(PortalShortcuts::open(queues, bus_)),
       seat_(table_),
       input_(queues.main(), seat_),
       access_([this] { return portal(); }) {}

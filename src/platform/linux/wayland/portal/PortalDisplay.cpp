@@ -47,6 +47,9 @@ VirtualDisplay::State PortalDisplay::state() const {
 
 void PortalDisplay::granted(PortalSession::Lease lease) {
   lease_ = std::move(lease);
+  if (lease_.devices == 0) {
+    log("portal: " + name_ + " only shows pictures: input was not allowed on the desktop");
+  }
   // A portal that says a size has made the display already; else it is made as wished.
   const bool chosen = lease_.size && *lease_.size != size_;
   const auto later = [main = stage_.queues().main(), alive = std::weak_ptr(alive_)](auto work) {

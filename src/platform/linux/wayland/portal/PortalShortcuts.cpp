@@ -1,6 +1,6 @@
 #include "platform/linux/wayland/portal/PortalShortcuts.h"
 
-#include <list>
+#include <chrono>
 #include <utility>
 #include <vector>
 
@@ -11,6 +11,12 @@
 
 namespace tessaline::platform {
 namespace {
+
+using namespace std::chrono_literals;
+
+// The desktop may ask its user for the key. By then the application's own windows are there; one
+// that came later would cover the question and take its keystrokes.
+constexpr auto kSettling = 4s;
 
 // By these the desktop remembers which key the user chose.
 constexpr const char* kShortcut = "start-stop";
@@ -31,12 +37,12 @@ class Shortcut final : public std::enable_shared_from_this<Shortcut> {
     if (!session_.empty()) bus_->closeSession(session_);
   }
 
-  void begin() {
+  void begin(Queue& main) {
     return_ = bus_->watchReturn([weak = weak_from_this()] {
       const auto self = weak.lock();
       if (self && !self->unwanted_) self->createSession();
     });
-    createSession();
+    start_ = main.after(kSettling, [this] { createSession(); });
   }
 
  private:
@@ -56,6 +62,7 @@ class Shortcut final : public std::enable_shared_from_this<Shortcut> {
   }
 
   void createSession() {
+    start_ = {};
     session_.clear();
     request_ = bus_->request(
         {PortalNames::kShortcuts, "CreateSession"}, PortalBus::Patience::machine,
@@ -99,6 +106,7 @@ class Shortcut final : public std::enable_shared_from_this<Shortcut> {
   const std::function<void()> action_;
   std::string session_;
   bool unwanted_ = false;
+  Timer start_;
   Subscription return_;
   Subscription activated_;
   std::unique_ptr<PortalBus::Request> request_;
@@ -115,27 +123,30 @@ class Registration final : public HotKeyRegistration {
 
 class Shortcuts final : public PortalShortcuts {
  public:
-  explicit Shortcuts(std::shared_ptr<PortalBus> bus) : bus_(std::move(bus)) {}
+  Shortcuts(std::shared_ptr<Queue> main, std::shared_ptr<PortalBus> bus)
+      : main_(std::move(main)), bus_(std::move(bus)) {}
 
   [[nodiscard]] std::unique_ptr<HotKeyRegistration> add(const HotKey& hotKey,
                                                         std::function<void()> action) override {
     const auto shortcut = std::make_shared<Shortcut>(bus_, hotKey, std::move(action));
-    shortcut->begin();
+    shortcut->begin(*main_);
     return std::make_unique<Registration>(shortcut);
   }
 
  private:
+  const std::shared_ptr<Queue> main_;
   const std::shared_ptr<PortalBus> bus_;
 };
 
 }  // namespace
 
 std::unique_ptr<PortalShortcuts> PortalShortcuts::open(Queues& queues) {
-  return open(PortalBus::open(queues));
+  return open(queues, PortalBus::open(queues));
 }
 
-std::unique_ptr<PortalShortcuts> PortalShortcuts::open(std::shared_ptr<PortalBus> bus) {
-  return std::make_unique<Shortcuts>(std::move(bus));
+std::unique_ptr<PortalShortcuts> PortalShortcuts::open(Queues& queues,
+                                                       std::shared_ptr<PortalBus> bus) {
+  return std::make_unique<Shortcuts>(queues.main(), std::move(bus));
 }
 
 }  // namespace tessaline::platform
