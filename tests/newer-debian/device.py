@@ -131,7 +131,7 @@ class Window:
         self.window.add_controller(click)
         scroll = Gtk.EventControllerScroll(flags=Gtk.EventControllerScrollFlags.BOTH_AXES,
                                            propagation_phase=Gtk.PropagationPhase.CAPTURE)
-        scroll.connect("scroll", lambda _, dx, dy: self.heard.append(("scroll", dx, dy)))
+        scroll.connect("scroll", self.scrolled)
         self.window.add_controller(scroll)
         listed = Gdk.Display.get_default().get_monitors()
         for i in range(listed.get_n_items()):
@@ -139,6 +139,10 @@ class Window:
             if (area.width, area.height) == SIZE:
                 self.window.fullscreen_on_monitor(listed.get_item(i))
         self.window.present()
+
+    def scrolled(self, controller, dx, dy):
+        click = 60 if controller.get_unit() == Gdk.ScrollUnit.WHEEL else 1  # pixels, about
+        self.heard.append(("scroll", dx * click, dy * click))
 
 
 def on_main(work):
@@ -289,7 +293,8 @@ def play(link, control, person=None):
         abs(heard[1] - expected[0]) <= 2 and abs(heard[2] - expected[1]) <= 2
         for heard in window.heard)), str(window.heard))
     device.send({"t": "scroll", "x": 0.5, "y": 0.5, "dx": 0, "dy": -40})
-    check("so does scrolling", eventually(lambda: any(h[0] == "scroll" for h in window.heard)),
+    check("so does scrolling, as far", eventually(
+        lambda: any(h[0] == "scroll" and 30 <= h[2] <= 50 for h in window.heard)),
           str([h for h in window.heard if h[0] == "scroll"]))
     check("the pointer is told beside the pictures",
           eventually(lambda: device.counts.get(SHAPE, 0) > 0 and len(device.cursor) > 1),

@@ -2,8 +2,21 @@
 
 #include "platform/linux/wayland/portal/EisThread.h"
 
+#include <cstdlib>
+#include <string_view>
+
 namespace tessaline::platform {
 namespace {
+
+// GNOME's compositor takes scrolling over libei, which counts pixels, for that of a wheel whose
+// click is 10 of them; programs move by about 60 pixels with a click.
+constexpr double kWheelUnitsPerPixel = 10.0 / 60;
+
+double scrollUnitsPerPixel() {
+  const char* const desktops = std::getenv("XDG_CURRENT_DESKTOP");
+  const bool wheel = desktops && std::string_view(desktops).find("GNOME") != std::string_view::npos;
+  return wheel ? kWheelUnitsPerPixel : 1;
+}
 
 /// The main queue's side: says to the thread what is to be done.
 class Input final : public PortalInput {
@@ -21,7 +34,9 @@ class Input final : public PortalInput {
     thread_.post([code, down](EisDevices& devices) { devices.button(code, down); });
   }
   void scroll(double dx, double dy) override {
-    thread_.post([dx, dy](EisDevices& devices) { devices.scroll(dx, dy); });
+    thread_.post([x = dx * scrollUnits_, y = dy * scrollUnits_](EisDevices& devices) {
+      devices.scroll(x, y);
+    });
   }
   void touchDown(std::uint32_t slot, double x, double y) override {
     thread_.post([slot, x, y](EisDevices& devices) { devices.touchDown(slot, x, y); });
@@ -39,6 +54,7 @@ class Input final : public PortalInput {
 
  private:
   const std::uint32_t devices_;
+  const double scrollUnits_ = scrollUnitsPerPixel();
   EisThread thread_;
 };
 
