@@ -1,12 +1,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <future>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <sstream>
 #include <thread>
@@ -74,8 +76,9 @@ TEST(LoginPortal, KeepsWhatTheDesktopHasGranted) {
   const auto connection = sdbus::createSessionBusConnection();
   bus::Object portal(*connection, "/org/freedesktop/portal/desktop");
   std::unique_ptr<sdbus::IObject> answer;
-  std::vector<std::string> commands;
-  bool grants = true;
+  std::mutex mutex;
+  std::vector<std::string> commands;  // guarded by mutex
+  std::atomic<bool> grants = true;
   portal.method("org.freedesktop.portal.Background", "RequestBackground",
                 [&](const std::string&, const Values& options) {
                   std::string sender = senderOf(portal->getCurrentlyProcessedMessage());
@@ -83,7 +86,10 @@ TEST(LoginPortal, KeepsWhatTheDesktopHasGranted) {
                   const std::string path = "/org/freedesktop/portal/desktop/request/" +
                                            sender.substr(1) + "/" +
                                            options.at("handle_token").get<std::string>();
-                  commands = options.at("commandline").get<std::vector<std::string>>();
+                  {
+                    const std::lock_guard lock(mutex);
+                    commands = options.at("commandline").get<std::vector<std::string>>();
+                  }
                   answer = sdbus::createObject(*connection, sdbus::ObjectPath(path));
                   const bool on = grants && options.at("autostart").get<bool>();
                   answer->emitSignal("Response")
@@ -106,7 +112,10 @@ TEST(LoginPortal, KeepsWhatTheDesktopHasGranted) {
   };
   login.request("app.tessaline", "/app/bin/tessaline", true);
   EXPECT_TRUE(becomes(true));
-  EXPECT_EQ(commands, std::vector<std::string>{"tessaline"});
+  {
+    const std::lock_guard lock(mutex);
+    EXPECT_EQ(commands, std::vector<std::string>{"tessaline"});
+  }
   login.request("app.tessaline", "/app/bin/tessaline", false);
   EXPECT_TRUE(becomes(false));
   LoginEntry::write("app.tessaline", "/app/bin/tessaline");

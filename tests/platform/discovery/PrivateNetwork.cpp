@@ -8,13 +8,6 @@
 #include <sstream>
 #include <vector>
 
-// libdbus takes two of its own locks in both orders, on one thread. The thread sanitizer asks here
-// what it need not report; nobody else calls this.
-extern "C" const char* __tsan_default_suppressions();  // NOLINT(bugprone-reserved-identifier)
-extern "C" const char* __tsan_default_suppressions() {
-  return "deadlock:libdbus-1";
-}
-
 namespace tessaline::test {
 namespace {
 

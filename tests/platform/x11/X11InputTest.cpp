@@ -39,11 +39,13 @@ class X11InputTest : public X11Fixture {
     onMain([&] { input().postMove({bounds.x + 30.0, bounds.y + 40.0}); });
     return eventually([&] { return input().pending() == 0; });
   }
-  /// As the user's own hands do it.
+  /// As the user's own hands do it, before anything that follows.
   void key(xcb_keysym_t symbol, bool down) {
-    xcb_test_fake_input(client_->get(), down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, codeOf(symbol), 0,
-                        XCB_NONE, 0, 0, 0);
-    client_->flush();
+    xcb_connection_t* c = client_->get();
+    xcb_test_fake_input(c, down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, codeOf(symbol), 0, XCB_NONE, 0,
+                        0, 0);
+    const Reply<xcb_get_input_focus_reply_t> done(
+        xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
   }
   void tap(xcb_keysym_t symbol) {
     key(symbol, true);
