@@ -43,8 +43,10 @@ struct PixelRect {
   bool operator==(const PixelRect&) const = default;
 };
 
-/// The smallest rectangle that holds both, which are not empty.
+/// The smallest rectangle that holds both; an empty one is nowhere.
 [[nodiscard]] inline PixelRect united(const PixelRect& a, const PixelRect& b) {
+  if (a.empty()) return b;
+  if (b.empty()) return a;
   const int left = std::min(a.x, b.x);
   const int top = std::min(a.y, b.y);
   const int right = std::max(a.x + a.width, b.x + b.width);

@@ -26,8 +26,9 @@ struct CapturedFrame {
 };
 
 struct CaptureConfiguration {
-  PixelSize size;                   ///< of the delivered pictures, in pixels
-  Duration minimumFrameInterval{};  ///< between two delivered frames
+  PixelSize size;  ///< of the delivered pictures, in pixels
+  /// Between two delivered frames on average: one may come up to half an interval early.
+  Duration minimumFrameInterval{};
   bool showsCursor = false;
   /// Frames that may be alive at once, delivered and not yet released; with all of them in use the
   /// stream waits and merges the damage.
@@ -35,7 +36,7 @@ struct CaptureConfiguration {
 };
 
 /// A running capture of one display. It delivers a frame when the display's picture changes, at
-/// once unless the last one is less than the minimum interval old, and nothing while it stands
+/// once unless frames come faster than the minimum interval allows, and nothing while it stands
 /// still. The first frame, of the whole picture, comes right after the start.
 ///
 /// Created and stopped on the main queue; the callbacks run on the queue given at creation, never

@@ -49,6 +49,8 @@ class VideoPicture {
   // What the stream says about its colours.
   Matrix matrix = Matrix::bt601;
   bool fullRange = false;
+  /// Where it may differ from the picture delivered before; nothing: anywhere.
+  std::optional<PixelRect> changed;
 };
 
 /// An H.264 decoder for one screen, on a thread of its own ("tessaline.decode"). Every sample is

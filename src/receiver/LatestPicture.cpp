@@ -15,7 +15,8 @@ void LatestPicture::show(Picture picture) {
   const std::lock_guard lock(mutex_);
   if (!picture) ++epoch_;
   newest_ = picture;
-  forward(std::move(picture));
+  const auto changed = picture ? picture->changed : std::nullopt;
+  forward(std::move(picture), changed);
 }
 
 void LatestPicture::scaleTo(PixelSize view) {
@@ -23,7 +24,7 @@ void LatestPicture::scaleTo(PixelSize view) {
   if (view == view_) return;
   view_ = view;
   ++epoch_;
-  if (newest_) forward(newest_);
+  if (newest_) forward(newest_, std::nullopt);
 }
 
 PixelSize LatestPicture::fitted(const Picture& picture) const {
@@ -33,10 +34,10 @@ PixelSize LatestPicture::fitted(const Picture& picture) const {
           std::max(1, static_cast<int>(std::lround(fit.height)))};
 }
 
-void LatestPicture::forward(Picture picture) {
+void LatestPicture::forward(Picture picture, std::optional<PixelRect> changed) {
   const PixelSize size = fitted(picture);
   if (size == PixelSize{} || size == picture->size) {
-    place(std::move(picture));
+    place(std::move(picture), changed);
     return;
   }
   if (std::exchange(scaling_, true)) return;
@@ -55,16 +56,21 @@ void LatestPicture::scaleNewest() {
     lock.unlock();
     Picture scaled = decoding_.scale(*picture, size);
     lock.lock();
-    if (scaled && epoch == epoch_) place(std::move(scaled));
+    if (scaled && epoch == epoch_) place(std::move(scaled), std::nullopt);
   }
   scaling_ = false;
   // A picture that stays may be the last for long: it is also due again in the view's new size.
-  if (newest_ && (newest_ != picture || epoch != epoch_)) forward(newest_);
+  if (newest_ && (newest_ != picture || epoch != epoch_)) forward(newest_, std::nullopt);
 }
 
-void LatestPicture::place(Picture picture) {
+void LatestPicture::place(Picture picture, std::optional<PixelRect> changed) {
   ready_ = std::move(picture);
-  if (std::exchange(delivering_, true)) return;
+  if (std::exchange(delivering_, true)) {
+    // It also changed where the one did that nobody will see.
+    changed_ = changed && changed_ ? std::optional(united(*changed, *changed_)) : std::nullopt;
+    return;
+  }
+  changed_ = changed;
   main_->async([weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->deliver();
   });
@@ -72,12 +78,14 @@ void LatestPicture::place(Picture picture) {
 
 void LatestPicture::deliver() {
   Picture picture;
+  std::optional<PixelRect> changed;
   {
     const std::lock_guard lock(mutex_);
     picture = std::exchange(ready_, nullptr);
+    changed = changed_;
     delivering_ = false;
   }
-  if (onPicture) onPicture(std::move(picture));
+  if (onPicture) onPicture(std::move(picture), changed);
 }
 
 }  // namespace tessaline

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 #include "base/Queue.h"
 #include "receiver/VideoDisplay.h"
@@ -21,8 +22,9 @@ class LatestPicture final : public VideoDisplay,
   /// `decoding` outlives this; `queues` outlive its first picture.
   LatestPicture(Queues& queues, platform::VideoDecoding& decoding);
 
-  /// On the main queue, with the newest picture; nothing: black. Set and reset there.
-  std::function<void(Picture)> onPicture;
+  /// On the main queue, with the newest picture; nothing: black. `changed` is where it may differ
+  /// from the one given before; nothing: anywhere. Set and reset there.
+  std::function<void(Picture, std::optional<PixelRect> changed)> onPicture;
 
   void show(Picture picture) override;
   /// From now on pictures arrive as large as they fit into `view`; the newest one arrives again.
@@ -30,8 +32,8 @@ class LatestPicture final : public VideoDisplay,
 
  private:
   [[nodiscard]] PixelSize fitted(const Picture& picture) const;
-  void forward(Picture picture);
-  void place(Picture picture);
+  void forward(Picture picture, std::optional<PixelRect> changed);
+  void place(Picture picture, std::optional<PixelRect> changed);
   void scaleNewest();
   void deliver();
 
@@ -46,7 +48,8 @@ class LatestPicture final : public VideoDisplay,
   int epoch_ = 0;         // a scaled picture of an earlier one is not shown
   bool scaling_ = false;  // `scaleNewest` is posted or under way
   Picture ready_;
-  bool delivering_ = false;  // `deliver` is posted
+  std::optional<PixelRect> changed_;  // of the ready one, since the delivered one
+  bool delivering_ = false;           // `deliver` is posted
 };
 
 }  // namespace tessaline

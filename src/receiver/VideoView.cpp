@@ -15,7 +15,9 @@ std::unique_ptr<VideoView> VideoView::create(Queues& queues, platform::VideoDeco
 
 VideoView::VideoView(Queues& queues, platform::VideoDecoding& decoding)
     : latest_(std::make_shared<LatestPicture>(queues, decoding)) {
-  latest_->onPicture = [this](LatestPicture::Picture picture) { show(std::move(picture)); };
+  latest_->onPicture = [this](LatestPicture::Picture picture, std::optional<PixelRect> changed) {
+    show(std::move(picture), changed);
+  };
   setCursor(Qt::BlankCursor);
 }
 
@@ -39,11 +41,20 @@ QRect VideoView::pictureRect() const {
   return QRectF(fit.x, fit.y, fit.width, fit.height).toRect();
 }
 
-void VideoView::show(LatestPicture::Picture picture) {
+void VideoView::show(LatestPicture::Picture picture, std::optional<PixelRect> changed) {
   const QRect before = pictureRect();
+  const PixelSize sizeBefore = picture_ ? picture_->size : PixelSize();
   picture_ = std::move(picture);
-  // Letters of black are drawn once; what moves is the picture.
-  drawIfSeen(pictureRect() == before ? before : wholeRect());
+  const QRect now = pictureRect();
+  const bool pixelForPixel = picture_ && picture_->size == sizeBefore &&
+                             PixelSize{now.width(), now.height()} == sizeBefore;
+  if (now != before) {
+    drawIfSeen(wholeRect());
+  } else if (changed && pixelForPixel) {
+    drawIfSeen({now.x() + changed->x, now.y() + changed->y, changed->width, changed->height});
+  } else {
+    drawIfSeen(now);  // the letters of black stay
+  }
 }
 
 void VideoView::setPointerImage(const QImage& image) {

@@ -55,7 +55,7 @@ class VideoView : public QWindow {
   void keyPressEvent(QKeyEvent* event) override;
 
  private:
-  void show(LatestPicture::Picture picture);
+  void show(LatestPicture::Picture picture, std::optional<PixelRect> changed);
   void drawIfSeen(const QRect& area);
 
   const std::shared_ptr<LatestPicture> latest_;

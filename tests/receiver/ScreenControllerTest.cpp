@@ -211,18 +211,48 @@ class LatestPictureTest : public testing::Test {
     Bytes bytes;
   };
   LatestPictureTest() {
-    latest_->onPicture = [this](LatestPicture::Picture picture) {
+    latest_->onPicture = [this](LatestPicture::Picture picture, std::optional<PixelRect> changed) {
       shown_.push_back(picture ? picture->size : PixelSize{});
+      changed_ = changed;
     };
   }
-  void show(PixelSize size) { latest_->show(std::make_shared<Plain>(size)); }
+  void show(PixelSize size, std::optional<PixelRect> changed = std::nullopt) {
+    auto picture = std::make_shared<Plain>(size);
+    picture->changed = changed;
+    latest_->show(std::move(picture));
+  }
 
   test::VirtualQueues queues_;
   InterruptedScaling decoding_{queues_};
   const std::shared_ptr<LatestPicture> latest_ =
       std::make_shared<LatestPicture>(queues_, decoding_);
   std::vector<PixelSize> shown_;
+  std::optional<PixelRect> changed_;
 };
+
+TEST_F(LatestPictureTest, ChangesThatNobodySawAreThoseOfTheNextPicture) {
+  using Area = std::optional<PixelRect>;
+  show({40, 40});
+  queues_.run();
+  EXPECT_EQ(changed_, Area());
+  show({40, 40}, PixelRect{16, 0, 16, 16});
+  show({40, 40}, PixelRect{});
+  show({40, 40}, PixelRect{0, 16, 16, 16});
+  queues_.run();
+  EXPECT_EQ(changed_, Area({0, 0, 32, 32}));
+  show({40, 40}, PixelRect{0, 16, 16, 16});
+  queues_.run();
+  EXPECT_EQ(changed_, Area({0, 16, 16, 16}));
+  show({40, 40});
+  show({40, 40}, PixelRect{0, 16, 16, 16});
+  queues_.run();
+  EXPECT_EQ(changed_, Area());
+  // What was scaled shares no pixel with the picture that it was made of.
+  latest_->scaleTo({20, 20});
+  show({40, 40}, PixelRect{0, 16, 16, 16});
+  queues_.run();
+  EXPECT_EQ(changed_, Area());
+}
 
 TEST_F(LatestPictureTest, TheNewestWinsWhetherOrNotItIsScaled) {
   using Sizes = std::vector<PixelSize>;

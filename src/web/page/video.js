@@ -10,6 +10,13 @@ const maxProbeTime = 65535;   // tenths of a millisecond, what 16 bits hold
 const maxBacklog = 34;         // ms beyond the decoder's own latency: two frames are piling up
 const maxPaintPause = 100;     // ms; a picture that is late is better than none for longer
 const idrSlice = 5;           // NAL unit type that only key frames contain
+const userData = 6;           // NAL unit type of what is said beside the picture
+// How the computer begins to say where a picture differs from the one before: unit type, kind,
+// length, and an identifier of its own.
+const changeNote = [userData, 5, 24,
+  0xef, 0x43, 0x85, 0xdc, 0x52, 0xf8, 0x41, 0xe9, 0xaa, 0xe5, 0x45, 0x21, 0x8f, 0x61, 0x37, 0xa6];
+const noteEnd = changeNote.length + 8;  // bytes
+const macroblock = 16;        // pixels
 
 // The parameter sets of a configuration message, nothing when it is cut short.
 function parseParameterSets(payload) {
@@ -39,13 +46,29 @@ function decoderSettings({ sps, pps }) {
   };
 }
 
-function isKeyFrame(payload) {
+// Where a picture differs from the one before, as a note says in macroblocks; everywhere when the
+// unit is another one.
+function changedArea(unit) {
+  if (unit.length < noteEnd || changeNote.some((byte, i) => byte !== unit[i])) return everywhere;
+  const [left, top, width, height] = [0, 2, 4, 6].map((offset) => {
+    const at = changeNote.length + offset;
+    return ((unit[at] & 127) << 7 | (unit[at + 1] & 127)) * macroblock;
+  });
+  return width && height ? { left, top, right: left + width, bottom: top + height } : nowhere;
+}
+
+// Whether an access unit is a key frame, and where its picture differs from the one before.
+function inspect(payload) {
   const view = new DataView(payload.buffer, payload.byteOffset, payload.byteLength);
+  let changed = everywhere;
   for (let position = 0; position + 5 <= payload.length;) {
-    if ((payload[position + 4] & 31) === idrSlice) return true;
-    position += 4 + view.getUint32(position);
+    const end = position + 4 + view.getUint32(position);
+    const unitType = payload[position + 4] & 31;
+    if (unitType === idrSlice) return { key: true, changed: everywhere };
+    if (unitType === userData) changed = changedArea(payload.subarray(position + 4, end));
+    position = end;
   }
-  return false;
+  return { key: false, changed };
 }
 
 // What each codec string is decoded with, learnt once: browsers without a hardware decoder refuse
@@ -65,7 +88,7 @@ class Video {
   #timestamp = 0;
   #firstTimestamp = 0;
   #kept = null;       // frames since a key frame, until this configuration has shown a picture
-  #sentAt = new Map();
+  #decoding = new Map();  // timestamp to { sentAt: ms, changed }
   #average = 0;       // ms
   #paintedAt = 0;     // ms
   #fastest = Infinity;  // ms; the decoder's own latency, which some hardware has a lot of
@@ -89,7 +112,7 @@ class Video {
   reset() {
     if (this.#decoder && this.#decoder.state !== 'closed') this.#decoder.close();
     this.#forget();
-    this.#sentAt.clear();
+    this.#decoding.clear();
     this.#painter.reset();
     this.width = this.height = 0;
   }
@@ -122,11 +145,13 @@ class Video {
 
   frame(payload) {
     if (!this.#settings) return;
-    const key = isKeyFrame(payload);
+    const { key, changed } = inspect(payload);
     if (this.#needKey && !key) return;
     this.#needKey = false;
     this.#timestamp += frameDuration;
-    const chunk = { type: key ? 'key' : 'delta', timestamp: this.#timestamp, data: payload };
+    const chunk = {
+      type: key ? 'key' : 'delta', timestamp: this.#timestamp, data: payload, changed,
+    };
     this.#keep(chunk);
     if (this.#acceleration !== '') this.#decode(chunk);
   }
@@ -187,8 +212,8 @@ class Video {
   #decode(chunk) {
     const decoder = this.#decoder;
     if (!this.#configured) return;
-    this.#sentAt.set(chunk.timestamp, performance.now());
-    if (this.#sentAt.size > maxPendingTimes) this.#sentAt.delete(this.#sentAt.keys().next().value);
+    this.#decoding.set(chunk.timestamp, { sentAt: performance.now(), changed: chunk.changed });
+    if (this.#decoding.size > maxPendingTimes) this.#takeUpTo(this.#decoding.keys().next().value);
     try {
       decoder.decode(new EncodedVideoChunk(chunk));
     } catch (error) {
@@ -226,12 +251,13 @@ class Video {
   #paint(frame) {
     const { timestamp, displayWidth, displayHeight } = frame;
     const now = performance.now();
-    const waited = this.#measure(timestamp, now);
+    const waited = this.#measure(this.#takeUpTo(timestamp), now);
     if (this.#outdated(timestamp, waited, now)) return;
     this.#paintedAt = now;
     if (this.#canvas.width !== displayWidth || this.#canvas.height !== displayHeight) {
       this.#canvas.width = displayWidth;
       this.#canvas.height = displayHeight;
+      this.#painter.add(everywhere);
     }
     this.#painter.paint(frame);
     this.width = displayWidth;
@@ -240,12 +266,22 @@ class Video {
     this.#onPicture();
   }
 
-  // How long the frame was in the decoder, ms; 0 when that is not known.
-  #measure(timestamp, now) {
-    const sentAt = this.#sentAt.get(timestamp);
-    if (sentAt === undefined) return 0;
-    this.#sentAt.delete(timestamp);
-    const time = now - sentAt;
+  // What is known of the frame; the changes of those before it, which may never come, are its too.
+  #takeUpTo(timestamp) {
+    const known = this.#decoding.get(timestamp);
+    this.#painter.add(known ? known.changed : everywhere);
+    for (const [earlier, { changed }] of this.#decoding) {
+      if (earlier > timestamp) break;
+      this.#painter.add(changed);
+      this.#decoding.delete(earlier);
+    }
+    return known;
+  }
+
+  // How long a frame was in the decoder, ms; 0 when that is not known.
+  #measure(known, now) {
+    if (!known) return 0;
+    const time = now - known.sentAt;
     this.#average += this.#average === 0 ? time : averageWeight * (time - this.#average);
     return time;
   }

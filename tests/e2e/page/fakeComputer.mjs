@@ -39,6 +39,14 @@ export function clip(name) {
   };
 }
 
+// A frame that says in which macroblocks it differs from the one before.
+export function noted(frame, ...area) {
+  const numbers = area.flatMap((number) => [0x80 | number >> 7, 0x80 | (number & 127)]);
+  const note = Buffer.from('060518ef4385dc52f841e9aae545218f6137a6', 'hex');
+  return Buffer.concat([u16(0, note.length + numbers.length + 1), note, Buffer.from(numbers),
+    Buffer.of(0x80), frame]);
+}
+
 export function cursorAt(x, y, visible = true) {
   return Buffer.concat([u16(7, Math.round(x * 65535), Math.round(y * 65535)), Buffer.of(+visible)]);
 }

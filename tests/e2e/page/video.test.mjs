@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 
-import { clip, type } from './fakeComputer.mjs';
+import { clip, noted, type } from './fakeComputer.mjs';
 import { greeted, missing, panelLines, show, start, useBrowser, withPage } from './harness.mjs';
 
 const tools = useBrowser('127.0.0.72');
@@ -111,13 +111,14 @@ test('draws one picture at a time, and of a backlog only the newest', options, a
 test('asks for the pixels where drawing is slow, and still ends with the newest', options, async () => {
   const slowDrawing = () => {
     const { drawImage, putImageData } = CanvasRenderingContext2D.prototype;
-    globalThis.puts = 0;
+    globalThis.puts = [];
     CanvasRenderingContext2D.prototype.drawImage = function (...parameters) {
       for (const end = performance.now() + 50; performance.now() < end;);
       return drawImage.apply(this, parameters);
     };
     CanvasRenderingContext2D.prototype.putImageData = function (...parameters) {
-      globalThis.puts++;
+      const [{ width, height }, x, y] = parameters;
+      globalThis.puts.push([x, y, width, height]);
       return putImageData.apply(this, parameters);
     };
   };
@@ -126,7 +127,7 @@ test('asks for the pixels where drawing is slow, and still ends with the newest'
     const connection = await start(page, computer);
     await show(page, connection, portrait);
     for (let i = 0; i < 5; i++) connection.sendStream(landscape);
-    await page.waitForFunction(() => globalThis.puts > 0, null, { polling: 20 });
+    await page.waitForFunction(() => globalThis.puts.length > 0, null, { polling: 20 });
     const box = (16 * (landscape.frames.length - 1) + 24) / landscape.width;
     // The test's own time-out ends the waiting.
     let pixel;
@@ -134,6 +135,20 @@ test('asks for the pixels where drawing is slow, and still ends with the newest'
     const [red, , blue] = await colours(page, [[0.25, 0.1], [0.75, 0.1], [0.25, 0.9]]);
     assertNear(red, [0xe0, 0, 0], 12);
     assertNear(blue, [0, 0, 0xe0], 12);
+
+    // Frames that say where they changed are copied there alone, all of their changes together.
+    await page.evaluate(() => { globalThis.puts = []; });
+    connection.send(type.params, landscape.params);
+    connection.send(type.frame, landscape.frames[0]);
+    for (const [i, frame] of landscape.frames.slice(1).entries()) {
+      connection.send(type.frame, noted(frame, i, 11, 4, 3));
+    }
+    do [pixel] = await colours(page, [[box, 0.5]]); while (pixel.some((value) => value <= 240));
+    const left = await colours(page, [[8 / landscape.width, 0.47]]);
+    assertNear(left[0], [0xe0, 0, 0], 12);
+    const puts = await page.evaluate(() => globalThis.puts);
+    assert.ok(puts.length > 1 && puts.slice(1).every(([, y, , height]) => y === 176 && height === 48),
+      JSON.stringify(puts));
   });
 });
 

@@ -6,6 +6,7 @@
 #include <random>
 
 #include "platform/common/media/EncoderRecipes.h"
+#include "platform/common/media/H264Decoder.h"
 #include "platform/media/PictureMaker.h"
 #include "platform/media/StreamDecoder.h"
 
@@ -16,6 +17,7 @@ using namespace std::chrono_literals;
 
 constexpr auto kFrameTime = 16667us;
 constexpr int kBitRate = 25'000'000;
+constexpr auto kInSoftware = H264Decoder::Device::none;
 
 /// The largest difference of any pixel of either plane inside `rect`.
 int largestError(const PixelBuffer& original, const AVFrame& decoded, const PixelRect& rect) {
@@ -33,6 +35,23 @@ int largestError(const PixelBuffer& original, const AVFrame& decoded, const Pixe
     }
   }
   return worst;
+}
+
+bool equalOutside(const VideoPicture& a, const VideoPicture& b, const PixelRect& area) {
+  for (int y = 0; y < a.size.height; ++y) {
+    for (int x = 0; x < a.size.width; ++x) {
+      if (area.contains(x, y)) continue;
+      for (std::size_t plane = 0; plane < 3; ++plane) {
+        const int shift = plane == 0 ? 0 : 1;
+        const auto at = [&](const VideoPicture& picture) {
+          const auto& [data, stride] = picture.planes[plane];
+          return data[(y >> shift) * stride + (x >> shift)];
+        };
+        if (at(a) != at(b)) return false;
+      }
+    }
+  }
+  return true;
 }
 
 class PatchCoding : public testing::TestWithParam<PixelSize> {
@@ -111,6 +130,42 @@ TEST_P(PatchCoding, NeitherCoderLosesTrackOfTheOthersPictures) {
   EXPECT_GT(lumaPsnr(*source_, *picture), 44);
 }
 
+TEST_P(PatchCoding, SaysWhereAPictureDiffersFromTheOneBefore) {
+  ASSERT_TRUE(encoder_);
+  std::unique_ptr<H264Decoder> decoder;
+  std::shared_ptr<const VideoPicture> before;
+  int said = 0;
+  for (int frame = 0; frame < 60; ++frame) {
+    SCOPED_TRACE(frame);
+    time_ += 200ms;
+    std::vector<PixelRect> changed;
+    if (frame % 9 != 4) {
+      changed.push_back(somewhere(8 + static_cast<int>(random_() % 40), 18));
+      paint(changed.back());
+    }
+    const auto coded = encoder_->encode(desktop_.converted(), time_,
+                                        {.changed = changed, .refine = frame % 7 == 5});
+    ASSERT_TRUE(coded);
+    if (!decoder) decoder = H264Decoder::open({*coded->parameterSets, size_}, kInSoftware);
+    const auto picture = decoder->decode(*coded->data);
+    ASSERT_TRUE(picture);
+    if (picture->changed && before) {
+      ++said;
+      EXPECT_TRUE(equalOutside(*picture, *before, *picture->changed));
+    }
+    before = picture;
+  }
+  EXPECT_GT(said, 20);
+  // After a picture that nobody could decode anything may be different.
+  EXPECT_FALSE(decoder->decode(Bytes(9)));
+  const auto coded =
+      encoder_->encode(desktop_.converted(), time_ + 200ms, {.changed = std::vector<PixelRect>()});
+  ASSERT_TRUE(coded);
+  const auto picture = decoder->decode(*coded->data);
+  ASSERT_TRUE(picture);
+  EXPECT_FALSE(picture->changed);
+}
+
 INSTANTIATE_TEST_SUITE_P(Sizes, PatchCoding,
                          testing::Values(PixelSize{640, 368}, PixelSize{322, 198},
                                          PixelSize{66, 50}));
@@ -120,7 +175,7 @@ using SmallChange = PatchCoding;
 TEST_P(SmallChange, CostsWhatItsSizeIsAndNotThePictures) {
   ASSERT_TRUE(show({}));
   ASSERT_TRUE(show({.changed = std::vector<PixelRect>()}));
-  EXPECT_LT(bytes_, 32U) << "a picture that is the same";
+  EXPECT_LT(bytes_, 64U) << "a picture that is the same";
   const PixelRect letter{100, 100, 10, 18};
   paint(letter);
   const auto picture = show({.changed = std::vector{letter}}, 200ms);

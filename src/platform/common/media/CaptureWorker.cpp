@@ -1,5 +1,7 @@
 #include "platform/common/media/CaptureWorker.h"
 
+#include <algorithm>
+
 namespace tessaline::platform {
 
 CaptureWorker::CaptureWorker(const CaptureConfiguration& configuration, std::shared_ptr<Queue> main,
@@ -17,7 +19,7 @@ void CaptureWorker::start(std::function<void(std::optional<std::string> error)> 
     if (self->configuration_.showsCursor) {
       return self->started("the pointer is not part of this desktop's pictures");
     }
-    self->due_ = self->queue_->now();
+    self->due_ = self->turn_ = self->queue_->now();
     self->open();
   });
 }
@@ -64,6 +66,13 @@ void CaptureWorker::schedule() {
 
 void CaptureWorker::evaluateAt(Clock::time_point time) {
   timer_ = queue_->after(time - queue_->now(), whileAlive([this] { evaluate(); }));
+}
+
+/// A program that paints as often as frames may come would else meet its turn anywhere, and its
+/// changes would wait for half an interval on average.
+void CaptureWorker::took(Clock::time_point time) {
+  turn_ = std::max(time, turn_) + configuration_.minimumFrameInterval;
+  due_ = turn_ - configuration_.minimumFrameInterval / 2;
 }
 
 bool CaptureWorker::readyOrWait() {

@@ -48,6 +48,8 @@ class CaptureWorker : public std::enable_shared_from_this<CaptureWorker> {
   /// Evaluates on the capture queue, once for any number of calls; from any thread.
   void schedule();
   void evaluateAt(Clock::time_point time);
+  /// A frame was taken: sets `due_`.
+  void took(Clock::time_point time);
   /// False while the consumer is not ready; `evaluate` comes once it is.
   [[nodiscard]] bool readyOrWait();
   void deliver(std::shared_ptr<const PixelBuffer> pixels, std::vector<PixelRect> dirtyRects,
@@ -69,7 +71,7 @@ class CaptureWorker : public std::enable_shared_from_this<CaptureWorker> {
 
   // These belong to the capture queue.
   FrameComposer composer_;
-  Clock::time_point due_;  // of the next frame
+  Clock::time_point due_;  // of the next frame, at the earliest
   Timer timer_;            // to the next evaluation
 
  private:
@@ -85,6 +87,7 @@ class CaptureWorker : public std::enable_shared_from_this<CaptureWorker> {
 
   // These belong to the capture queue.
   std::function<void(std::optional<std::string> error)> onStarted_;  // until the start is decided
+  Clock::time_point turn_;  // of the next frame, were each an interval after the one before
   bool ended_ = false;
 };
 

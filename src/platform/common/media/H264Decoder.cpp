@@ -10,6 +10,8 @@ extern "C" {
 #include <thread>
 #include <utility>
 
+#include "platform/common/media/ChangedArea.h"
+
 namespace tessaline::platform {
 namespace {
 
@@ -30,7 +32,8 @@ using Frame = std::unique_ptr<AVFrame, FreeFrame>;
 /// A picture whose memory is a frame's.
 class FramePicture final : public VideoPicture {
  public:
-  explicit FramePicture(Frame frame) : frame_(std::move(frame)) {
+  FramePicture(Frame frame, const std::optional<PixelRect>& area) : frame_(std::move(frame)) {
+    changed = area;
     size = {frame_->width, frame_->height};
     layout = frame_->format == AV_PIX_FMT_NV12 ? Layout::biPlanar : Layout::planar;
     const std::size_t count = layout == Layout::biPlanar ? 2 : 3;
@@ -52,6 +55,21 @@ class FramePicture final : public VideoPicture {
  private:
   const Frame frame_;
 };
+
+/// What the stream says of it, in pixels of the picture.
+std::optional<PixelRect> changedArea(const AVFrame& frame) {
+  constexpr int kMacroblock = 16;
+  for (int i = 0; i < frame.nb_side_data; ++i) {
+    const AVFrameSideData& data = *frame.side_data[i];
+    if (data.type != AV_FRAME_DATA_SEI_UNREGISTERED) continue;
+    const auto area = readChangedArea({data.data, data.size});
+    if (!area) continue;
+    return intersected({area->x * kMacroblock, area->y * kMacroblock, area->width * kMacroblock,
+                        area->height * kMacroblock},
+                       {0, 0, frame.width, frame.height});
+  }
+  return std::nullopt;
+}
 
 /// The decoder configuration record of ISO 14496-15: parameter sets, and lengths of 4 bytes.
 Bytes configurationRecord(const ParameterSets& sets) {
@@ -103,6 +121,7 @@ struct H264Decoder::Codec {
   AVCodecContext* context = nullptr;
   AVPacket* packet = av_packet_alloc();
   Device device = Device::none;
+  bool gap = true;  // the picture before is not one that was handed out
 
   Codec() = default;
   Codec(const Codec&) = delete;
@@ -181,6 +200,7 @@ std::unique_ptr<H264Decoder> H264Decoder::open(const VideoFormat& format, Device
 }
 
 std::shared_ptr<const VideoPicture> H264Decoder::decode(ByteView accessUnit) {
+  const bool afterGap = std::exchange(codec_->gap, true);
   if (!wellFormed(accessUnit)) return nullptr;
   // The one copy of a picture's bytes between the network and the decoder, which wants padding.
   if (av_new_packet(codec_->packet, static_cast<int>(accessUnit.size())) < 0) return nullptr;
@@ -191,7 +211,9 @@ std::shared_ptr<const VideoPicture> H264Decoder::decode(ByteView accessUnit) {
   if (sent < 0 || !frame) return nullptr;
   frame = codec_->readable(std::move(frame));
   if (!frame) return nullptr;
-  return std::make_shared<FramePicture>(std::move(frame));
+  codec_->gap = false;
+  auto changed = afterGap ? std::nullopt : changedArea(*frame);
+  return std::make_shared<FramePicture>(std::move(frame), changed);
 }
 
 }  // namespace tessaline::platform

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/common/media/ChangedArea.h"
+
 namespace tessaline::platform {
 namespace {
 
@@ -315,9 +317,15 @@ std::optional<Bytes> PatchCoder::code(const PixelBuffer& picture,
   for (const Done& done : done_) put(reference, done);
   for (const Done& done : done_) extendEdges(reference, done);
 
+  PixelRect area;  // macroblocks
+  for (const Done& done : done_) area = united(area, {done.column, done.row, 1, 1});
+  const Bytes note = changedAreaUnit(area);
   const Bytes payload = escape(writer.finish());
-  ByteWriter unit(payload.size() + sizeof(std::uint32_t) + 1);
-  unit.u32(static_cast<std::uint32_t>(payload.size() + 1)).u8(kReferenceSliceUnit).append(payload);
+  ByteWriter unit(note.size() + payload.size() + sizeof(std::uint32_t) + 1);
+  unit.append(note)
+      .u32(static_cast<std::uint32_t>(payload.size() + 1))
+      .u8(kReferenceSliceUnit)
+      .append(payload);
   return unit.take();
 }
 

@@ -29,9 +29,9 @@ class PatchCoder {
   /// `picture` is the visible size, even in both directions.
   PatchCoder(PixelSize picture, const SliceShape& shape, int qp);
 
-  /// The access unit (after its length as 4 big-endian bytes) of a picture that equals the
-  /// reference outside of `changed`. Nothing, and the reference as it was, when too much has
-  /// changed or coding it takes more than `mostBytes`.
+  /// The access unit, each of its two units after its length as 4 big-endian bytes, of a picture
+  /// that equals the reference outside of `changed`; it says where it does not. Nothing, and the
+  /// reference as it was, when too much has changed or coding it takes more than `mostBytes`.
   [[nodiscard]] std::optional<Bytes> code(const PixelBuffer& picture,
                                           std::span<const PixelRect> changed,
                                           const ReferencePicture& reference,

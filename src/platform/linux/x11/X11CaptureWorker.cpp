@@ -68,7 +68,7 @@ void X11CaptureWorker::takeFrame() {
     due_ = time + std::min(kPauseAfterForeignChange, configuration_.minimumFrameInterval);
     return;
   }
-  due_ = time + configuration_.minimumFrameInterval;
+  took(time);
   auto rects = pending_.take();
   const auto patches = grabber_->grab(rects);
   auto pixels = patches ? composer_.compose(*patches) : nullptr;

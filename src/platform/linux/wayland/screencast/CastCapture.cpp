@@ -81,7 +81,7 @@ void CastCapture::takeFrame() {
   const auto time = queue_->now();
   auto taken = frames_->take();
   if (!taken) return;
-  due_ = time + configuration_.minimumFrameInterval;
+  took(time);
   followWithWhole(taken->rects);
   const CastPicture& picture = *taken->picture;
   std::vector<PixelPatch> patches;

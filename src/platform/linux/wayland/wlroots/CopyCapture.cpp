@@ -156,7 +156,7 @@ void CopyCapture::takeFrame(Clock::time_point now) {
     for (const PixelRect& rect : rects) pending_.add(rect);
     return evaluateAt(now + kBeforeRetry);
   }
-  due_ = now + configuration_.minimumFrameInterval;
+  took(now);
   request();  // before the consumer takes its time
   deliver(std::move(pixels), std::move(rects), now);
 }
