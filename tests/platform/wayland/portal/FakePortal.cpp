@@ -193,7 +193,10 @@ sdbus::ObjectPath FakePortal::start(const std::string& session, const Values& op
 }
 
 void FakePortal::answer() {
-  const std::string open = (std::lock_guard(mutex_), open_);
+  const std::string open = [this] {
+    const std::lock_guard lock(mutex_);
+    return open_;
+  }();
   switch (user_) {
     case User::grants:
     case User::waits:
@@ -242,7 +245,10 @@ void FakePortal::endSharing() {
 }
 
 void FakePortal::pressShortcut() {
-  const std::string shortcuts = (std::lock_guard(mutex_), shortcuts_);
+  const std::string shortcuts = [this] {
+    const std::lock_guard lock(mutex_);
+    return shortcuts_;
+  }();
   (*portal_)
       ->emitSignal("Activated")
       .onInterface(kShortcuts)
