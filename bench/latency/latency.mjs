@@ -26,7 +26,7 @@ const codeEvery = { still: 1000, idle: 100, text: 100, motion: 100, film: 100, p
 const movingLoads = ['idle', 'text', 'motion', 'pointer'];
 const screensAtOnce = [1, 2, 4];
 const slowCable = { rate: 20, delay: 20, loss: 1 };  // Mbit/s, ms each way, per cent
-const stillSeconds = 10;  // processor time has a resolution of 10 ms
+const stillSeconds = 10;  // enough of what happens once a second
 const vncServers = { vnc: OwnServer, 'vnc-x0': ScrapingServer, 'vnc-x11': X11vncServer };
 
 const { values: options } = parseArgs({

@@ -92,7 +92,7 @@ export function combine(stretches) {
       : null,
     framesPerSecond: Math.round(paints / seconds * 10) / 10,
     bytesPerSecond: Math.round(total((stretch) => stretch.bytes) / seconds),
-    cores: Math.round(total((stretch) => stretch.cpuSeconds) / seconds * 1000) / 1000,
+    cores: Math.round(total((stretch) => stretch.cpuSeconds) / seconds * 1e5) / 1e5,
     unreadableShare: paints ? total((stretch) => stretch.unreadable) / paints : null,
     // What the measurement itself is unsure by, or adds.
     readBackMs: Math.round(total((stretch) => stretch.readMs) / Math.max(1, paints) * 100) / 100,

@@ -48,7 +48,7 @@ function tableRow(row) {
   const { shown, ages, framesPerSecond, bytesPerSecond, cpuMsPerFrame, cores } = row;
   const head = [placeName(row), loadNames[row.load], subjectNames[row.through]];
   if (row.through === 'floor') return [...head, ms(shown.medianMs), ...Array(8).fill('')];
-  const busy = (cores * 100).toFixed(1);
+  const busy = (cores * 100).toFixed(2);
   if (row.load === 'still') return [...head, ...Array(7).fill(''), busy, ''];
   return [...head, ms(shown.medianMs), ms(shown.p95Ms), ms(ages.medianMs), framesPerSecond,
           row.longestPauseMs, (bytesPerSecond / 1e6).toFixed(2), ms(cpuMsPerFrame), busy,

@@ -47,11 +47,11 @@ export function targetRows({ rows, floors }) {
   const atRest = rows.filter(({ load, screens, cable }) => load === 'still' && !screens && !cable);
   for (const { size, through, cores } of atRest) {
     found.push([`${size}, at rest, ${through}`, 'next to nothing: ≤ 0.5 % of a core',
-                `${(cores * 100).toFixed(1)} % of a core`, verdict(cores <= stillCores)]);
+                `${(cores * 100).toFixed(2)} % of a core`, verdict(cores <= stillCores)]);
   }
   const still = (screens) => find('1280x800', 'browser', 'still', { screens })?.cores;
   found.push(ratioRow('four still screens over one', fourStillOverOne, still(4), still(1),
-    { unit: (cores) => `${(cores * 100).toFixed(1)} %`, text: 'no more than one' }));
+    { unit: (cores) => `${(cores * 100).toFixed(2)} %`, text: 'no more than one' }));
   for (const through of ['native', 'browser']) {
     const row = find('1920x1080', through, 'motion', { cable: 'slow cable' });
     const what = `slow cable, everything moves, ${through}`;
