@@ -6,21 +6,38 @@ WaylandPointer::WaylandPointer(std::shared_ptr<const DisplayTable> displays)
     : displays_(std::move(displays)) {}
 
 void WaylandPointer::place(DisplayID display, double x, double y) {
-  const std::lock_guard lock(mutex_);
-  place_ = Place{display, x, y};
+  {
+    const std::lock_guard lock(mutex_);
+    const Place place{display, x, y};
+    if (place_ == place) return;
+    place_ = place;
+  }
+  watchers_.tell();
 }
 
 void WaylandPointer::leave(DisplayID display) {
-  const std::lock_guard lock(mutex_);
-  if (place_ && place_->display == display) place_.reset();
+  {
+    const std::lock_guard lock(mutex_);
+    if (!place_ || place_->display != display) return;
+    place_.reset();
+  }
+  watchers_.tell();
 }
 
 void WaylandPointer::show(PointerImage image) {
-  const std::lock_guard lock(mutex_);
-  hidden_ = image.width <= 0 || image.height <= 0;
-  if (hidden_) return;
-  image.serial = ++lastSerial_;
-  image_ = std::make_shared<const PointerImage>(std::move(image));
+  {
+    const std::lock_guard lock(mutex_);
+    hidden_ = image.width <= 0 || image.height <= 0;
+    if (!hidden_) {
+      image.serial = ++lastSerial_;
+      image_ = std::make_shared<const PointerImage>(std::move(image));
+    }
+  }
+  watchers_.tell();
+}
+
+std::shared_ptr<void> WaylandPointer::watch(std::function<void()> moved) {
+  return watchers_.add(std::move(moved));
 }
 
 std::optional<PointerLocation> WaylandPointer::location() const {

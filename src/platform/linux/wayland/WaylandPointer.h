@@ -4,6 +4,7 @@
 #include <mutex>
 #include <optional>
 
+#include "base/Watchers.h"
 #include "platform/PointerSource.h"
 #include "platform/linux/wayland/DisplayTable.h"
 
@@ -26,12 +27,14 @@ class WaylandPointer final : public PointerSource {
   [[nodiscard]] std::optional<PointerLocation> location() const override;
   [[nodiscard]] std::shared_ptr<const PointerImage> image() const override;
   [[nodiscard]] std::optional<PixelRect> bounds(DisplayID display) const override;
+  [[nodiscard]] std::shared_ptr<void> watch(std::function<void()> moved) override;
 
  private:
   struct Place {
     DisplayID display = 0;
     double x = 0;
     double y = 0;
+    bool operator==(const Place&) const = default;
   };
   const std::shared_ptr<const DisplayTable> displays_;
   mutable std::mutex mutex_;
@@ -39,6 +42,7 @@ class WaylandPointer final : public PointerSource {
   bool hidden_ = false;                        // guarded by mutex_
   std::shared_ptr<const PointerImage> image_;  // guarded by mutex_
   std::uint64_t lastSerial_ = 0;               // guarded by mutex_
+  Watchers watchers_;
 };
 
 }  // namespace tessaline::platform

@@ -105,26 +105,11 @@ void X11Pointer::update() {
   const bool imageChanged = std::exchange(imageChanged_, false);
   if (moved) fetchLocation();
   if (imageChanged) fetchImage();
-  if (moved || imageChanged) tellWatchers();
-}
-
-void X11Pointer::tellWatchers() {
-  std::vector<std::shared_ptr<std::function<void()>>> watchers;
-  {
-    const std::lock_guard lock(mutex_);
-    std::erase_if(watchers_, [](const auto& watcher) { return watcher.expired(); });
-    for (const auto& watcher : watchers_) {
-      if (auto alive = watcher.lock()) watchers.push_back(std::move(alive));
-    }
-  }
-  for (const auto& watcher : watchers) (*watcher)();
+  if (moved || imageChanged) watchers_.tell();
 }
 
 std::shared_ptr<void> X11Pointer::watch(std::function<void()> moved) {
-  auto watcher = std::make_shared<std::function<void()>>(std::move(moved));
-  const std::lock_guard lock(mutex_);
-  watchers_.push_back(watcher);
-  return watcher;
+  return watchers_.add(std::move(moved));
 }
 
 void X11Pointer::fetchLocation() {

@@ -4,8 +4,8 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
+#include "base/Watchers.h"
 #include "platform/PointerSource.h"
 #include "platform/linux/x11/DisplayDirectory.h"
 #include "platform/linux/x11/MotionRecorder.h"
@@ -41,7 +41,6 @@ class X11Pointer final : public PointerSource, public std::enable_shared_from_th
   void refresh();
   void fetchLocation();
   void fetchImage();
-  void tellWatchers();
 
   const std::shared_ptr<Queue> queue_;
   const std::shared_ptr<const DisplayDirectory> directory_;
@@ -53,9 +52,9 @@ class X11Pointer final : public PointerSource, public std::enable_shared_from_th
   bool imageChanged_ = true;
 
   mutable std::mutex mutex_;
-  PointerLocation location_;                                    // guarded by mutex_
-  std::shared_ptr<const PointerImage> image_;                   // guarded by mutex_
-  std::vector<std::weak_ptr<std::function<void()>>> watchers_;  // guarded by mutex_
+  PointerLocation location_;                   // guarded by mutex_
+  std::shared_ptr<const PointerImage> image_;  // guarded by mutex_
+  Watchers watchers_;
 };
 
 }  // namespace tessaline::platform
