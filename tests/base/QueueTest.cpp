@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "base/AsioQueue.h"
-#include "support/VirtualQueues.h"
 
 namespace tessaline {
 namespace {
@@ -80,25 +79,6 @@ TEST_P(RealQueues, MayBeDroppedByTheirOwnWork) {
     done.set_value();
   });
   done.get_future().wait();
-}
-
-TEST(VirtualQueues, ShareOneClockAndRunInTheOrderOfDeadlines) {
-  test::VirtualQueues queues;
-  const auto other = queues.serial("other");
-  std::string order;
-  const auto start = queues.main()->now();
-  queues.main()->asyncAfter(2s, [&] { order += "c"; });
-  other->asyncAfter(1s, [&] { order += "b"; });
-  queues.main()->async([&] { order += "a"; });
-  Timer ticks = other->every(1500ms, [&] { order += "t"; });
-  queues.run();
-  EXPECT_EQ(order, "a");
-  queues.advance(3s);
-  EXPECT_EQ(order, "abtct");
-  EXPECT_EQ(queues.main()->now() - start, 3s);
-  ticks.cancel();
-  queues.advance(10s);
-  EXPECT_EQ(order, "abtct");
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
-#include <iterator>
 
 #include "support/TemporaryFolder.h"
 
@@ -22,10 +21,6 @@ class UserDefaultsTest : public testing::Test {
   void write(std::string_view text) {
     fs::create_directories(file_.parent_path());
     std::ofstream(file_) << text;
-  }
-  static std::string read(const fs::path& file) {
-    std::ifstream stream(file);
-    return {std::istreambuf_iterator<char>(stream), {}};
   }
   test::TemporaryFolder folder_;
   const fs::path file_ = folder_.path() / "tessaline" / "defaults.json";
@@ -66,7 +61,7 @@ TEST_F(UserDefaultsTest, AValueOfAnotherTypeReadsAsAbsentAndUnknownKeysStay) {
   EXPECT_FALSE(defaults.boolean("onboarded"));
   EXPECT_FALSE(defaults.dictionary("approvedDevices"));
   defaults.set("mode", "main");
-  EXPECT_NE(read(file_).find(R"("future":{"deep":[1,null]})"), std::string::npos);
+  EXPECT_NE(test::readFile(file_).find(R"("future":{"deep":[1,null]})"), std::string::npos);
   EXPECT_EQ(UserDefaults(file_).string("mode"), "main");  // no number makes the file unreadable
 }
 
@@ -75,30 +70,17 @@ TEST_F(UserDefaultsTest, AFileThatDoesNotParseIsSetAside) {
     write(junk);
     UserDefaults defaults(file_);
     EXPECT_FALSE(defaults.string("mode"));
-    EXPECT_EQ(read(file_.string() + ".broken"), junk);
+    EXPECT_EQ(test::readFile(file_.string() + ".broken"), junk);
     EXPECT_FALSE(fs::exists(file_));
     defaults.set("mode", "screen");
     EXPECT_EQ(UserDefaults(file_).string("mode"), "screen");
   }
 }
 
-TEST_F(UserDefaultsTest, AWriteThatFailsLosesNeitherTheFileNorTheValue) {
-  UserDefaults defaults(file_);
-  defaults.set("mode", "main");
-  // The temporary file cannot be made where a folder already has its name.
-  fs::create_directory(file_.string() + ".new");
-  defaults.set("mode", "screen");
-  EXPECT_EQ(defaults.string("mode"), "screen");
-  EXPECT_EQ(UserDefaults(file_).string("mode"), "main");
-  fs::remove(file_.string() + ".new");
-  defaults.set("onboarded", true);
-  EXPECT_EQ(UserDefaults(file_).string("mode"), "screen");
-}
-
 TEST_F(UserDefaultsTest, ADiskThatIsFullLosesNeitherTheFileNorTheValueAndIsLoggedOnce) {
   UserDefaults defaults(file_);
   defaults.set("mode", "main");
-  const std::string before = read(file_);
+  const std::string before = test::readFile(file_);
   rlimit usual{};
   ::getrlimit(RLIMIT_FSIZE, &usual);
   const auto handler = std::signal(SIGXFSZ, SIG_IGN);
@@ -109,7 +91,7 @@ TEST_F(UserDefaultsTest, ADiskThatIsFullLosesNeitherTheFileNorTheValueAndIsLogge
     ::setrlimit(RLIMIT_FSIZE, &little);
     defaults.set("name", value);
     ::setrlimit(RLIMIT_FSIZE, &usual);
-    EXPECT_EQ(read(file_), before);
+    EXPECT_EQ(test::readFile(file_), before);
     EXPECT_EQ(defaults.string("name"), value);
     EXPECT_FALSE(fs::exists(file_.string() + ".new"));
   }

@@ -49,30 +49,6 @@ TEST(AirDropTest, InstallsTheRuleOnlyForNamesThatCannotDoHarm) {
                                         "administrator privileges"));
 }
 
-TEST(AirDropTest, SwitchesTheLinkWithTheRuleAndNeverAsksJustToBringItUp) {
-  const struct {
-    std::set<std::string> files;
-    bool exists;
-    std::vector<std::string> down, up;
-  } cases[] = {{{"/etc/sudoers.d/tessaline"}, true, {kDown}, {kUp}},
-               {{"/etc/sudoers.d/quillfern"}, true, {kDown}, {kUp}},
-               {{}, true, {kAskedDown}, {}},
-               {{"/etc/sudoers.d/tessaline"}, false, {}, {}},
-               {{}, false, {}, {}}};
-  for (const auto& [files, exists, down, up] : cases) {
-    test::RecordingCommands commands;
-    commands.files = files;
-    commands.exists = exists;
-    const AirDrop airDrop(commands);
-    EXPECT_EQ(airDrop.isActive(), exists);
-    airDrop.set(false);
-    EXPECT_EQ(commands.take(), down);
-    EXPECT_FALSE(airDrop.isActive());
-    airDrop.set(true);
-    EXPECT_EQ(commands.take(), up);
-  }
-}
-
 class AirDropPauseTest : public testing::Test {
  protected:
   AirDropPauseTest() { commands_->files = {"/etc/sudoers.d/tessaline"}; }
@@ -163,30 +139,8 @@ TEST_F(AirDropPauseTest, ADialogThatNobodyAnswersCollectsNothing) {
   pause_.setSmart(false);
   pause_.connecting();
   EXPECT_THAT(after(1s), ElementsAre(kAskedDown));
-}
-
-TEST_F(AirDropPauseTest, ChoosingAModeStoresItAndInstallsTheMissingRuleOnce) {
-  const struct {
-    Mode mode;
-    bool cut, smart;
-  } cases[] = {
-      {Mode::always, true, false}, {Mode::never, false, false}, {Mode::whileMoving, true, true}};
-  for (const auto& [mode, cut, smart] : cases) {
-    commands_->files.clear();
-    pause_.setMode(mode);
-    EXPECT_EQ(pause_.installing(), mode != Mode::never);
-    pause_.setMode(mode);
-    EXPECT_EQ(pause_.mode(), mode);
-    EXPECT_EQ(defaults_.boolean("cutAirDrop"), cut);
-    EXPECT_EQ(defaults_.boolean("smartAirDrop"), smart);
-    const auto expected =
-        mode == Mode::never ? std::vector<std::string>{} : std::vector<std::string>{kInstall};
-    EXPECT_EQ(after(0s), expected);
-    EXPECT_FALSE(pause_.installing());
-  }
-  defaults_.set("cutAirDrop", "no");
-  defaults_.set("smartAirDrop", std::int64_t{0});
-  EXPECT_EQ(pause_.mode(), Mode::whileMoving) << "values of a wrong type count as absent";
+  pause_.lastSessionEnded();
+  EXPECT_THAT(after(1s), IsEmpty()) << "nobody is asked just to bring it up";
 }
 
 TEST_F(AirDropPauseTest, WithoutTheLinkNothingEverRuns) {
