@@ -67,7 +67,7 @@ class World : public testing::Test, public AppDelegate::Outside {
   std::string taken() { return std::exchange(happened, {}); }
 
   AppDelegate& launch(const std::string& mode, std::vector<std::string> arguments = {}) {
-    if (!mode.empty()) defaults.set("mode", mode);
+    defaults.set("mode", mode);
     delegate_ = std::make_unique<AppDelegate>(*this, defaults, std::move(arguments));
     delegate_->didFinishLaunching();
     return *delegate_;
@@ -88,43 +88,30 @@ class World : public testing::Test, public AppDelegate::Outside {
   std::function<void()> quitDone;
   std::string happened;
 
- private:
   std::unique_ptr<AppDelegate> delegate_;
 };
 
-struct Launch {
-  const char* stored;
-  bool supported;
-  std::vector<std::string> arguments;
-  const char* expected;
-};
-
-/// Names the test.
-void PrintTo(const Launch& launch, std::ostream* out) {
-  *out << (*launch.stored == '\0' ? "nothing" : launch.stored);
-  for (const auto& argument : launch.arguments) *out << argument;
-  if (!launch.supported) *out << "-unsupported";
+TEST_F(World, TheStoredRoleDecides) {
+  const struct {
+    const char* stored;
+    bool supported;
+    const char* argument;
+    const char* expected;
+  } cases[] = {{"", true, "", "regular, chooser shows"},
+               {"main", true, "", "accessory, main starts"},
+               {"main", false, "", "regular, chooser shows"},
+               {"screen", true, "", "regular, screen starts"},
+               {"MAIN", true, "", "regular, chooser shows"},
+               {"main", true, "--request-screen", "accessory, main starts, requests permission"},
+               {"screen", true, "--request-screen", "regular, screen starts"}};
+  for (const auto& c : cases) {
+    supported = c.supported;
+    launch(c.stored, {c.argument});
+    EXPECT_EQ(taken(), c.expected) << c.stored << c.argument;
+    delegate_.reset();
+    taken();
+  }
 }
-
-class LaunchDecision : public World, public testing::WithParamInterface<Launch> {};
-
-TEST_P(LaunchDecision, FollowsTheStoredRole) {
-  supported = GetParam().supported;
-  launch(GetParam().stored, GetParam().arguments);
-  EXPECT_EQ(taken(), GetParam().expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, LaunchDecision,
-    testing::Values(
-        Launch{"", true, {}, "regular, chooser shows"},
-        Launch{"main", true, {}, "accessory, main starts"},
-        Launch{"main", false, {}, "regular, chooser shows"},
-        Launch{"screen", true, {}, "regular, screen starts"},
-        Launch{"MAIN", true, {}, "regular, chooser shows"},
-        Launch{"main", true, {"--request-screen"}, "accessory, main starts, requests permission"},
-        Launch{"main", true, {"--request-screens"}, "accessory, main starts"},
-        Launch{"screen", true, {"--request-screen"}, "regular, screen starts"}));
 
 TEST_F(World, ChoosingMainWhereItIsNotSupportedAsksAgainAndKeepsTheChoice) {
   supported = false;
@@ -176,21 +163,6 @@ TEST_F(World, TheFirstReasonToEndCounts) {
   EXPECT_EQ(AppMode::current(defaults), AppMode::main) << "an ending application switches nothing";
   quitDone();
   EXPECT_EQ(taken(), "exits 1");
-}
-
-TEST_F(World, ReopeningShowsWhatThereIs) {
-  struct Case {
-    const char* stored;
-    const char* expected;
-  };
-  for (const auto& [stored, expected] :
-       {Case{"main", "main reopens"}, Case{"screen", "screen reopens"},
-        Case{"none", "chooser shows"}}) {
-    AppDelegate& delegate = launch(stored);
-    taken();
-    EXPECT_TRUE(delegate.reopen());
-    EXPECT_EQ(taken(), expected);
-  }
 }
 
 }  // namespace

@@ -13,26 +13,19 @@ namespace tessaline::test {
 class BrowserNetwork final : public FakeNetwork {
  public:
   struct Port final : platform::Listener {
-    explicit Port(std::shared_ptr<bool> open) : listening(std::move(open)) { *listening = true; }
-    ~Port() override { *listening = false; }
     std::uint16_t port() const override { return 7791; }
-    const std::shared_ptr<bool> listening;  // a listener may outlive its network
   };
   Accept<platform::WebSocketConnection> accept;
   QueueMaker queues;
   std::shared_ptr<Queue> listenerQueue;
-  const std::shared_ptr<bool> listening = std::make_shared<bool>(false);
-  std::shared_ptr<const platform::TransportIdentity> identity;  // of the last listener
 
   Result<std::unique_ptr<platform::Listener>> listenWebSocket(
-      const platform::ListenerParameters& parameters, std::shared_ptr<Queue> queue,
-      QueueMaker maker, Accept<platform::WebSocketConnection> deliver) override {
-    if (*listening) return Failure{"port 7791: address already in use"};
-    identity = parameters.identity;
+      const platform::ListenerParameters&, std::shared_ptr<Queue> queue, QueueMaker maker,
+      Accept<platform::WebSocketConnection> deliver) override {
     accept = std::move(deliver);
     queues = std::move(maker);
     listenerQueue = std::move(queue);
-    return std::unique_ptr<platform::Listener>(std::make_unique<Port>(listening));
+    return std::unique_ptr<platform::Listener>(std::make_unique<Port>());
   }
 
   /// A browser that has connected.

@@ -48,16 +48,12 @@ class FakeInputEvents final : public platform::InputEvents {
   std::size_t waiting = 0;
   std::vector<std::string> events;
   std::optional<platform::PointerLocation>* pointer = nullptr;  // that moves, if any
-  bool touches = false;                                         // has a touch device
 
   bool trusted(bool ask) override {
     if (ask && !allowed) ++asked;
     return allowed;
   }
-  bool postTap(platform::PointerLocation at, int tapState) override {
-    if (touches) events.push_back("tap " + std::to_string(tapState) + place(at));
-    return touches;
-  }
+  bool postTap(platform::PointerLocation, int) override { return false; }
   void postMove(platform::PointerLocation to) override {
     events.push_back("move" + place(to));
     if (pointer) *pointer = to;
@@ -151,8 +147,7 @@ class FakeDesktop final : public platform::DesktopEnvironment {
     ~Display() override { std::erase(desktop->displays, id); }
     platform::DisplayID displayID() const override { return id; }
     State state() const override { return desktop->state; }
-    bool apply(const platform::VirtualDisplaySettings& applied) override {
-      desktop->settings = applied;
+    bool apply(const platform::VirtualDisplaySettings&) override {
       desktop->displays.push_back(id);
       return true;
     }
@@ -170,7 +165,6 @@ class FakeDesktop final : public platform::DesktopEnvironment {
   int attempts = 0;
   platform::DisplayID nextID = 41;
   platform::VirtualDisplayDescriptor descriptor;
-  platform::VirtualDisplaySettings settings;
   platform::CaptureConfiguration configuration;
   std::vector<platform::DisplayID> displays;  // those that exist
   Stream* stream = nullptr;

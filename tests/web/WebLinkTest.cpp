@@ -48,15 +48,7 @@ class WebLinkTest : public testing::Test {
   int closes_ = 0;
 };
 
-TEST_F(WebLinkTest, ReadsWhatABrowserSaysOfItself) {
-  const Hello phone =
-      helloFrom(R"({"w":1170,"h":2532,"key":"abc","id":"1-2-3-4","name":"iPhone"})");
-  EXPECT_EQ(phone.width, 1170);
-  EXPECT_EQ(phone.height, 2532);
-  EXPECT_EQ(phone.scale, 1);
-  EXPECT_EQ(phone.key, "abc");
-  EXPECT_EQ(phone.deviceID, "1-2-3-4");
-  EXPECT_EQ(phone.deviceName, "iPhone");
+TEST_F(WebLinkTest, WhatABrowserSaysOfItselfMayBeAnything) {
   EXPECT_EQ(helloFrom(R"({"w":1,"h":2,"scale":2,"key":7,"id":8,"name":9})").scale, 2);
   EXPECT_FALSE(hellos_[0].key);
   EXPECT_EQ(hellos_[0].deviceID, "");
@@ -132,19 +124,6 @@ TEST_F(WebLinkTest, TakesLittleFromStrangers) {
   for (int i = 0; i < 20; ++i) socket_->say(junk);
   queues_.run();
   EXPECT_EQ(closes_, 0);
-}
-
-TEST_F(WebLinkTest, SendsTypeAndPayloadAsOneMessageAndSaysGoodbye) {
-  EXPECT_TRUE(link_->send(Proto::frame, Bytes{7, 8}));
-  EXPECT_TRUE(link_->send(Proto::ping));
-  queues_.run();
-  EXPECT_EQ(socket_->sent, (std::vector<Bytes>{{2, 7, 8}, {5}}));
-  link_->sayGoodbye();
-  queues_.advance(499ms);
-  EXPECT_EQ(socket_->sent.back(), (Bytes{4}));
-  EXPECT_EQ(closes_, 0);
-  queues_.advance(1ms);
-  EXPECT_EQ(closes_, 1);
 }
 
 }  // namespace

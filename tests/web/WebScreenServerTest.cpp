@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 
 #include "protocol/Proto.h"
 #include "support/BrowserNetwork.h"
@@ -13,7 +12,6 @@
 namespace tessaline {
 namespace {
 
-namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
 class WebScreenServerTest : public testing::Test {
@@ -41,60 +39,6 @@ class WebScreenServerTest : public testing::Test {
   std::unique_ptr<WebScreenServer> server_ = std::make_unique<WebScreenServer>(
       SessionServices{queues_, desktop_, coding_, network_}, defaults_, approved_);
 };
-
-/// Takes any bundle whose password is "good".
-struct Security final : platform::TransportSecurity {
-  struct Identity final : platform::TransportIdentity {};
-  Result<std::shared_ptr<const platform::TransportIdentity>> importIdentity(
-      ByteView, std::string_view password) override {
-    if (password != "good") return Failure{"bad"};
-    return std::shared_ptr<const platform::TransportIdentity>(std::make_shared<Identity>());
-  }
-  std::optional<std::string> findFault(std::string_view, std::string_view,
-                                       const std::string&) override {
-    return std::nullopt;
-  }
-};
-
-TEST_F(WebScreenServerTest, ANewCertificateIsTakenUpWhileSessionsGoOn) {
-  server_.reset();
-  queues_.run();
-  const TLSIdentity tls(folder_.path(), std::make_shared<Security>());
-  const auto put = [&](const fs::path& file, const char* text) { std::ofstream(file) << text; };
-  server_ = std::make_unique<WebScreenServer>(SessionServices{queues_, desktop_, coding_, network_},
-                                              defaults_, approved_, tls);
-  server_->start();
-  queues_.run();
-  EXPECT_FALSE(network_.identity);
-  approved_.add("i", "iPad");
-  const auto screen = browse();
-  hello(*screen, server_->key());
-
-  put(tls.p12(), "bundle");
-  put(tls.password(), " good\n");
-  server_->reloadTLS();
-  EXPECT_TRUE(server_->encrypted());
-  EXPECT_EQ(server_->url().find("http://192.0.2.1"), 0U) << "it has no name yet";
-  queues_.advance(499ms);
-  EXPECT_FALSE(*network_.listening);
-  queues_.advance(1ms);
-  EXPECT_TRUE(*network_.listening);
-  const auto first = network_.identity;
-  EXPECT_TRUE(first);
-  EXPECT_FALSE(screen->cancelled);
-  ASSERT_EQ(server_->sessions().size(), 1U);
-
-  // What cannot be read changes nothing.
-  put(tls.password(), "bad");
-  server_->reloadTLS();
-  queues_.advance(500ms);
-  EXPECT_EQ(network_.identity, first);
-  EXPECT_TRUE(server_->encrypted());
-  server_->reloadTLS();
-  server_.reset();
-  queues_.advance(1s);
-  EXPECT_FALSE(*network_.listening);
-}
 
 TEST_F(WebScreenServerTest, APersonMayTakeTheirTimeToAnswer) {
   const auto first = browse();
