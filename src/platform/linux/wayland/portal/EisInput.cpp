@@ -1,9 +1,9 @@
 #include "platform/linux/wayland/portal/EisInput.h"
 
-#include "platform/linux/wayland/portal/EisThread.h"
-
 #include <cstdlib>
 #include <string_view>
+
+#include "platform/linux/wayland/portal/EisThread.h"
 
 namespace tessaline::platform {
 namespace {
