@@ -8,6 +8,7 @@ extern "C" {
 #include <cmath>
 
 #include "platform/common/media/AccessUnit.h"
+#include "platform/common/media/ChangedArea.h"
 #include "platform/common/media/PatchCoder.h"
 #include "platform/common/media/SequenceParameterSet.h"
 
@@ -19,6 +20,7 @@ namespace {
 constexpr double kMaximumRefill = 0.9;
 
 constexpr int kKilobit = 1000;
+constexpr int kMacroblock = 16;  // pixels
 
 // The longest side that x264 codes, in pixels. What it refuses itself leaks a little memory.
 constexpr int kLongestSide = 16384;
@@ -28,6 +30,10 @@ constexpr int kLongestSide = 16384;
 constexpr int kPrimariesBt709 = 1;
 constexpr int kTransferSrgb = 13;
 constexpr int kMatrixBt601 = 6;
+
+int macroblocks(int pixels) {
+  return (pixels + kMacroblock - 1) / kMacroblock;
+}
 
 struct Close {
   void operator()(x264_t* encoder) const { x264_encoder_close(encoder); }
@@ -51,6 +57,8 @@ bool describe(x264_param_t& parameters, const X264Recipe& recipe,
   parameters.i_keyint_max = X264_KEYINT_MAX_INFINITE;  // counted here
   parameters.i_frame_reference = 1;
   parameters.b_annexb = 0;
+  parameters.analyse.b_mb_info = 1;
+  parameters.analyse.b_mb_info_update = 1;
   parameters.vui.i_sar_width = parameters.vui.i_sar_height = 1;
   parameters.vui.b_fullrange = 0;
   parameters.vui.i_colorprim = kPrimariesBt709;
@@ -81,8 +89,9 @@ struct X264Encoder::Codec {
   SliceShape shape;
   ReferencePicture reference;  // valid with `referenceKept`, until the next picture is coded
   bool referenceKept = false;
-  std::uint32_t frameNumber = 0;  // of the last picture, from the last key frame on
-  int sinceKeyFrame = 0;          // pictures
+  std::uint32_t frameNumber = 0;       // of the last picture, from the last key frame on
+  int sinceKeyFrame = 0;               // pictures
+  std::vector<std::uint8_t> constant;  // of each macroblock, whether it stays as it is
 
   bool open();
   void gather(Clock::time_point time);
@@ -90,7 +99,10 @@ struct X264Encoder::Codec {
   [[nodiscard]] double frameBytes() const;
   [[nodiscard]] double windowFrames() const;
   std::optional<Bytes> codePatches(const PixelBuffer& frame, const FrameNotes& notes);
-  std::optional<CodedFrame> codeWhole(const PixelBuffer& frame, bool keyFrame);
+  std::uint8_t* markConstant(const FrameNotes& notes);
+  [[nodiscard]] PixelRect changedArea() const;
+  std::optional<CodedFrame> codeWhole(const PixelBuffer& frame, const FrameNotes& notes,
+                                      bool keyFrame);
 };
 
 bool X264Encoder::Codec::open() {
@@ -154,7 +166,41 @@ std::optional<Bytes> X264Encoder::Codec::codePatches(const PixelBuffer& frame,
   return unit;
 }
 
-std::optional<CodedFrame> X264Encoder::Codec::codeWhole(const PixelBuffer& frame, bool keyFrame) {
+/// What x264 may skip without a look; it still mends what had too few bits before. Nothing when any
+/// of it may have changed, or when it is to become sharper.
+std::uint8_t* X264Encoder::Codec::markConstant(const FrameNotes& notes) {
+  if (!referenceKept || !notes.changed || notes.refine) return nullptr;
+  const int columns = macroblocks(parameters.i_width);
+  const int rows = macroblocks(parameters.i_height);
+  constant.assign(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows),
+                  X264_MBINFO_CONSTANT);
+  for (const PixelRect& changed : *notes.changed) {
+    const PixelRect rect = intersected(changed, {0, 0, parameters.i_width, parameters.i_height});
+    if (rect.empty()) continue;
+    const int left = rect.x / kMacroblock;
+    const int right = macroblocks(rect.x + rect.width);
+    for (int row = rect.y / kMacroblock; row < macroblocks(rect.y + rect.height); ++row) {
+      const auto line = constant.begin() + std::ptrdiff_t{row} * columns;
+      std::fill(line + left, line + right, std::uint8_t{0});
+    }
+  }
+  return constant.data();
+}
+
+/// Where what x264 has just coded is not as it was, in macroblocks.
+PixelRect X264Encoder::Codec::changedArea() const {
+  const int columns = macroblocks(parameters.i_width);
+  PixelRect area;
+  for (std::size_t i = 0; i < constant.size(); ++i) {
+    if (constant[i] & X264_MBINFO_CONSTANT) continue;
+    const auto index = static_cast<int>(i);
+    area = united(area, {index % columns, index / columns, 1, 1});
+  }
+  return area;
+}
+
+std::optional<CodedFrame> X264Encoder::Codec::codeWhole(const PixelBuffer& frame,
+                                                        const FrameNotes& notes, bool keyFrame) {
   x264_picture_t picture;
   x264_picture_init(&picture);
   picture.i_type = keyFrame ? X264_TYPE_IDR : X264_TYPE_P;
@@ -163,6 +209,7 @@ std::optional<CodedFrame> X264Encoder::Codec::codeWhole(const PixelBuffer& frame
   picture.img.plane[0] = const_cast<std::uint8_t*>(frame.luma());  // only read
   picture.img.plane[1] = const_cast<std::uint8_t*>(frame.chroma());
   picture.img.i_stride[0] = picture.img.i_stride[1] = frame.stride();
+  picture.prop.mb_info = keyFrame ? nullptr : markConstant(notes);
 
   x264_nal_t* units = nullptr;
   int count = 0;
@@ -193,6 +240,10 @@ std::optional<CodedFrame> X264Encoder::Codec::codeWhole(const PixelBuffer& frame
   referenceKept = coded.img.i_plane == 2 && coded.img.plane[0] && coded.img.plane[1];
   reference = {coded.img.plane[0], coded.img.plane[1], coded.img.i_stride[0],
                coded.img.i_stride[1]};
+  if (picture.prop.mb_info) {
+    const Bytes note = changedAreaUnit(changedArea());
+    unit->slices.insert(unit->slices.begin(), note.begin(), note.end());
+  }
   result.data = std::make_shared<const Bytes>(std::move(unit->slices));
   return result;
 }
@@ -227,7 +278,7 @@ std::optional<CodedFrame> X264Encoder::encode(std::shared_ptr<const PixelBuffer>
     result.emplace().data = std::make_shared<const Bytes>(std::move(*patches));
   } else {
     codec.grant(notes.refine);
-    result = codec.codeWhole(*frame, keyFrame);
+    result = codec.codeWhole(*frame, notes, keyFrame);
   }
   if (result) {
     result->presentationTime = presentationTime;
