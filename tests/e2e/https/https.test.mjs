@@ -5,7 +5,7 @@ import { rmSync } from 'node:fs';
 import { join } from 'node:path';
 import { after, afterEach, before, test } from 'node:test';
 
-import { patience, run, waitFor } from '../support/programs.mjs';
+import { patience, waitFor } from '../support/programs.mjs';
 import { Visitor } from '../support/visitor.mjs';
 import { House, domain, missing } from './house.mjs';
 
@@ -39,19 +39,6 @@ async function expectPicture(colour) {
   await visitor.awaitColours({ x: 10, y: 10, colour }, { x: 700, y: 500, colour });
 }
 
-// Speaks to a port of the computer without TLS and returns what comes back, nothing as a rule.
-function speakPlainly(port) {
-  return run('python3', ['-c', `
-import socket, sys
-s = socket.create_connection(("${house.computer.address}", ${port}), 10)
-s.sendall(b"GET / HTTP/1.1\\r\\nHost: x\\r\\n\\r\\n")
-while True:
-    data = s.recv(4096)
-    if not data: break
-    sys.stdout.write(data.decode("latin-1"))
-`], { within: house.tablet.within });
-}
-
 if (!missing) {
   before(() => house.start());
   afterEach((context) => {
@@ -77,15 +64,6 @@ testHouse('the page comes over HTTPS that the tablet trusts, and streams over ws
   assert.ok(await visitor.page.evaluate(() => isSecureContext));
   assert.match(visitor.connection.url, /^wss:\/\/.*:7791\//);
   await expectPicture('20a040');
-});
-
-testHouse('who speaks no TLS gets nothing, and the log says so once', async () => {
-  for (const port of [7790, 7791, 7790, 7791]) {
-    assert.doesNotMatch(await speakPlainly(port), /HTTP|html/);
-  }
-  const lines = house.application.log.split('\n').filter((line) => line.includes('over HTTPS'));
-  assert.equal(lines.length, 1, lines.join('\n'));
-  await expectPicture('d02020');
 });
 
 testHouse('a renewed certificate is served without a restart, and the picture goes on', async () => {
