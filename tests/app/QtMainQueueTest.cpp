@@ -25,24 +25,6 @@ class QtQueue : public testing::Test {
   const std::shared_ptr<QtMainQueue> queue_ = std::make_shared<QtMainQueue>();
 };
 
-TEST_F(QtQueue, RunsWorkInOrderFromAnyThread) {
-  std::vector<int> order;
-  std::thread other([&] {
-    EXPECT_FALSE(queue_->isCurrent());
-    for (int i = 0; i < 500; ++i) {
-      queue_->async([&, i] {
-        EXPECT_TRUE(queue_->isCurrent());
-        order.push_back(i);
-      });
-    }
-    queue_->sync([&] { EXPECT_EQ(order.size(), 500U); });
-    queue_->async(endLoop);
-  });
-  runLoop();
-  other.join();
-  EXPECT_TRUE(std::ranges::is_sorted(order));
-}
-
 TEST_F(QtQueue, CancelledTimersNeverFire) {
   int fired = 0;
   queue_->async([&] {

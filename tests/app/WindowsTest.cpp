@@ -6,8 +6,6 @@
 #include <QTimer>
 #include <QtTest/QTest>
 
-#include "app/ChoiceCardView.h"
-#include "app/ModeChooserWindow.h"
 #include "shell/AlertWindow.h"
 #include "support/TemporaryFolder.h"
 #include "web/ApprovalAlertWindow.h"
@@ -88,34 +86,6 @@ TEST_F(ApprovalAlert, AsksOneAfterTheOtherAndClosesWhenAnsweredElsewhere) {
   shownBox()->close();
   EXPECT_EQ(answers_, "a-b+c-") << "closing the window refuses";
   EXPECT_EQ(shownBox(), nullptr);
-}
-
-TEST(ModeChooser, IsUsableFromTheKeyboardAndByClick) {
-  for (const bool supported : {true, false}) {
-    ModeChooserWindow window(supported, mainMenu());
-    std::string chosen;
-    std::string menu;
-    window.onChoose = [&](AppMode mode) { chosen += std::string(mode.text()) + " "; };
-    window.onMenu = [&](MenuAction action) { menu += action == MenuAction::quit ? "quit" : "?"; };
-    window.bringToFront();
-    std::vector<ChoiceCardView*> cards;
-    for (auto* button : window.findChildren<QAbstractButton*>()) {
-      if (auto* card = dynamic_cast<ChoiceCardView*>(button)) cards.push_back(card);
-    }
-    ASSERT_EQ(cards.size(), 2U);
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
-    QTest::keyClick(window.focusWidget(), Qt::Key_Return);
-    EXPECT_EQ(chosen, supported ? "main " : "screen ");
-    chosen.clear();
-    for (auto* card : cards) QTest::mouseClick(card, Qt::LeftButton);
-    EXPECT_EQ(chosen, supported ? "main screen " : "screen ");
-    QTest::keyClick(&window, Qt::Key_Q, Qt::ControlModifier);
-    EXPECT_EQ(menu, "quit");
-    QTest::keyClick(&window, Qt::Key_W, Qt::ControlModifier);
-    EXPECT_FALSE(window.isVisible());
-    window.bringToFront();
-    EXPECT_TRUE(window.isVisible());
-  }
 }
 
 }  // namespace

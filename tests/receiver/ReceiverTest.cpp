@@ -412,70 +412,33 @@ TEST_F(ReceiverOnSockets, ReadsNoFurtherThanTheDecoderCanFollow) {
   EXPECT_TRUE(main.answersProbe(5));
 }
 
-class ReceiverInTime : public testing::Test {
- protected:
-  void start() {
-    receiver_.onDisconnect = [this] { ++disconnects_; };
-    queues_.main()->sync([this] { receiver_.start(); });
-    queues_.run();
-  }
-  std::shared_ptr<test::FakeConnection> connect() {
-    auto connection = network_.arrive();
-    queues_.run();
-    return connection;
-  }
-
-  test::VirtualQueues queues_;
-  test::Doorway network_;
-  test::FakeDiscovery discovery_;
-  const std::unique_ptr<platform::VideoDecoding> decoding_ = platform::createVideoDecoding(queues_);
-  Receiver receiver_{{queues_, network_, discovery_, *decoding_}, {"screen", "id"}};
-  int disconnects_ = 0;
-};
-
-TEST_F(ReceiverInTime, ClosesASilentStreamAfterFourSeconds) {
-  start();
-  const auto connection = connect();
-  for (int second = 0; second < 10; ++second) {
-    queues_.advance(1s);
-    network_.say(*connection, Proto::ping);
-  }
-  queues_.advance(4s);
-  EXPECT_FALSE(connection->cancelled);
-  queues_.advance(1s);
-  EXPECT_TRUE(connection->cancelled);
-  EXPECT_EQ(disconnects_, 1);
-  queues_.advance(10s);
-  EXPECT_EQ(disconnects_, 1);
-}
-
-TEST_F(ReceiverInTime, StartsNothingElseWhenItsPortIsTaken) {
-  network_.taken = true;
-  start();
-  EXPECT_TRUE(discovery_.advertised.empty());
-  EXPECT_FALSE(network_.datagramHandler);
-}
-
-TEST_F(ReceiverInTime, LetsNothingPileUpOnABusyMainQueueOrInTheAnswersToProbes) {
+TEST(Receiver, LetsNothingPileUpOnABusyMainQueueOrInTheAnswersToProbes) {
+  test::VirtualQueues queues;
+  test::Doorway network;
+  test::FakeDiscovery discovery;
+  const auto decoding = platform::createVideoDecoding(queues);
+  Receiver receiver({queues, network, discovery, *decoding}, {"screen", "id"});
   int moves = 0;
   double last = 0;
-  receiver_.onCursorMove = [&](double x, double, bool) {
+  receiver.onCursorMove = [&](double x, double, bool) {
     ++moves;
     last = x;
   };
-  start();
-  network_.home->sync([&] {
+  queues.main()->sync([&] { receiver.start(); });
+  queues.run();
+  network.home->sync([&] {
     for (std::uint16_t i = 1; i <= 1000; ++i) {
-      network_.datagramHandler({}, CursorUpdate{i, {i, 0, true}}.datagram());
+      network.datagramHandler({}, CursorUpdate{i, {i, 0, true}}.datagram());
     }
   });
-  queues_.run();
+  queues.run();
   EXPECT_EQ(moves, 1);
   EXPECT_DOUBLE_EQ(last, 1000.0 / 65535);
 
-  const auto connection = connect();
+  const auto connection = network.arrive();
+  queues.run();
   connection->taking = false;
-  for (int i = 0; i < 1000; ++i) network_.say(*connection, Proto::probe, Bytes{0, 0, 0, 1});
+  for (int i = 0; i < 1000; ++i) network.say(*connection, Proto::probe, Bytes{0, 0, 0, 1});
   EXPECT_LT(connection->untaken.size(), 50U);
 }
 

@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/common/media/MediaVideoCoding.h"
 #include "platform/common/media/MediaVideoDecoding.h"
-#include "protocol/Cursor.h"
 #include "protocol/Proto.h"
 #include "receiver/Doorway.h"
 #include "receiver/LatestPicture.h"
@@ -25,7 +23,6 @@ class FakeWindows final : public ScreenController::Windows {
   bool homeShown = false;
   bool fullShown = false;
   HomeScreen home;
-  std::optional<ViewRect> pointer;
 
   void showHome(const HomeScreen& content) override {
     home = content;
@@ -38,7 +35,7 @@ class FakeWindows final : public ScreenController::Windows {
   std::shared_ptr<VideoDisplay> videoDisplay() override { return std::make_shared<Display>(); }
   PixelSize viewSize() override { return {1000, 1000}; }
   void setPointerImage(std::shared_ptr<const platform::PointerImage>) override {}
-  void placePointer(std::optional<ViewRect> frame) override { pointer = frame; }
+  void placePointer(std::optional<ViewRect>) override {}
   ScreenMetrics screenMetrics() override { return {}; }
 };
 
@@ -55,13 +52,6 @@ class ScreenControllerTest : public testing::Test {
     queues_.run();
     return connection;
   }
-  void move(std::uint16_t x, std::uint16_t y, bool visible = true) {
-    network_.home->sync([&] {
-      network_.datagramHandler({}, CursorUpdate{++sequence_, {x, y, visible}}.datagram());
-    });
-    queues_.run();
-  }
-
   test::TemporaryFolder folder_;
   test::VirtualQueues queues_;
   UserDefaults defaults_{folder_.path() / "defaults.json"};
@@ -72,7 +62,6 @@ class ScreenControllerTest : public testing::Test {
   const std::unique_ptr<platform::VideoDecoding> decoding_ = platform::createVideoDecoding(queues_);
   ScreenController controller_{{{queues_, network_, discovery_, *decoding_}, workspace_, windows_},
                                defaults_};
-  std::uint16_t sequence_ = 0;
   int switches_ = 0;
 };
 
@@ -80,6 +69,8 @@ TEST_F(ScreenControllerTest, SaysWhenItWaitsInVain) {
   network_.taken = true;
   start();
   EXPECT_EQ(windows_.home.status, "Another program uses port 7777 of this computer.");
+  EXPECT_TRUE(discovery_.advertised.empty());
+  EXPECT_FALSE(network_.datagramHandler);
 }
 
 TEST_F(ScreenControllerTest, ShowsTheHomeWindowAndTheFullWindowInTurn) {
@@ -87,20 +78,13 @@ TEST_F(ScreenControllerTest, ShowsTheHomeWindowAndTheFullWindowInTurn) {
   EXPECT_TRUE(workspace_.atLogin);
   EXPECT_EQ(workspace_.activities, 1) << "kept awake";
   ASSERT_TRUE(windows_.homeShown);
-  EXPECT_EQ(windows_.home.status, "Waiting for your main Mac…");
-  EXPECT_EQ(windows_.home.address, "This Mac: 192.0.2.1");
-  ASSERT_EQ(windows_.home.steps.size(), 3U);
-  EXPECT_EQ(windows_.home.steps[1].title, "Pick “Studio”");
 
   const auto first = connect();
   EXPECT_TRUE(windows_.fullShown);
   EXPECT_FALSE(windows_.homeShown);
-  EXPECT_EQ(windows_.home.status, "Connecting…");
   EXPECT_TRUE(workspace_.options.idleDisplaySleepDisabled);
   EXPECT_TRUE(workspace_.options.latencyCritical);
-  EXPECT_EQ(workspace_.reason, "Tessaline");
   EXPECT_TRUE(controller_.live());
-  EXPECT_EQ(first->sent.size(), 1U) << "a hello";
 
   // One that replaces it keeps the window up, and keeps awake once.
   const auto second = connect();
@@ -138,42 +122,6 @@ TEST_F(ScreenControllerTest, LeavesTheSettingsToTheUser) {
   EXPECT_EQ(defaults_.boolean("keepAwake"), true);
   windows_.home.switchRole->action();
   EXPECT_EQ(switches_, 1);
-}
-
-TEST_F(ScreenControllerTest, ShowsThePointerOnceItsShapeIsKnown) {
-  start();
-  const auto connection = connect();
-  move(0x8000, 0x8000);
-  EXPECT_FALSE(windows_.pointer);
-  platform::PointerImage image{.serial = 0, .width = 4, .height = 4, .rgba = Bytes(64)};
-  network_.say(
-      *connection, Proto::cursorShape,
-      CursorShape{10, 20, 30, 40}.encoded(platform::createVideoCoding(queues_)->encodePng(image)));
-  queues_.run();
-  EXPECT_TRUE(windows_.pointer) << "where the pointer was before its shape arrived";
-  // Without a video the view is what it moves on.
-  move(65535, 0);
-  EXPECT_EQ(windows_.pointer, (ViewRect{990, -20, 30, 40}));
-  move(65535, 0, false);
-  EXPECT_FALSE(windows_.pointer);
-}
-
-TEST(PointerPlacement, FollowsTheLetterboxedVideo) {
-  struct Case {
-    PixelSize video, view;
-    double x, y;
-    ViewRect fit, pointer;
-  };
-  const PointerShape shape{2, 4, 16, 32};
-  for (const Case& c : {
-           Case{{800, 600}, {800, 600}, 0, 0, {0, 0, 800, 600}, {-2, -4, 16, 32}},
-           Case{{800, 600}, {1600, 1600}, 0.5, 1, {0, 200, 1600, 1200}, {796, 1392, 32, 64}},
-           Case{{800, 600}, {800, 300}, 1, 0.5, {200, 0, 400, 300}, {599, 148, 8, 16}},
-           Case{{0, 0}, {640, 480}, 1, 1, {0, 0, 640, 480}, {638, 476, 16, 32}},
-       }) {
-    EXPECT_EQ(aspectFit(c.video, c.view), c.fit);
-    EXPECT_EQ(placePointer(c.video, c.view, shape, c.x, c.y), c.pointer);
-  }
 }
 
 /// Lets a test act in the middle of a picture's scaling.

@@ -149,8 +149,8 @@ TEST_P(ScreenRole, ShowsAStreamWithItsPointerAndNothingOfItInTheNext) {
   EXPECT_TRUE(onlooker_->shows(0, 799, kQuarters[2]));
   EXPECT_TRUE(onlooker_->shows(960, 600, kQuarters[3]));
 
+  movePointer(0.25, 0.25);  // which is remembered until its shape is known
   main.send(Proto::cursorShape, pointerMessage());
-  movePointer(0.25, 0.25);
   EXPECT_TRUE(onlooker_->shows(316, 196, kPointerColour));
   EXPECT_TRUE(onlooker_->shows(331, 211, kPointerColour));
   EXPECT_TRUE(onlooker_->shows(315, 196, kQuarters[0]));

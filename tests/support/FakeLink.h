@@ -19,14 +19,12 @@ class FakeLink final : public ScreenLink {
   bool denied = false;
   bool accepting = true;  // false: every send is dropped
   std::size_t unsent = 0;
-  std::optional<int> carried;
-  std::optional<std::string> host = "192.0.2.7";
   bool goodbye = false;
   bool closed = false;
   std::vector<Message> sent;
 
   bool localNetworkDenied() const override { return denied; }
-  std::optional<std::string> remoteHost() const override { return host; }
+  std::optional<std::string> remoteHost() const override { return "192.0.2.7"; }
   bool sendsPointerInline() const override { return inlinePointer; }
   void start() override {}
   void stop() override {
@@ -43,7 +41,7 @@ class FakeLink final : public ScreenLink {
     return true;
   }
   std::size_t unsentBytes() const override { return unsent; }
-  std::optional<int> carriedBitRate() const override { return carried; }
+  std::optional<int> carriedBitRate() const override { return {}; }
   Counters counters() const override { return {}; }
 
   [[nodiscard]] std::vector<Bytes> payloads(std::uint8_t type) const {

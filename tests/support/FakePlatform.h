@@ -98,25 +98,22 @@ class FakeWorkspace final : public platform::Workspace {
   };
 
   std::vector<std::string> opened;
-  std::string name = "Studio";
   bool atLogin = false;
   int activities = 0;  // that last now
   int begun = 0;
   platform::ActivityOptions options;  // of the last one begun
-  std::string reason;
 
   bool open(const std::string& url) override {
     opened.push_back(url);
     return true;
   }
   bool relaunch() override { return true; }
-  std::string computerName() const override { return name; }
+  std::string computerName() const override { return "Studio"; }
   bool opensAtLogin(std::string_view) const override { return atLogin; }
   void setOpensAtLogin(std::string_view, bool on) override { atLogin = on; }
   std::unique_ptr<platform::Activity> beginActivity(platform::ActivityOptions wanted,
-                                                    const std::string& why) override {
+                                                    const std::string&) override {
     options = wanted;
-    reason = why;
     ++begun;
     ++activities;
     auto made = std::make_unique<Running>();
@@ -236,7 +233,7 @@ class FakeCoding final : public platform::VideoCoding {
       coding->refinements += notes.refine ? 1 : 0;
       ++coding->pending;
     }
-    void setBitRate(int bitsPerSecond) override { coding->bitRate = bitsPerSecond; }
+    void setBitRate(int) override {}
     int pendingFrames() const override { return coding->pending; }
   };
 
@@ -244,7 +241,6 @@ class FakeCoding final : public platform::VideoCoding {
   int pending = 0;
   std::vector<bool> submitted;  // whether each picture was to be a key frame
   int refinements = 0;          // pictures submitted to be made sharper
-  int bitRate = 0;              // set since the start
   platform::CompressionOptions options;
   Coder* coder = nullptr;
 
@@ -298,7 +294,6 @@ class FakeNetwork : public platform::Network {
 
   std::optional<std::string> address = "192.0.2.1";
   std::vector<Bytes> datagrams;
-  platform::Endpoint datagramPeer;
   std::shared_ptr<platform::Connection> nextConnection;
   std::vector<platform::ServiceEndpoint> connectedTo;
   DatagramHandler datagramHandler;  // of the listener for datagrams that exists
@@ -324,9 +319,8 @@ class FakeNetwork : public platform::Network {
       Accept<platform::WebSocketConnection>) override {
     return Failure{"no wires"};
   }
-  std::unique_ptr<platform::DatagramConnection> openDatagram(const platform::Endpoint& endpoint,
+  std::unique_ptr<platform::DatagramConnection> openDatagram(const platform::Endpoint&,
                                                              std::shared_ptr<Queue>) override {
-    datagramPeer = endpoint;
     auto made = std::make_unique<Datagrams>();
     made->network = this;
     return made;

@@ -13,7 +13,6 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using Mode = AirDropPause::Mode;
 
 constexpr auto kUp = "/usr/bin/sudo [-n] [/sbin/ifconfig] [awdl0] [up]";
 constexpr auto kDown = "/usr/bin/sudo [-n] [/sbin/ifconfig] [awdl0] [down]";
@@ -89,26 +88,6 @@ TEST_F(AirDropPauseTest, PausesOnlyWhileThingsMove) {
   EXPECT_THAT(after(0s), ElementsAre(kUp));
   commands_->up = true;
   EXPECT_THAT(after(10s), IsEmpty()) << "the guard has ended";
-}
-
-TEST_F(AirDropPauseTest, AlwaysMeansTheWholeSessionAndNeverMeansNever) {
-  pause_.setMode(Mode::always);
-  pause_.connecting();
-  pause_.setSessions(true);
-  EXPECT_THAT(after(10s), ElementsAre(kDown)) << "before the session, and for all of it";
-  commands_->up = true;
-  EXPECT_THAT(after(500ms), ElementsAre(kDown));
-  pause_.setMode(Mode::never);
-  EXPECT_THAT(after(0s), ElementsAre(kUp)) << "at once";
-  move();
-  pause_.connecting();
-  EXPECT_THAT(after(10s), IsEmpty());
-  pause_.lastSessionEnded();
-  pause_.setSessions(false);
-  bool released = false;
-  pause_.release([&] { released = true; });
-  EXPECT_TRUE(released);
-  EXPECT_THAT(after(10s), IsEmpty());
 }
 
 TEST_F(AirDropPauseTest, BringsTheLinkUpAtTheEndsEvenIfItNeverPausedIt) {

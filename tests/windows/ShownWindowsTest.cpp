@@ -191,11 +191,19 @@ TEST_F(ShownWindows, TheMenuIsMadeAnewEachTimeItOpens) {
   EXPECT_EQ(done_, "The R&B room's rather long computer name 01|");
 }
 
-TEST_F(ShownWindows, TheChooserAndTheAlertAreWhole) {
+TEST_F(ShownWindows, TheChooserAndTheAlertAreWholeAndWorkByKeyboard) {
   for (const bool supported : {true, false}) {
     ModeChooserWindow window(supported, mainMenu());
+    std::string chosen;
+    window.onChoose = [&](AppMode mode) { chosen += std::string(mode.text()) + " "; };
+    window.onMenu = [&](MenuAction action) { chosen += action == MenuAction::quit ? "quit" : "?"; };
     window.bringToFront();
     expectWellShown(window, supported ? "chooser" : "chooser-unsupported");
+    pressEverything(window);
+    QTest::keyClick(&window, Qt::Key_Q, Qt::ControlModifier);
+    EXPECT_EQ(chosen, supported ? "main screen quit" : "screen quit");
+    QTest::keyClick(&window, Qt::Key_W, Qt::ControlModifier);
+    EXPECT_FALSE(window.isVisible());
   }
   MacHelpWindow help;
   help.bringToFront();

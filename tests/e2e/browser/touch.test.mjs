@@ -198,6 +198,14 @@ testApplication('the keyboard button shows while a text field that was touched h
   }, { every: 800 });
   recorder.order('leave');
   await offered(visitor, false);
+  recorder.order('enter');
+  await offered(visitor, true);
+
+  // A program that hangs holds nobody up, and its field counts no more.
+  recorder.program.child.kill('SIGSTOP');
+  await offered(visitor, false);
+  recorder.program.child.kill('SIGCONT');
+  await offered(visitor, true);
 });
 
 testApplication('the keyboard button hides while the text field is on another monitor', async () => {

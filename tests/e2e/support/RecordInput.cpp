@@ -4,8 +4,8 @@
 //   press|release BUTTON at X,Y, touch|lift at X,Y, wheel up|down|left|right at X,Y
 //   key NAME                    one that is no modifier, with the control key as "Control+Plus"
 //   text "..."                  all that the field holds after a change, as a JSON string
-// Usage: record_input MONITOR. Ends with its input. Orders there: "clear" empties the field,
-// "leave" takes the focus from it, "enter" gives it back.
+// Usage: record_input MONITOR. Ends with its input. Orders there: "leave" takes the focus from the
+// field, "enter" gives it back.
 #include <QApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -132,7 +132,6 @@ int main(int argc, char** argv) {
   QObject::connect(&application, &QGuiApplication::screenAdded, show);
   show();
   const OrderReader reader([&field](const QByteArray& order) {
-    if (order == "clear") field.clear();
     if (order == "leave") field.clearFocus();
     if (order == "enter") field.setFocus();
   });

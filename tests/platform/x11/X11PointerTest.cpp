@@ -17,29 +17,8 @@ class X11PointerTest : public X11Fixture {
     pointer_.reset();
     X11Fixture::TearDown();
   }
-  bool arrives(double x, double y) {
-    return eventually([&] {
-      const auto now = pointer_->location();
-      return now && now->x == x && now->y == y;
-    });
-  }
-
   std::shared_ptr<PointerSource> pointer_;
 };
-
-TEST_F(X11PointerTest, SeesWarpsOfAnyoneEvenOverWindowsThatListenForMotion) {
-  const auto window = xcb_generate_id(client_->get());
-  const std::uint32_t values[] = {1, XCB_EVENT_MASK_POINTER_MOTION};
-  xcb_create_window(client_->get(), 0, window, client_->root(), 100, 100, 400, 400, 0,
-                    XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-                    XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK, values);
-  xcb_map_window(client_->get(), window);
-  for (const auto x : {std::int16_t{900}, std::int16_t{200}}) {
-    xcb_warp_pointer(client_->get(), XCB_NONE, client_->root(), 0, 0, 0, 0, x, 210);
-    client_->flush();
-    EXPECT_TRUE(arrives(x, 210));
-  }
-}
 
 TEST_F(X11PointerTest, ImageIsStraightRgbaWithItsHotSpot) {
   xcb_connection_t* c = client_->get();

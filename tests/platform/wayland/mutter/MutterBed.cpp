@@ -109,10 +109,7 @@ void MutterBed::startCapture(const VirtualDisplay& display, PixelSize size) {
   captureQueue_ = queues_.thread("capture");
   onMain([&] {
     CaptureStream::Callbacks callbacks;
-    callbacks.onFrame = [this](CapturedFrame frame) {
-      const std::lock_guard lock(mutex_);
-      if (frame.pixels) picture_ = std::move(frame.pixels);
-    };
+    callbacks.onFrame = [this](const CapturedFrame&) { ++frames_; };
     callbacks.onStopped = [this](const std::string& reason) {
       const std::lock_guard lock(mutex_);
       stopped_.push_back(reason);
@@ -123,11 +120,6 @@ void MutterBed::startCapture(const VirtualDisplay& display, PixelSize size) {
     ASSERT_TRUE(stream_);
     stream_->start([](const auto& error) { EXPECT_FALSE(error) << *error; });
   });
-}
-
-std::shared_ptr<const PixelBuffer> MutterBed::picture() {
-  const std::lock_guard lock(mutex_);
-  return picture_;
 }
 
 }  // namespace tessaline::platform

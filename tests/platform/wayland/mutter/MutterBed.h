@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <deque>
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -39,8 +39,6 @@ class MutterBed : public ::testing::Test {
   [[nodiscard]] static MonitorLayout layout();
   [[nodiscard]] static std::optional<MonitorLayout::Monitor> monitorOf(PixelSize size);
 
-  /// The picture that `stream` delivered last; empty when there is none yet.
-  std::shared_ptr<const PixelBuffer> picture();
   void startCapture(const VirtualDisplay& display, PixelSize size);
 
   AsioQueues queues_;
@@ -51,8 +49,8 @@ class MutterBed : public ::testing::Test {
   std::shared_ptr<Queue> captureQueue_;
   std::unique_ptr<CaptureStream> stream_;
   std::mutex mutex_;
-  std::shared_ptr<const PixelBuffer> picture_;  // guarded by mutex_
-  std::vector<std::string> stopped_;            // guarded by mutex_
+  std::vector<std::string> stopped_;  // guarded by mutex_
+  std::atomic<int> frames_ = 0;
 };
 
 }  // namespace tessaline::platform

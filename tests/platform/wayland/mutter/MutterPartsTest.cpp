@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
-#include <xkbcommon/xkbcommon.h>
 
 #include "platform/linux/wayland/mutter/KeyboardLayout.h"
 #include "platform/linux/wayland/mutter/MonitorLayout.h"
+#include "support/Keymap.h"
 
 namespace tessaline::platform {
 namespace {
@@ -84,18 +84,6 @@ TEST(MonitorLayoutTest, OthersStayWhereTheUserHasThemWhenADisplayComes) {
   EXPECT_FALSE(arranged.monitors[0].primary);
 }
 
-std::string keymap(const char* layouts) {
-  xkb_context* const context = xkb_context_new(XKB_CONTEXT_NO_FLAGS);
-  const xkb_rule_names names{"evdev", "pc105", layouts, nullptr, nullptr};
-  xkb_keymap* const map = xkb_keymap_new_from_names(context, &names, XKB_KEYMAP_COMPILE_NO_FLAGS);
-  char* const text = map ? xkb_keymap_get_as_string(map, XKB_KEYMAP_FORMAT_TEXT_V1) : nullptr;
-  std::string result = text ? text : "";
-  std::free(text);
-  xkb_keymap_unref(map);
-  xkb_context_unref(context);
-  return result;
-}
-
 TEST(KeyboardLayoutTest, OnlyWhatEveryLayoutHasCountsAsAKey) {
   struct {
     const char* layouts;
@@ -104,7 +92,7 @@ TEST(KeyboardLayoutTest, OnlyWhatEveryLayoutHasCountsAsAKey) {
                      {"de", U"äß@z", U"日ж"},  // AltGr counts
                      {"us,ru", U"1 !", U"aж"}};
   for (const auto& expected : cases) {
-    const auto layout = KeyboardLayout::parse(keymap(expected.layouts).c_str());
+    const auto layout = KeyboardLayout::parse(test::keymapText(expected.layouts).c_str());
     ASSERT_TRUE(layout) << expected.layouts;
     for (const char32_t c : expected.has) {
       EXPECT_TRUE(layout->keysym(c, false)) << expected.layouts << " " << int(c);
@@ -113,7 +101,7 @@ TEST(KeyboardLayoutTest, OnlyWhatEveryLayoutHasCountsAsAKey) {
       EXPECT_FALSE(layout->keysym(c, false)) << expected.layouts << " " << int(c);
     }
   }
-  const auto layout = KeyboardLayout::parse(keymap("us").c_str());
+  const auto layout = KeyboardLayout::parse(test::keymapText("us").c_str());
   EXPECT_EQ(layout->keysym(U'a', true), std::uint32_t{'A'}) << "Caps Lock turns it back";
   EXPECT_FALSE(KeyboardLayout::parse("no keymap"));
 }

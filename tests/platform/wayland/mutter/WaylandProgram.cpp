@@ -6,7 +6,6 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScreen>
-#include <QTouchEvent>
 #include <QVBoxLayout>
 #include <QWheelEvent>
 #include <QWindow>
@@ -17,26 +16,16 @@ namespace {
 
 class Area : public QWidget {
  public:
-  Area() {
-    setAttribute(Qt::WA_AcceptTouchEvents);
-    setAttribute(Qt::WA_OpaquePaintEvent);
-  }
+  Area() { setAttribute(Qt::WA_OpaquePaintEvent); }
 
  protected:
   void paintEvent(QPaintEvent*) override { QPainter(this).fillRect(rect(), Qt::red); }
   bool event(QEvent* event) override {
-    if (event->type() == QEvent::TouchBegin) {
-      const QPointF at = mapTo(window(), static_cast<QTouchEvent*>(event)->point(0).position());
-      std::cout << "touch " << at.x() << "," << at.y() << std::endl;
-      return true;
-    }
-    if (event->type() == QEvent::TouchEnd) std::cout << "lift" << std::endl;
-    if (event->type() == QEvent::MouseButtonPress || event->type() == QEvent::MouseButtonDblClick) {
+    if (event->type() == QEvent::MouseButtonPress) {
       const auto* const press = static_cast<QMouseEvent*>(event);
       const QPointF at = mapTo(window(), press->position());
-      std::cout << (event->type() == QEvent::MouseButtonPress ? "press " : "double ")
-                << (press->button() == Qt::LeftButton ? "left " : "right ") << at.x() << ","
-                << at.y() << std::endl;
+      std::cout << "press " << (press->button() == Qt::LeftButton ? "left " : "right ") << at.x()
+                << "," << at.y() << std::endl;
     }
     if (event->type() == QEvent::Wheel) {
       const auto* const wheel = static_cast<QWheelEvent*>(event);

@@ -1,33 +1,14 @@
 #include <gtest/gtest.h>
 #include <linux/input-event-codes.h>
-#include <xkbcommon/xkbcommon.h>
-
-#include <cstdlib>
 
 #include "platform/linux/wayland/portal/TypedText.h"
+#include "support/Keymap.h"
 
 namespace tessaline::platform {
 namespace {
 
-/// The text of a layout, as a compositor hands it out.
-std::string layoutText(const char* layouts) {
-  xkb_context* const context = xkb_context_new(XKB_CONTEXT_NO_FLAGS);
-  const xkb_rule_names names = {"evdev", "pc105", layouts, "", ""};
-  xkb_keymap* const keymap =
-      xkb_keymap_new_from_names(context, &names, XKB_KEYMAP_COMPILE_NO_FLAGS);
-  std::string text;
-  if (char* const all =
-          keymap ? xkb_keymap_get_as_string(keymap, XKB_KEYMAP_FORMAT_TEXT_V1) : nullptr) {
-    text = all;
-    std::free(all);
-  }
-  if (keymap) xkb_keymap_unref(keymap);
-  xkb_context_unref(context);
-  return text;
-}
-
 TEST(TypedText, FindsTheKeysOfALayout) {
-  const std::string text = layoutText("de,ru");
+  const std::string text = test::keymapText("de,ru");
   if (text.empty()) GTEST_SKIP() << "there are no keyboard layouts here (package xkb-data)";
   const auto typed = TypedText::read(text);
   ASSERT_TRUE(typed);
