@@ -8,7 +8,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using platform::Reachability;
-using State = platform::ServiceBrowser::State;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -22,27 +21,6 @@ class ControllerTest : public test::ControllerFixture {
   [[nodiscard]] std::string error() const { return controller_->lastError().value_or("-"); }
   std::string done_;
 };
-
-TEST_F(ControllerTest, LooksAfterTheCertificateAtItsLaunchAndEveryQuarterOfAnHour) {
-  std::vector<std::function<void(bool)>> refreshes;
-  auto services = this->services();
-  services.refreshCertificate = [&](auto done) { refreshes.push_back(std::move(done)); };
-  controller_ = std::make_unique<Controller>(std::move(services), defaults_);
-  launch();
-  queues_.advance(899s);
-  EXPECT_EQ(refreshes.size(), 1U);
-  queues_.advance(1s);
-  EXPECT_EQ(refreshes.size(), 2U);
-  int changes = 0;
-  const auto observer = controller_->web().observe([&] { ++changes; });
-  refreshes[0](false);
-  EXPECT_EQ(changes, 0);
-  refreshes[1](true);
-  EXPECT_EQ(changes, 1) << "the server has been told";
-  queues_.run();
-  controller_.reset();
-  refreshes[1](true);
-}
 
 TEST_F(ControllerTest, TheFirstLaunchOpensTheAssistantAndTurnsOpenAtLoginOnOnce) {
   defaults_.remove("onboarded");
@@ -65,35 +43,21 @@ TEST_F(ControllerTest, TheFirstLaunchOpensTheAssistantAndTurnsOpenAtLoginOnOnce)
 
 TEST_F(ControllerTest, TriesTheLocalNetworkUntilItIsKnownToWork) {
   launch();
-  EXPECT_EQ(discovery_.browsers.at(0)->type, "_tessaline._tcp");
-  EXPECT_FALSE(controller_->browsing());
-  discovery_.report(State::ready);
-  discovery_.report(State::waiting, -1);
   queues_.advance(10s);
-  EXPECT_TRUE(controller_->browsing());
-  EXPECT_FALSE(controller_->localNetworkDenied());
   EXPECT_THAT(network_.probed, IsEmpty()) << "nothing is there to try";
-
   show({"A"});
   show({"A", "B"});
   queues_.advance(10s);
   EXPECT_EQ(network_.probed.size(), 1U) << "one at a time";
   network_.answerProbe(Reachability::failed);
-  EXPECT_FALSE(controller_->localNetworkDenied());
   queues_.advance(3s);
   ASSERT_EQ(network_.probed.size(), 2U);
-  network_.answerProbe(Reachability::blocked);
-  EXPECT_TRUE(controller_->localNetworkDenied());
-  const int before = changes_;
-  queues_.advance(3s);
   network_.answerProbe(Reachability::ready);
   EXPECT_TRUE(controller_->localNetworkOK());
-  EXPECT_FALSE(controller_->localNetworkDenied());
-  EXPECT_GT(changes_, before);
   queues_.advance(60s);
   show({"C"});
-  EXPECT_EQ(network_.probed.size(), 3U);
-  discovery_.report(State::failed, -65570);
+  EXPECT_EQ(network_.probed.size(), 2U);
+  discovery_.report(platform::ServiceBrowser::State::failed, -65570);
   queues_.run();
   EXPECT_TRUE(controller_->localNetworkDenied());
   stream(*connect("C"));

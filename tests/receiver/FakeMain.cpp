@@ -1,7 +1,5 @@
 #include "receiver/FakeMain.h"
 
-#include <stdexcept>
-
 #include "protocol/Framing.h"
 #include "protocol/ParameterSets.h"
 #include "protocol/Proto.h"
@@ -89,31 +87,6 @@ void FakeMain::sendDatagram(std::uint16_t port, ByteView bytes) {
   asio::io_context context;
   asio::ip::udp::socket socket(context, asio::ip::udp::v4());
   socket.send_to(asio::buffer(bytes.data(), bytes.size()), {kHere, port});
-}
-
-FrameCoder::FrameCoder(platform::VideoCoding& coding, PixelSize size) {
-  platform::CompressionOptions options;
-  options.size = size;
-  options.averageBitRate = 25'000'000;
-  auto made = coding.createCompressionSession(
-      options, {.onOutput = [this](std::optional<platform::CodedFrame> frame) {
-        const std::lock_guard lock(mutex_);
-        output_ = std::move(frame);
-        arrived_.notify_all();
-      }});
-  if (!made) throw std::runtime_error("no encoder: " + made.error());
-  session_ = std::move(*made);
-}
-
-platform::CodedFrame FrameCoder::code(std::shared_ptr<const platform::PixelBuffer> picture,
-                                      bool keyFrame) {
-  time_ += 100ms;
-  session_->encode(std::move(picture), time_, {.keyFrame = keyFrame});
-  std::unique_lock lock(mutex_);
-  if (!arrived_.wait_for(lock, kPatience, [&] { return output_.has_value(); })) {
-    throw std::runtime_error("the encoder made nothing");
-  }
-  return *std::exchange(output_, std::nullopt);
 }
 
 }  // namespace tessaline::test

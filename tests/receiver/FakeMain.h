@@ -46,19 +46,4 @@ class FakeMain {
   std::thread pings_;
 };
 
-/// The real encoder, one picture in, one frame out.
-class FrameCoder {
- public:
-  FrameCoder(platform::VideoCoding& coding, PixelSize size);
-  platform::CodedFrame code(std::shared_ptr<const platform::PixelBuffer> picture,
-                            bool keyFrame = false);
-
- private:
-  std::mutex mutex_;
-  std::condition_variable arrived_;
-  std::optional<platform::CodedFrame> output_;
-  Clock::time_point time_ = Clock::now();
-  std::unique_ptr<platform::CompressionSession> session_;
-};
-
 }  // namespace tessaline::test

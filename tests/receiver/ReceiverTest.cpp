@@ -11,6 +11,7 @@
 #include "base/AsioQueue.h"
 #include "platform/common/media/MediaVideoCoding.h"
 #include "platform/common/media/MediaVideoDecoding.h"
+#include "platform/media/FrameCoder.h"
 #include "platform/media/PictureMaker.h"
 #include "protocol/Cursor.h"
 #include "protocol/Framing.h"

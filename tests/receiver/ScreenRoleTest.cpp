@@ -10,6 +10,7 @@
 
 #include "base/AsioQueue.h"
 #include "platform/common/media/MediaVideoCoding.h"
+#include "platform/media/FrameCoder.h"
 #include "platform/media/PictureMaker.h"
 #include "protocol/Cursor.h"
 #include "protocol/Proto.h"

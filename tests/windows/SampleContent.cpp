@@ -43,11 +43,8 @@ StatusMenu sampleStatusMenu(std::string& done) {
   items.push_back(entry(done, "Settings", "gearshape"));
   items.back().submenu = {plain(Kind::sectionHeader, "AirDrop while the extra screen is on"),
                           entry(done, "Pause only while things move (recommended)"),
-                          entry(done, "Always pause"),
-                          plain(Kind::separator),
-                          entry(done, "Open at Login"),
-                          entry(done, "Setup Assistant…")};
-  items.back().submenu[1].checked = items.back().submenu[4].checked = true;
+                          plain(Kind::separator), entry(done, "Setup Assistant…")};
+  items.back().submenu[1].checked = true;
   items.push_back(entry(done, "Support Tessaline ☕…"));
   items.push_back(entry(done, "Quit Tessaline"));
   items.back().key = 'q';
@@ -61,28 +58,20 @@ SetupAssistant sampleSetupAssistant(std::string& done) {
   SetupAssistant setup;
   setup.title = "Set up your extra screen";
   setup.line = "Four quick steps and your other Mac becomes an extra screen.";
-  setup.steps = {
-      {"Let Tessaline show your extra screen",
-       "macOS asks for Screen Recording. Tessaline only sends the extra screen to your other Mac.",
-       true,
-       false,
-       {}},
-      {"Let it find your other Mac",
-       "Checking that macOS lets Tessaline connect…",
-       false,
-       true,
-       {}},
-      {"The other Mac",
-       "On the other Mac, open Tessaline and choose “Make this an extra screen”. Same Wi-Fi.",
-       false,
-       false,
-       {button("Anna's iMac"), button("The R&B room's rather long computer name 01")}},
-      {"Smooth Wi-Fi",
-       "Pauses AirDrop only while things move on the extra screen, so Wi-Fi stays steady. Asks for "
-       "your password once.",
-       false,
-       false,
-       {button("Make it smooth")}}};
+  const std::string text =
+      "On the other Mac, open Tessaline and choose “Make this an extra screen”. Same Wi-Fi.";
+  setup.steps = {{"Let Tessaline show your extra screen", text, true, false, {}},
+                 {"Let it find your other Mac", text, false, true, {}},
+                 {"The other Mac",
+                  text,
+                  false,
+                  false,
+                  {button("Anna's iMac"), button("The R&B room's rather long computer name 01")}},
+                 {"Smooth Wi-Fi",
+                  text + " Asks for your password once.",
+                  false,
+                  false,
+                  {button("Make it smooth")}}};
   setup.openAtLoginTitle = "Open Tessaline at login";
   setup.opensAtLogin = true;
   setup.setOpensAtLogin = [&done](bool on) { done += on ? "login|" : "no login|"; };

@@ -2,39 +2,15 @@
 import assert from 'node:assert/strict';
 
 import { pause, waitFor } from '../support/programs.mjs';
+import { testCard } from '../support/testCard.mjs';
 import { type } from '../support/visitor.mjs';
 import { has, testApplication, useApplication } from './harness.mjs';
 
 const tools = useApplication();
 
-const cornerSide = 24;      // pixels
 const stillTime = 2000;     // ms without a change that are looked at
 const settledTime = 600;    // ms without a frame after which nothing is on its way any more
 const pointerTolerance = 2; // pixels between where the pointer is and where it is drawn
-
-// Areas that tell colour, place and orientation, and what is to be seen of them: a red one, a green
-// one, a grey one, and each corner in a colour of its own.
-function testCard({ width, height }) {
-  const corner = (left, top, colour) => (
-    { x: left, y: top, width: cornerSide, height: cornerSide, colour });
-  const areas = [
-    { x: 0, y: 0, width, height, colour: 'ffffff' },
-    { x: 100, y: 60, width: 160, height: 120, colour: 'd02020' },
-    { x: width - 300, y: 80, width: 120, height: 160, colour: '20a040' },
-    { x: 140, y: height - 200, width: 200, height: 100, colour: '808080' },
-    corner(0, 0, '2040c0'), corner(width - cornerSide, 0, 'e0c020'),
-    corner(0, height - cornerSide, '000000'),
-    corner(width - cornerSide, height - cornerSide, '20c0c0'),
-  ];
-  return {
-    areas,
-    places: [
-      { x: width >> 1, y: height >> 1, colour: 'ffffff' },
-      ...areas.slice(1).map((area) => (
-        { x: area.x + (area.width >> 1), y: area.y + (area.height >> 1), colour: area.colour })),
-    ],
-  };
-}
 
 async function showTestCard(visitor) {
   const { areas, places } = testCard(visitor.monitor);

@@ -6,6 +6,7 @@ import { after, afterEach, before, test } from 'node:test';
 
 import { Application, missing as missingApplication } from '../support/application.mjs';
 import { Dialogue, patience, waitFor } from '../support/programs.mjs';
+import { isNear } from '../support/testCard.mjs';
 import { X11Desktop } from '../support/x11Desktop.mjs';
 import { Host, missing as missingHost } from './host.mjs';
 import { Network } from './network.mjs';
@@ -14,7 +15,7 @@ export const size = { width: 1024, height: 768 };
 const sideMonitor = { x: 0, y: 0, width: 800, height: 600 };
 const lentMonitor = { x: sideMonitor.width, y: 0, ...size };
 const homeWidth = 500;  // pixels
-const tolerance = 12;  // of 255, each component: what coding costs
+const tolerance = 36;  // of 255, each component: beyond what coding costs
 
 const readScreen = process.env.TESSALINE_READ_SCREEN ?? '';
 const missing = missingHost || X11Desktop.missing || missingApplication ||
@@ -26,10 +27,6 @@ export function testHosts(name, body, skip = false) {
   if (skip && !missing) console.log(`Not tested, "${name}": ${skip}`);
   test(name, { skip: missing || skip, timeout: 120_000 * patience }, body);
 }
-
-const components = (colour) => [0, 2, 4].map((at) => parseInt(colour.slice(at, at + 2), 16));
-const isNear = (seen, colour) => components(seen).every((value, index) => (
-  Math.abs(value - components(colour)[index]) <= tolerance));
 
 class Computer extends Host {
   async startApplication(defaults) {
@@ -78,7 +75,7 @@ class ScreenComputer extends Computer {
   async drawnAt(x, y, colour) {
     const reach = 40;
     const answer = await this.look(`differing ${2 * reach}x${2 * reach}` +
-      `+${lentMonitor.x + x - reach}+${lentMonitor.y + y - reach} ${colour} ${3 * tolerance}`);
+      `+${lentMonitor.x + x - reach}+${lentMonitor.y + y - reach} ${colour} ${tolerance}`);
     if (answer === 'nothing') return null;
     const [left, top, right, bottom] = answer.split(' ').map(Number);
     return { x: (left + right) / 2 - lentMonitor.x, y: (top + bottom) / 2 - lentMonitor.y };

@@ -5,6 +5,7 @@ import { readFileSync } from 'node:fs';
 import { fileURLToPath } from 'node:url';
 
 import { pause, run, waitFor } from '../support/programs.mjs';
+import { testCard } from '../support/testCard.mjs';
 import { size, testHosts, useHosts } from './harness.mjs';
 import { slowCableMissing } from './network.mjs';
 
@@ -65,24 +66,11 @@ testHosts('a computer is found, asked about once, shown, left with Esc, and come
 });
 
 async function expectTestCard() {
-  const { width, height } = tools.monitor;
-  const side = 24;
-  const areas = [
-    { x: 0, y: 0, width, height, colour: 'ffffff' },
-    { x: 100, y: 60, width: 160, height: 120, colour: 'd02020' },
-    { x: width - 300, y: 80, width: 120, height: 160, colour: '20a040' },
-    { x: 140, y: height - 200, width: 200, height: 100, colour: '808080' },
-    { x: 0, y: 0, width: side, height: side, colour: '2040c0' },
-    { x: width - side, y: 0, width: side, height: side, colour: 'e0c020' },
-    { x: 0, y: height - side, width: side, height: side, colour: '000000' },
-    { x: width - side, y: height - side, width: side, height: side, colour: '20c0c0' },
-  ];
+  const { areas, places } = testCard(tools.monitor);
   const beside = await screen.look('at 400 300');
   await main.desktop.clearPaint();
   await main.desktop.paint(tools.monitor, ...areas);
-  await screen.awaitColours({ x: width >> 1, y: height >> 1, colour: 'ffffff' },
-    ...areas.slice(1).map((area) => ({ x: area.x + (area.width >> 1),
-                                       y: area.y + (area.height >> 1), colour: area.colour })));
+  await screen.awaitColours(...places);
   assert.equal(await screen.look('at 400 300'), beside, 'its other monitor changed');
 }
 

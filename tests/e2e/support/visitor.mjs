@@ -1,5 +1,6 @@
 // A device that opens the application's page in a browser, and what a person sees there.
 import { waitFor } from './programs.mjs';
+import { isNear } from './testCard.mjs';
 
 export const type = {
   params: 1, frame: 2, bye: 4, cursorPos: 6, cursorShape: 7, denied: 8, textFocus: 9,
@@ -79,25 +80,23 @@ export class Visitor {
     }).catch(({ message }) => { throw new Error(`${message}: ${JSON.stringify(seen)}`); });
   }
 
-  // The shown colours at places of the picture, [red, green, blue] each.
+  // The shown colours ('rrggbb') at places of the picture.
   colours(...places) {
     return this.page.evaluate((wanted) => {
       const context = document.getElementById('v').getContext('2d');
-      return wanted.map(({ x, y }) => [...context.getImageData(x, y, 1, 1).data.slice(0, 3)]);
+      return wanted.map(({ x, y }) => [...context.getImageData(x, y, 1, 1).data.slice(0, 3)]
+        .map((value) => value.toString(16).padStart(2, '0')).join(''));
     }, places);
   }
 
-  // Waits until the colour ('rrggbb') at each place is right within what coding costs.
+  // Waits until the colour at each place is right within what coding costs.
   async awaitColours(...wanted) {
-    const tolerance = 12;  // of 255, each component
     let seen = [];
     await waitFor('', async () => {
       seen = await this.colours(...wanted);
-      return wanted.every(({ colour }, index) => [0, 2, 4].every((at, component) => (
-        Math.abs(parseInt(colour.slice(at, at + 2), 16) - seen[index][component]) <= tolerance)));
+      return wanted.every(({ colour }, index) => isNear(seen[index], colour));
     }).catch(() => {
-      const hex = (values) => values.map((value) => value.toString(16).padStart(2, '0')).join('');
-      const line = ({ x, y, colour }, index) => `${x},${y}: ${hex(seen[index])}, not ${colour}`;
+      const line = ({ x, y, colour }, index) => `${x},${y}: ${seen[index]}, not ${colour}`;
       throw new Error(`the picture is wrong: ${wanted.map(line).join('; ')}`);
     });
   }

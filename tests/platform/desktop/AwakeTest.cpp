@@ -9,6 +9,7 @@
 
 #include "platform/linux/desktop/SdBus.h"
 #include "platform/linux/desktop/SleepInhibitor.h"
+#include "support/Eventually.h"
 #include "support/SessionBus.h"
 
 namespace tessaline::platform {
@@ -18,10 +19,7 @@ using namespace std::chrono_literals;
 
 constexpr const char* kInterface = "org.freedesktop.ScreenSaver";  // and the service's name
 
-bool eventually(const std::function<bool()>& condition) {
-  for (int i = 0; i < 2000 && !condition(); ++i) std::this_thread::sleep_for(5ms);
-  return condition();
-}
+using test::eventually;
 
 /// A screen saver as desktops have it, on the test's own bus.
 class ScreenSaver {

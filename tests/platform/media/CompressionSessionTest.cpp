@@ -2,14 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <condition_variable>
-#include <deque>
-#include <mutex>
 #include <random>
 #include <thread>
 
 #include "base/AsioQueue.h"
 #include "platform/common/media/MediaVideoCoding.h"
+#include "platform/media/FrameCoder.h"
 #include "platform/media/HeaderTrace.h"
 #include "platform/media/PictureMaker.h"
 #include "platform/media/StreamDecoder.h"
@@ -22,49 +20,6 @@ using namespace std::chrono_literals;
 
 constexpr int kFrameRate = 60;
 constexpr auto kFrameTime = std::chrono::duration_cast<Duration>(1s) / kFrameRate;
-
-/// A session over the real encoder whose output is waited for.
-class Coder {
- public:
-  Coder(VideoCoding& coding, PixelSize size, int bitRate = 25'000'000) {
-    CompressionOptions options;
-    options.size = size;
-    options.averageBitRate = bitRate;
-    auto created = coding.createCompressionSession(
-        options, {.onOutput = [this](std::optional<CodedFrame> frame) {
-          const std::lock_guard lock(mutex_);
-          outputs_.push_back(std::move(frame));
-          arrived_.notify_all();
-        }});
-    if (created) session_ = std::move(*created);
-  }
-
-  std::optional<CodedFrame> next() {
-    std::unique_lock lock(mutex_);
-    if (!arrived_.wait_for(lock, 30s, [&] { return !outputs_.empty(); })) {
-      ADD_FAILURE() << "no output";
-      return std::nullopt;
-    }
-    auto frame = std::move(outputs_.front());
-    outputs_.pop_front();
-    return frame;
-  }
-
-  /// `frame`, one frame's time (or `gap`) after the one before.
-  std::optional<CodedFrame> code(std::shared_ptr<const PixelBuffer> frame, bool force = false,
-                                 Duration gap = kFrameTime) {
-    time_ += gap;
-    session_->encode(std::move(frame), time_, {.keyFrame = force});
-    return next();
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable arrived_;
-  std::deque<std::optional<CodedFrame>> outputs_;
-  Clock::time_point time_;
-  std::unique_ptr<CompressionSession> session_;  // last: its output uses the rest
-};
 
 std::vector<int> unitTypes(const CodedFrame& frame) {
   std::vector<int> types;
@@ -93,11 +48,11 @@ class CompressionSizes : public Compression, public testing::WithParamInterface<
 
 TEST_P(CompressionSizes, MakeAConstrainedHighStreamThatDecodesAtOnce) {
   const auto [size, level] = GetParam();
-  Coder coder(*coding_, size);
+  test::FrameCoder coder(*coding_, size);
   StreamDecoder decoder;
   for (int i = 0; i < 3; ++i) {
     const auto picture = makePicture(size, i);
-    const auto coded = coder.code(picture);
+    const auto coded = coder.tryCode(picture);
     ASSERT_TRUE(coded);
     EXPECT_EQ(coded->keyFrame, i == 0);
     EXPECT_EQ(coded->parameterSets.has_value(), i == 0);
@@ -135,12 +90,12 @@ INSTANTIATE_TEST_SUITE_P(Sizes, CompressionSizes,
 TEST_F(Compression, MakesKeyFramesWhenAskedAndEverySixHundredFramesOnly) {
   const PixelSize size{64, 48};
   std::mt19937 random(1);
-  Coder coder(*coding_, size);
+  test::FrameCoder coder(*coding_, size);
   std::vector<int> keys;
   for (int i = 0; i < 620; ++i) {
     // Every picture a new scene: that is no reason for a key frame.
     const auto coded =
-        coder.code(i % 2 == 0 ? makeNoise(size, random) : makePicture(size, i), i == 7);
+        coder.tryCode(i % 2 == 0 ? makeNoise(size, random) : makePicture(size, i), i == 7);
     ASSERT_TRUE(coded);
     EXPECT_EQ(coded->parameterSets.has_value(), coded->keyFrame);
     if (coded->keyFrame) {
@@ -196,13 +151,13 @@ TEST_F(Compression, KeepsTheBitRateUnderTheHardestContentAndAQuietTimeFillsTheWi
   constexpr int kBitRate = 12'000'000;
   const double frameBytes = kBitRate / 8.0 / kFrameRate;
   std::mt19937 random(3);
-  Coder coder(*coding_, size, kBitRate);
+  test::FrameCoder coder(*coding_, size, kBitRate);
   double largest = 0;
   const auto meanOf = [&](int count, Duration gap) {
     double sum = 0;
     largest = 0;
     for (int i = 0; i < count; ++i) {
-      const auto coded = coder.code(makeNoise(size, random), false, gap);
+      const auto coded = coder.tryCode(makeNoise(size, random), false, gap);
       const double bytes = coded ? static_cast<double>(coded->data->size()) : 0;
       sum += bytes;
       largest = std::max(largest, bytes);
@@ -225,10 +180,10 @@ TEST_F(Compression, KeepsTheBitRateUnderTheHardestContentAndAQuietTimeFillsTheWi
 TEST_F(Compression, AStillPictureIsDoneAfterAFewFrames) {
   const PixelSize size{1280, 720};
   const auto still = makePicture(size, 2);
-  Coder coder(*coding_, size);
+  test::FrameCoder coder(*coding_, size);
   StreamDecoder decoder;
   for (int i = 0; i < 10; ++i) {
-    const auto coded = coder.code(still);
+    const auto coded = coder.tryCode(still);
     ASSERT_TRUE(coded);
     const auto decoded = decoder.decode(*coded);
     ASSERT_TRUE(decoded);
@@ -239,11 +194,11 @@ TEST_F(Compression, AStillPictureIsDoneAfterAFewFrames) {
 }
 
 TEST_F(Compression, ReportsWhatCannotBeCodedAndGoesOn) {
-  Coder coder(*coding_, {64, 48});
-  ASSERT_TRUE(coder.code(makePicture({64, 48}, 0)));
-  EXPECT_FALSE(coder.code(makePicture({32, 32}, 0)));
-  EXPECT_FALSE(coder.code(nullptr));
-  const auto coded = coder.code(makePicture({64, 48}, 1), true);
+  test::FrameCoder coder(*coding_, {64, 48});
+  ASSERT_TRUE(coder.tryCode(makePicture({64, 48}, 0)));
+  EXPECT_FALSE(coder.tryCode(makePicture({32, 32}, 0)));
+  EXPECT_FALSE(coder.tryCode(nullptr));
+  const auto coded = coder.tryCode(makePicture({64, 48}, 1), true);
   ASSERT_TRUE(coded);
   EXPECT_TRUE(coded->keyFrame);
   for (const PixelSize size : {PixelSize{0, 0}, PixelSize{1, 9}, PixelSize{100'000, 100'000}}) {

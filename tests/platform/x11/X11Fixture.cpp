@@ -4,15 +4,6 @@
 
 namespace tessaline::platform {
 
-bool eventually(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (std::chrono::steady_clock::now() < deadline) {
-    if (condition()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return condition();
-}
-
 void X11Fixture::SetUp() {
   std::string problem;
   server_ = test::PrivateXServer::start(problem);

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <xcb/randr.h>
 
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -14,12 +13,12 @@
 #include "platform/linux/x11/RandrLayout.h"
 #include "platform/linux/x11/X11Connection.h"
 #include "platform/linux/x11/X11Desktop.h"
+#include "support/Eventually.h"
 #include "support/x11/PrivateXServer.h"
 
 namespace tessaline::platform {
 
-/// Waits for something that another thread or the X server brings about; false after far too long.
-bool eventually(const std::function<bool()>& condition);
+using test::eventually;
 
 /// An X server, an ordinary X client on it to look and paint with, and Tessaline's desktop.
 class X11Fixture : public ::testing::Test {

@@ -51,15 +51,6 @@ void fillPointer(spa_meta_cursor& cursor, const CastSource::Pointer& pointer) {
 
 }  // namespace
 
-bool eventually(const std::function<bool()>& condition, std::chrono::seconds patience) {
-  const auto deadline = std::chrono::steady_clock::now() + patience;
-  while (std::chrono::steady_clock::now() < deadline) {
-    if (condition()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  return condition();
-}
-
 std::unique_ptr<PrivatePipeWire> PrivatePipeWire::start(std::string& problem) {
   for (const char* const program : {"pipewire", "wireplumber"}) {
     if (Program({program, "--version"}).wait() == 0) continue;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/Geometry.h"
+#include "support/Eventually.h"
 #include "support/Program.h"
 #include "support/SessionBus.h"
 #include "support/TemporaryFolder.h"
@@ -75,9 +76,5 @@ class CastSource {
   spa_hook hook_{};
   pw_stream_events events_{};
 };
-
-/// Looks until it is so, for as long as a busy machine may need.
-bool eventually(const std::function<bool()>& condition,
-                std::chrono::seconds patience = std::chrono::seconds(30));
 
 }  // namespace tessaline::test

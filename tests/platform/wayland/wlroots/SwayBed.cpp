@@ -4,23 +4,12 @@
 #include <unistd.h>
 
 #include <boost/json/parse.hpp>
-#include <chrono>
 #include <cstdlib>
 #include <fstream>
-#include <thread>
 
 #include "platform/linux/wayland/wlroots/WlrootsDesktop.h"
 
 namespace tessaline::platform {
-
-bool eventually(const std::function<bool()>& condition) {
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > limit) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return true;
-}
 
 void SwaySession::SetUp() {
   if (test::Program({"sh", "-c", "command -v sway && command -v swaymsg"}).wait() != 0) {

@@ -12,10 +12,13 @@
 #include "base/AsioQueue.h"
 #include "platform/linux/wayland/wlroots/WlrootsDisplay.h"
 #include "platform/linux/wayland/wlroots/WlrootsServer.h"
+#include "support/Eventually.h"
 #include "support/Program.h"
 #include "support/TemporaryFolder.h"
 
 namespace tessaline::platform {
+
+using test::eventually;
 
 /// A sway without hardware, one output of 1280 × 720 points; skipped where sway is too old to serve
 /// (Debian 12's is). It refuses root, so that for root it runs as nobody.
@@ -52,7 +55,5 @@ class SwayBed : public SwaySession {
   DisplayID lastDisplay_ = 0x8000'0000;
   std::atomic<int> losses_ = 0;
 };
-
-bool eventually(const std::function<bool()>& condition);
 
 }  // namespace tessaline::platform
