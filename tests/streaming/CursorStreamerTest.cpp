@@ -82,14 +82,6 @@ TEST_F(CursorStreamerTest, RestsWhileThePointerIsStillAndWakesWhenItIsToldOfAMov
   EXPECT_FALSE(pointer_->moved);
 }
 
-TEST_F(CursorStreamerTest, AComputersPointerTravelsInDatagrams) {
-  link_->inlinePointer = false;
-  pointer_->where = {{1000, 0}};
-  start();
-  EXPECT_EQ(network_.datagrams, (std::vector<Bytes>{{6, 0, 1, 0, 0, 0, 0, 1}}));
-  EXPECT_EQ(link_->count(Proto::cursorPos), 0U);
-}
-
 TEST_F(CursorStreamerTest, SendsAnImageOnceAndAgainUntilTheLinkTakesIt) {
   show(1, {0x89, 1});
   link_->accepting = false;

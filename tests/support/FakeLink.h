@@ -15,7 +15,6 @@ class FakeLink final : public ScreenLink {
     Bytes payload;
   };
 
-  bool inlinePointer = true;
   bool denied = false;
   bool accepting = true;  // false: every send is dropped
   std::size_t unsent = 0;
@@ -25,7 +24,7 @@ class FakeLink final : public ScreenLink {
 
   bool localNetworkDenied() const override { return denied; }
   std::optional<std::string> remoteHost() const override { return "192.0.2.7"; }
-  bool sendsPointerInline() const override { return inlinePointer; }
+  bool sendsPointerInline() const override { return true; }
   void start() override {}
   void stop() override {
     if (!std::exchange(closed, true) && onClose) onClose();

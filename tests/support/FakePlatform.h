@@ -271,13 +271,6 @@ class FakeCoding final : public platform::VideoCoding {
 /// A network without wires: it hands out what the test prepared.
 class FakeNetwork : public platform::Network {
  public:
-  struct Datagrams final : platform::DatagramConnection {
-    FakeNetwork* network = nullptr;
-    void send(ByteView bytes) override {
-      network->datagrams.emplace_back(bytes.begin(), bytes.end());
-    }
-  };
-
   struct DatagramPort final : platform::Listener {
     FakeNetwork* network = nullptr;
     std::uint16_t number = 0;
@@ -293,7 +286,6 @@ class FakeNetwork : public platform::Network {
   };
 
   std::optional<std::string> address = "192.0.2.1";
-  std::vector<Bytes> datagrams;
   std::shared_ptr<platform::Connection> nextConnection;
   std::vector<platform::ServiceEndpoint> connectedTo;
   DatagramHandler datagramHandler;  // of the listener for datagrams that exists
@@ -321,9 +313,7 @@ class FakeNetwork : public platform::Network {
   }
   std::unique_ptr<platform::DatagramConnection> openDatagram(const platform::Endpoint&,
                                                              std::shared_ptr<Queue>) override {
-    auto made = std::make_unique<Datagrams>();
-    made->network = this;
-    return made;
+    return nullptr;
   }
   Result<std::unique_ptr<platform::Listener>> listenDatagrams(std::uint16_t port,
                                                               std::shared_ptr<Queue>,

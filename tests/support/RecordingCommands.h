@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <set>
 #include <string>
 #include <utility>
@@ -15,12 +14,10 @@ class RecordingCommands final : public platform::SystemCommands {
  public:
   bool exists = true;  // the radio link
   bool up = true;
-  bool obeys = true;
   bool agrees = true;  // whoever is asked for the password
   std::string user = "ana";
   std::set<std::string> files;
   std::vector<std::string> ran;
-  std::function<void()> onRun;
 
   std::optional<unsigned> interfaceFlags(const std::string& name) override {
     if (!exists || name != "awdl0") return std::nullopt;
@@ -42,8 +39,7 @@ class RecordingCommands final : public platform::SystemCommands {
  private:
   void record(std::string line, bool nowUp) {
     ran.push_back(std::move(line));
-    if (obeys) up = nowUp;
-    if (onRun) onRun();
+    up = nowUp;
   }
 };
 

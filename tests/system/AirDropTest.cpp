@@ -16,8 +16,6 @@ using testing::IsEmpty;
 
 constexpr auto kUp = "/usr/bin/sudo [-n] [/sbin/ifconfig] [awdl0] [up]";
 constexpr auto kDown = "/usr/bin/sudo [-n] [/sbin/ifconfig] [awdl0] [down]";
-constexpr auto kAskedDown =
-    "do shell script \"/sbin/ifconfig awdl0 down\" with administrator privileges";
 constexpr auto kInstall =
     R"(do shell script "t=$(/usr/bin/mktemp /private/var/root/tessaline.XXXXXX) && printf '%s\\n' )"
     R"('ana ALL=(root) NOPASSWD: /sbin/ifconfig awdl0 down, /sbin/ifconfig awdl0 up' > \"$t\" && )"
@@ -88,38 +86,6 @@ TEST_F(AirDropPauseTest, PausesOnlyWhileThingsMove) {
   EXPECT_THAT(after(0s), ElementsAre(kUp));
   commands_->up = true;
   EXPECT_THAT(after(10s), IsEmpty()) << "the guard has ended";
-}
-
-TEST_F(AirDropPauseTest, BringsTheLinkUpAtTheEndsEvenIfItNeverPausedIt) {
-  pause_.setSessions(true);
-  pause_.lastSessionEnded();
-  EXPECT_THAT(after(0s), ElementsAre(kUp));
-  bool released = false;
-  pause_.release([&] {
-    released = true;
-    EXPECT_THAT(commands_->take(), ElementsAre(kUp)) << "the process may end only then";
-  });
-  EXPECT_FALSE(released);
-  queues_.run();
-  EXPECT_TRUE(released);
-}
-
-TEST_F(AirDropPauseTest, ADialogThatNobodyAnswersCollectsNothing) {
-  commands_->files.clear();
-  commands_->obeys = false;
-  commands_->onRun = [&] {  // while the dialog is open the main queue goes on
-    commands_->onRun = nullptr;
-    for (int i = 0; i < 100; ++i) {
-      pause_.setSessions(false);
-      pause_.connecting();
-    }
-    pause_.setCut(true);
-  };
-  pause_.setSmart(false);
-  pause_.connecting();
-  EXPECT_THAT(after(1s), ElementsAre(kAskedDown));
-  pause_.lastSessionEnded();
-  EXPECT_THAT(after(1s), IsEmpty()) << "nobody is asked just to bring it up";
 }
 
 TEST_F(AirDropPauseTest, WithoutTheLinkNothingEverRuns) {
