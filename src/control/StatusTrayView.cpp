@@ -20,7 +20,7 @@ using namespace std::chrono_literals;
 constexpr auto kLookInterval = 5s;
 constexpr auto kFirstLookInterval = 250ms;
 // What a desktop's panel may need to appear after login, when applications start beside it.
-constexpr auto kGrace = 3s;
+constexpr auto kGrace = 3s;  // the portal's question for the hot key waits for this
 // A panel that starts anew is gone for a moment.
 constexpr int kAbsencesOfLostTray = 2;
 
@@ -59,7 +59,7 @@ void StatusTrayView::lookForTray() {
 }
 
 void StatusTrayView::showWindowUnasked() {
-  log("no tray for the menu: it is a window");
+  log("no tray: the menu is a window");
   // Somebody who is answering another window goes on typing there, not in this one.
   if (!QGuiApplication::focusWindow()) {
     showWindow();

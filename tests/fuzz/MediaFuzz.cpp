@@ -2,6 +2,7 @@
 
 #include "Targets.h"
 #include "platform/common/media/AccessUnit.h"
+#include "platform/common/media/ChangedArea.h"
 #include "platform/common/media/PointerPng.h"
 #include "platform/common/media/SequenceParameterSet.h"
 
@@ -23,6 +24,13 @@ void readSequence(ByteView unit) {
   require(again == completed);
   // No profile has level 0, which with the bytes beside it could need escaping.
   if (size && unit[3] != 0) require(platform::visiblePictureSize(completed) == size);
+}
+
+void readNote(ByteView unit) {
+  const auto area = platform::readChangedArea(unit);
+  if (!area) return;
+  const Bytes written = platform::changedAreaUnit(*area);
+  require(platform::readChangedArea(ByteView(written).subspan(sizeof(std::uint32_t))) == area);
 }
 
 void readAccessUnit(ByteView bytes, NalFraming framing) {
@@ -67,6 +75,7 @@ void media(ByteView input) {
   readSequence(input);
   readAccessUnit(input, NalFraming::lengths);
   readAccessUnit(input, NalFraming::startCodes);
+  readNote(input);
   readPng(input);
   readPng(repaired(input));
 }

@@ -78,6 +78,8 @@ class Screen {
   void show(const std::shared_ptr<const platform::VideoPicture>& picture) {
     if (!picture) return;
     const auto [width, height] = picture->size;
+    const PixelRect changed = picture->changed.value_or(PixelRect());
+    require(intersected(changed, {0, 0, width, height}) == changed);
     const int stride = width * 4;
     Bytes pixels(static_cast<std::size_t>(stride) * static_cast<std::size_t>(height));
     decoding_->convert(*picture, {0, 0, width, height}, pixels.data(), stride);

@@ -19,13 +19,14 @@ class Painter {
   #context;
   #drawCost = 0;      // ms, average
   #copies = true;     // the browser has not refused to hand out pixels
-  #image = null;      // what pixels are copied into, kept from picture to picture
+  #pixels = new Uint8ClampedArray();  // what is copied into, kept from picture to picture
   #copying = null;    // the picture whose pixels are on their way
   #next = null;       // the newest that came meanwhile
   #stale = everywhere;  // where the canvas is not yet what was decoded
 
   constructor(canvas) {
     this.#context = canvas.getContext('2d', { alpha: false, desynchronized: true });
+    canvas.addEventListener('contextrestored', () => this.add(everywhere));
   }
 
   // The next painted frame differs there from the one before.
@@ -68,10 +69,9 @@ class Painter {
       frame.close();
       return;
     }
-    if (this.#image?.width !== width || this.#image.height !== height) {
-      this.#image = new ImageData(width, height);
-    }
-    const image = this.#image;
+    const size = 4 * width * height;
+    if (this.#pixels.length < size) this.#pixels = new Uint8ClampedArray(size);
+    const image = new ImageData(this.#pixels.subarray(0, size), width, height);
     this.#copying = frame;
     frame.copyTo(image.data, { format: 'RGBA', rect: { x, y, width, height } }).then(
       () => { if (this.#copying === frame) this.#context.putImageData(image, x, y); },
@@ -84,7 +84,9 @@ class Painter {
       if (this.#copying !== frame) return;
       const next = this.#next;
       this.#copying = this.#next = null;
-      if (next) this.#copy(next);
+      if (!next) return;
+      this.paint(next);
+      next.close();
     });
   }
 }

@@ -49,7 +49,8 @@ function decoderSettings({ sps, pps }) {
 // Where a picture differs from the one before, as a note says in macroblocks; everywhere when the
 // unit is another one.
 function changedArea(unit) {
-  if (unit.length < noteEnd || changeNote.some((byte, i) => byte !== unit[i])) return everywhere;
+  if (unit.length < noteEnd || changeNote.some((byte, i) => byte !== unit[i]) ||
+      unit.subarray(changeNote.length, noteEnd).some((byte) => byte < 128)) return everywhere;
   const [left, top, width, height] = [0, 2, 4, 6].map((offset) => {
     const at = changeNote.length + offset;
     return ((unit[at] & 127) << 7 | (unit[at + 1] & 127)) * macroblock;
@@ -61,11 +62,14 @@ function changedArea(unit) {
 function inspect(payload) {
   const view = new DataView(payload.buffer, payload.byteOffset, payload.byteLength);
   let changed = everywhere;
+  let notes = 0;
   for (let position = 0; position + 5 <= payload.length;) {
     const end = position + 4 + view.getUint32(position);
     const unitType = payload[position + 4] & 31;
     if (unitType === idrSlice) return { key: true, changed: everywhere };
-    if (unitType === userData) changed = changedArea(payload.subarray(position + 4, end));
+    if (unitType === userData) {
+      changed = notes++ ? everywhere : changedArea(payload.subarray(position + 4, end));
+    }
     position = end;
   }
   return { key: false, changed };
@@ -269,9 +273,9 @@ class Video {
   // What is known of the frame; the changes of those before it, which may never come, are its too.
   #takeUpTo(timestamp) {
     const known = this.#decoding.get(timestamp);
-    this.#painter.add(known ? known.changed : everywhere);
+    if (!known) this.#painter.add(everywhere);
     for (const [earlier, { changed }] of this.#decoding) {
-      if (earlier > timestamp) break;
+      if (earlier > timestamp) continue;
       this.#painter.add(changed);
       this.#decoding.delete(earlier);
     }

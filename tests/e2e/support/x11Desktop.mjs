@@ -36,7 +36,6 @@ export class X11Desktop extends Desktop {
     return { x: x - monitor.x, y: y - monitor.y };
   }
 
-  // On a desktop without a tray the menu is a window, which takes the focus when it comes.
   switchOff(monitor) {
     return this.run('xrandr', ['--output', monitor.output, '--off']);
   }

@@ -7,7 +7,6 @@
 namespace tessaline::platform {
 namespace {
 
-constexpr std::uint8_t kUserDataUnit = 6;  // the NAL header of an SEI unit
 constexpr std::uint8_t kUnregistered = 5;
 constexpr std::uint8_t kStopBit = 0x80;
 
@@ -35,8 +34,11 @@ Bytes changedAreaUnit(const PixelRect& area) {
   return unit.u8(kStopBit).take();
 }
 
-std::optional<PixelRect> readChangedArea(ByteView userData) {
-  ByteReader reader(userData);
+std::optional<PixelRect> readChangedArea(ByteView unit) {
+  ByteReader reader(unit);
+  if (reader.u8() != kUserDataUnit || reader.u8() != kUnregistered || reader.u8() != kDataBytes) {
+    return std::nullopt;
+  }
   const auto identifier = reader.take(kIdentifier.size());
   if (!identifier || !std::ranges::equal(*identifier, kIdentifier)) return std::nullopt;
   std::array<int, 4> numbers{};

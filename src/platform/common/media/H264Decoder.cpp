@@ -23,6 +23,7 @@ constexpr std::int64_t kMaximumPixels = std::int64_t{139'264} * 256;
 
 constexpr std::uint8_t kUnitTypeMask = 31;
 constexpr std::uint8_t kSequenceParameterSet = 7;
+constexpr std::uint8_t kKeyFrameSlice = 5;
 
 struct FreeFrame {
   void operator()(AVFrame* frame) const { av_frame_free(&frame); }
@@ -56,21 +57,6 @@ class FramePicture final : public VideoPicture {
   const Frame frame_;
 };
 
-/// What the stream says of it, in pixels of the picture.
-std::optional<PixelRect> changedArea(const AVFrame& frame) {
-  constexpr int kMacroblock = 16;
-  for (int i = 0; i < frame.nb_side_data; ++i) {
-    const AVFrameSideData& data = *frame.side_data[i];
-    if (data.type != AV_FRAME_DATA_SEI_UNREGISTERED) continue;
-    const auto area = readChangedArea({data.data, data.size});
-    if (!area) continue;
-    return intersected({area->x * kMacroblock, area->y * kMacroblock, area->width * kMacroblock,
-                        area->height * kMacroblock},
-                       {0, 0, frame.width, frame.height});
-  }
-  return std::nullopt;
-}
-
 /// The decoder configuration record of ISO 14496-15: parameter sets, and lengths of 4 bytes.
 Bytes configurationRecord(const ParameterSets& sets) {
   constexpr std::uint8_t kVersion = 1;
@@ -85,16 +71,45 @@ Bytes configurationRecord(const ParameterSets& sets) {
   return writer.take();
 }
 
-/// NAL units that fill the access unit exactly and leave the format as it is.
-bool wellFormed(ByteView accessUnit) {
+/// What an access unit holds for the decoder, and what it says of its picture.
+struct Content {
+  std::size_t bytes = 0;
+  std::optional<PixelRect> changed;  // macroblocks
+};
+
+/// Copies NAL units that fill the access unit exactly and leave the format as it is to `packet`,
+/// which is as large. User data stay behind: libavcodec would keep all of them with the picture.
+std::optional<Content> copyUnits(ByteView accessUnit, std::uint8_t* packet) {
   ByteReader reader(accessUnit);
+  Content content;
+  int notes = 0;
+  bool keyFrame = false;
   while (!reader.rest().empty()) {
+    const auto start = reader.rest();
     const auto length = reader.u32();
     const auto unit = length ? reader.take(*length) : std::nullopt;
-    if (!unit || unit->empty()) return false;
-    if ((unit->front() & kUnitTypeMask) == kSequenceParameterSet) return false;
+    if (!unit || unit->empty()) return std::nullopt;
+    const int type = unit->front() & kUnitTypeMask;
+    if (type == kSequenceParameterSet) return std::nullopt;
+    if (type == kUserDataUnit) {
+      content.changed = ++notes == 1 ? readChangedArea(*unit) : std::nullopt;
+      continue;
+    }
+    keyFrame = keyFrame || type == kKeyFrameSlice;
+    const std::size_t size = start.size() - reader.rest().size();
+    std::memcpy(packet + content.bytes, start.data(), size);
+    content.bytes += size;
   }
-  return !accessUnit.empty();
+  if (keyFrame) content.changed.reset();
+  return content;
+}
+
+/// In pixels of the picture.
+PixelRect inPixels(const PixelRect& area, PixelSize picture) {
+  const PixelRect inside = intersected({area.x * kMacroblock, area.y * kMacroblock,
+                                        area.width * kMacroblock, area.height * kMacroblock},
+                                       {0, 0, picture.width, picture.height});
+  return inside.empty() ? PixelRect() : inside;
 }
 
 AVPixelFormat hardwareFormat(H264Decoder::Device device) {
@@ -201,18 +216,25 @@ std::unique_ptr<H264Decoder> H264Decoder::open(const VideoFormat& format, Device
 
 std::shared_ptr<const VideoPicture> H264Decoder::decode(ByteView accessUnit) {
   const bool afterGap = std::exchange(codec_->gap, true);
-  if (!wellFormed(accessUnit)) return nullptr;
   // The one copy of a picture's bytes between the network and the decoder, which wants padding.
   if (av_new_packet(codec_->packet, static_cast<int>(accessUnit.size())) < 0) return nullptr;
-  std::memcpy(codec_->packet->data, accessUnit.data(), accessUnit.size());
-  const int sent = avcodec_send_packet(codec_->context, codec_->packet);
+  const auto content = copyUnits(accessUnit, codec_->packet->data);
+  int sent = -1;
+  if (content && content->bytes > 0) {
+    av_shrink_packet(codec_->packet, static_cast<int>(content->bytes));
+    sent = avcodec_send_packet(codec_->context, codec_->packet);
+  }
   av_packet_unref(codec_->packet);
+  if (sent < 0) return nullptr;
   Frame frame = codec_->receive();
-  if (sent < 0 || !frame) return nullptr;
+  if (!frame) return nullptr;
   frame = codec_->readable(std::move(frame));
   if (!frame) return nullptr;
   codec_->gap = false;
-  auto changed = afterGap ? std::nullopt : changedArea(*frame);
+  std::optional<PixelRect> changed;
+  if (content->changed && !afterGap) {
+    changed = inPixels(*content->changed, {frame->width, frame->height});
+  }
   return std::make_shared<FramePicture>(std::move(frame), changed);
 }
 

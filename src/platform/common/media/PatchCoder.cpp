@@ -8,7 +8,7 @@
 namespace tessaline::platform {
 namespace {
 
-constexpr int kSide = 16;       // pixels of a macroblock
+constexpr int kSide = kMacroblock;
 constexpr int kLumaBlocks = 4;  // in a row of a macroblock
 constexpr int kChromaBlocks = 2;
 constexpr int kMargin = 32;  // pixels around x264's reference pictures that motion may point at

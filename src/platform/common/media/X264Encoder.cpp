@@ -20,7 +20,6 @@ namespace {
 constexpr double kMaximumRefill = 0.9;
 
 constexpr int kKilobit = 1000;
-constexpr int kMacroblock = 16;  // pixels
 
 // The longest side that x264 codes, in pixels. What it refuses itself leaks a little memory.
 constexpr int kLongestSide = 16384;
@@ -57,8 +56,6 @@ bool describe(x264_param_t& parameters, const X264Recipe& recipe,
   parameters.i_keyint_max = X264_KEYINT_MAX_INFINITE;  // counted here
   parameters.i_frame_reference = 1;
   parameters.b_annexb = 0;
-  parameters.analyse.b_mb_info = 1;
-  parameters.analyse.b_mb_info_update = 1;
   parameters.vui.i_sar_width = parameters.vui.i_sar_height = 1;
   parameters.vui.b_fullrange = 0;
   parameters.vui.i_colorprim = kPrimariesBt709;
@@ -69,6 +66,9 @@ bool describe(x264_param_t& parameters, const X264Recipe& recipe,
   for (const auto& [name, value] : recipe.parameters) {
     if (x264_param_parse(&parameters, name.c_str(), value.c_str()) < 0) return false;
   }
+  // Its account of what changed leaves out what deblocking changes.
+  const int notes = parameters.b_deblocking_filter ? 0 : 1;
+  parameters.analyse.b_mb_info = parameters.analyse.b_mb_info_update = notes;
   return x264_param_apply_profile(&parameters, "high") == 0;
 }
 
@@ -169,7 +169,9 @@ std::optional<Bytes> X264Encoder::Codec::codePatches(const PixelBuffer& frame,
 /// What x264 may skip without a look; it still mends what had too few bits before. Nothing when any
 /// of it may have changed, or when it is to become sharper.
 std::uint8_t* X264Encoder::Codec::markConstant(const FrameNotes& notes) {
-  if (!referenceKept || !notes.changed || notes.refine) return nullptr;
+  if (!parameters.analyse.b_mb_info || !referenceKept || !notes.changed || notes.refine) {
+    return nullptr;
+  }
   const int columns = macroblocks(parameters.i_width);
   const int rows = macroblocks(parameters.i_height);
   constant.assign(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows),

@@ -14,8 +14,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// The desktop may ask its user for the key. By then the application's own windows are there; one
-// that came later would cover the question and take its keystrokes.
+// The desktop may ask its user for the key. By then the application's own windows are there, the
+// menu's too, which waits 3 s for a tray; one that came later would cover the question and take its
+// keystrokes.
 constexpr auto kSettling = 4s;
 
 // By these the desktop remembers which key the user chose.

@@ -8,8 +8,8 @@
 
 namespace tessaline::platform {
 
-/// Turns the pictures of a screen cast into frames, at most one in each minimum interval and only
-/// while the consumer is ready; until then the newest picture waits where it is. Lives on the
+/// Turns the pictures of a screen cast into frames, as often as the configuration allows and
+/// only while the consumer is ready; until then the newest picture waits where it is. Lives on the
 /// capture queue.
 class CastCapture final : public CaptureWorker {
  public:
