@@ -8,8 +8,8 @@
 namespace tessaline::platform {
 namespace {
 
-// Seen with GNOME 50: the compositor takes scrolling over libei, which counts pixels, for that of a wheel whose
-// click is 10 of them; programs move by about 60 pixels with a click.
+// Seen with GNOME 50: the compositor takes scrolling over libei, which counts pixels, for that of a
+// wheel whose click is 10 of them; programs move by about 60 pixels with a click.
 constexpr double kWheelUnitsPerPixel = 10.0 / 60;
 
 double scrollUnitsPerPixel() {
