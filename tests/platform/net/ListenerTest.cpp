@@ -31,21 +31,6 @@ TEST_F(ListenerTest, APortInUseIsNamedAndFreeAgainAtOnce) {
   EXPECT_TRUE(listenAgain());
 }
 
-TEST_F(ListenerTest, PeersOfBothFamiliesAreReportedAsPeopleWriteThem) {
-  const auto listener = listen();
-  for (const auto* address : {"127.0.0.1", "::1"}) {
-    error_code error;
-    tcp::socket peer(context_);
-    peer.connect({asio::ip::make_address(address), listener->port()}, error);
-    if (error && std::string_view(address) == "::1") GTEST_SKIP() << "no IPv6 on this machine";
-    const auto server = streams_.next();
-    const auto remote = server->connection->remoteEndpoint();
-    ASSERT_TRUE(remote);
-    EXPECT_EQ(remote->host, address);
-    EXPECT_EQ(remote->port, peer.local_endpoint().port());
-  }
-}
-
 TEST_F(ListenerTest, RunningOutOfDescriptorsIsSurvivedAndLoggedOnce) {
 #ifdef TESSALINE_SANITIZED
   GTEST_SKIP() << "the sanitizers open descriptors of their own, and end where there are none";
@@ -71,26 +56,6 @@ TEST_F(ListenerTest, RunningOutOfDescriptorsIsSurvivedAndLoggedOnce) {
   const std::string said = ::testing::internal::GetCapturedStderr();
   EXPECT_THAT(said, HasSubstr("Port " + std::to_string(listener->port()) + " cannot accept now"));
   EXPECT_EQ(said.find("cannot accept"), said.rfind("cannot accept"));
-}
-
-TEST_F(ListenerTest, ADestroyedListenerDeliversNothingMore) {
-  for (int i = 0; i < 50; ++i) {
-    const auto queue = queues_.serial("listener");
-    std::unique_ptr<Listener> listener;
-    bool destroyed = false;
-    queue->sync([&] {
-      auto made = network_->listen(
-          {}, queue, [&](const std::shared_ptr<Connection>&) { EXPECT_FALSE(destroyed); });
-      ASSERT_TRUE(made);
-      listener = std::move(*made);
-    });
-    auto peer = client(*listener);
-    queue->sync([&] {
-      listener.reset();
-      destroyed = true;
-    });
-    queue->sync([] {});
-  }
 }
 
 }  // namespace

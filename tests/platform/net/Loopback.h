@@ -30,10 +30,10 @@ constexpr auto kMoment = std::chrono::milliseconds(300);
 // the sender keeps its unsent backlog to itself; a third of what they take otherwise.
 constexpr std::size_t kSwallowed = 1'000'000;
 
-inline SharedBytes pattern(std::size_t size, std::size_t seed = 0) {
+inline SharedBytes pattern(std::size_t size) {
   auto bytes = std::make_shared<Bytes>(size);
   for (std::size_t i = 0; i < size; ++i) {
-    (*bytes)[i] = static_cast<std::uint8_t>((i * 31 + (i >> 8) + seed * 7) & 0xFF);
+    (*bytes)[i] = static_cast<std::uint8_t>((i * 31 + (i >> 8)) & 0xFF);
   }
   return bytes;
 }
@@ -97,6 +97,26 @@ struct Owner : std::enable_shared_from_this<Owner<C>> {
   }
 };
 
+/// Sends more than the system takes for a peer that reads nothing: it stays in the process, and
+/// goes when the connection is cancelled.
+template <typename C>
+void expectBacklogStays(Owner<C>& server) {
+  auto payload = pattern(100'000);
+  const std::weak_ptr payloadLives = payload;
+  for (int i = 0; i < 200; ++i) server.send({pattern(1), pattern(0), payload});
+  payload.reset();
+  EXPECT_FALSE(server.wait([&] { return server.taken > kSwallowed; }, kMoment));
+  server.connection->cancel();
+  EXPECT_TRUE(server.answeredInOrder());
+  EXPECT_EQ(server.answers.back(), std::pair(std::size_t{199}, false));
+  EXPECT_TRUE(server.reached(ConnectionState::cancelled));
+  // Operations that were under way end on the queue.
+  for (int i = 0; i < 1000 && !payloadLives.expired(); ++i) {
+    server.connection->queue()->sync([] {});
+  }
+  EXPECT_TRUE(payloadLives.expired());
+}
+
 /// A network with real queues and sockets on the loopback interface.
 class Loopback : public ::testing::Test {
  protected:
@@ -128,13 +148,13 @@ class Loopback : public ::testing::Test {
   };
 
   std::unique_ptr<Listener> listen() {
-    auto made = network_->listen({}, queues_.serial("listener"), streams_.accept());
+    auto made = network_->listen(parameters_, queues_.serial("listener"), streams_.accept());
     EXPECT_TRUE(made) << made.error();
     return made ? std::move(*made) : nullptr;
   }
   std::unique_ptr<Listener> listenWebSocket() {
     auto made = network_->listenWebSocket(
-        {}, queues_.serial("listener"), [this] { return queues_.serial("web"); },
+        parameters_, queues_.serial("listener"), [this] { return queues_.serial("web"); },
         webSockets_.accept());
     EXPECT_TRUE(made) << made.error();
     return made ? std::move(*made) : nullptr;
@@ -154,6 +174,7 @@ class Loopback : public ::testing::Test {
   AsioQueues queues_;
   asio::io_context context_;  // of the test's own sockets, which block
   std::unique_ptr<Network> network_ = createNetwork();
+  ListenerParameters parameters_;
   Accepted<Connection> streams_;
   Accepted<WebSocketConnection> webSockets_;
 };

@@ -1,10 +1,9 @@
-#include <gmock/gmock.h>
-
 #include <atomic>
 #include <future>
 #include <list>
 
 #include "Loopback.h"
+#include "support/Eventually.h"
 #include "support/FakeDiscovery.h"
 
 namespace tessaline::platform::test {
@@ -35,15 +34,11 @@ class ServiceTest : public Loopback {
 };
 
 TEST_F(ServiceTest, DatagramsArriveWholeFromBothFamiliesUntilTheirListenerEnds) {
-  std::mutex mutex;
-  std::condition_variable changed;
-  std::vector<std::pair<std::string, std::size_t>> got;
+  std::optional<std::pair<std::string, std::size_t>> last;  // touched on the queue
   std::unique_ptr<Listener> listener;
   listener = listenDatagrams([&](const Endpoint& from, ByteView bytes) {
-    const std::lock_guard lock(mutex);
-    got.emplace_back(from.host, bytes.size());
+    last.emplace(from.host, bytes.size());
     if (bytes.size() == 3) listener.reset();
-    changed.notify_all();
   });
   const auto port = listener->port();
   const auto listenAgain = [&] {
@@ -53,9 +48,10 @@ TEST_F(ServiceTest, DatagramsArriveWholeFromBothFamiliesUntilTheirListenerEnds) 
 
   const auto arrived = [&](const char* from, std::size_t size) {
     send(port, Bytes(size), from);
-    std::unique_lock lock(mutex);
-    return changed.wait_for(lock, kPatience, [&] {
-      return !got.empty() && got.back() == std::pair<std::string, std::size_t>(from, size);
+    return tessaline::test::eventually([&] {
+      bool there = false;
+      queue_->sync([&] { there = last == std::pair(std::string(from), size); });
+      return there;
     });
   };
   EXPECT_TRUE(arrived("::1", 0));
@@ -109,26 +105,6 @@ TEST_F(ServiceTest, AServiceIsReachedAtItsLastAddressWithinALinksTime) {
   nobody->connection = network->connect(ServiceEndpoint{"gone", kScreen.type, "local"}, queue_);
   nobody->start();
   EXPECT_TRUE(nobody->reached(ConnectionState::waiting));
-}
-
-TEST_F(ServiceTest, AProbeTellsWhetherThereIsAWayToAService) {
-  const struct {
-    std::vector<Endpoint> addresses;
-    Reachability expected;
-  } cases[] = {{{{"127.0.0.1", 9}}, Reachability::ready},
-               {{{"not an address", 9}}, Reachability::failed},
-               {{}, Reachability::failed}};
-  const auto network = createNetwork(discovery_);
-  for (const auto& entry : cases) {
-    queue_->sync([&] { discovery_->addresses[kScreen.name] = entry.addresses; });
-    std::promise<Reachability> answer;
-    const auto probe = network->probe(kScreen, queue_, [&](auto told) { answer.set_value(told); });
-    EXPECT_EQ(answer.get_future().get(), entry.expected);
-  }
-  bool told = false;
-  queue_->sync([&] { network->probe(kScreen, queue_, [&](auto) { told = true; }).reset(); });
-  queue_->sync([] {});
-  EXPECT_FALSE(told);
 }
 
 }  // namespace
