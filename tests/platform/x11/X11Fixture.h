@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "base/AsioQueue.h"
 #include "platform/DesktopEnvironment.h"
@@ -32,15 +33,17 @@ class X11Fixture : public ::testing::Test {
   /// The display, switched on with its full size; null when it was refused.
   std::unique_ptr<VirtualDisplay> makeDisplay(const std::string& name, PixelSize size,
                                               SizeMM millimetres = {300, 200});
-  void destroy(std::unique_ptr<VirtualDisplay>& display);
+  void destroy(std::unique_ptr<VirtualDisplay>& display) {
+    onMain([&] { display.reset(); });
+  }
   std::vector<DisplayInfo> listed();
   PixelRect boundsOf(DisplayID id);
 
+  /// What another program on the server prints.
+  std::string run(const std::vector<std::string>& command);
   [[nodiscard]] RandrLayout layout() const { return readRandrLayout(*client_); }
   /// The output that shows exactly `bounds`.
   [[nodiscard]] const RandrLayout::Output* outputAt(const RandrLayout& layout, PixelRect bounds);
-  /// What a display settings program does: `mode` 0 switches the CRTC off.
-  void configure(const RandrLayout::Crtc& crtc, int x, int y, xcb_randr_mode_t mode);
   /// Paints over everything; the server has done it on return.
   void paint(PixelRect rect, std::uint32_t rgb);
 
