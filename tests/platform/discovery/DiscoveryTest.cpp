@@ -104,8 +104,9 @@ TEST_F(Discovery, FindsAndResolvesServicesWhateverTheirNamesAndReachesThemByScop
   std::vector<std::unique_ptr<ServiceAdvertisement>> advertised;
   std::map<std::string, std::uint16_t> ports;  // by the names that others see
   std::uint16_t port = (*listener)->port();
-  for (const std::string& name : {std::string("Mac"), std::string("Anna's \"Büro\" 2.0 \\ März"),
-                                  std::string("显示器 🖥"), lengthy, std::string("Mac")}) {
+  for (const std::string& name :
+       {std::string("Mac"), std::string("Anna's \"Büro\" 2.0 \\ März"),
+        std::string("显示器 🖥"), lengthy, std::string("half \xE2\n"), std::string("Mac")}) {
     advertised.push_back(discovery_->advertise(name, kType, port));
     ports[ports.contains(name) ? name + " #2" : fitServiceName(name)] = port++;
   }
