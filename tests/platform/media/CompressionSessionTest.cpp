@@ -1,14 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <random>
-#include <thread>
 
 #include "base/AsioQueue.h"
 #include "platform/common/media/MediaVideoCoding.h"
 #include "platform/media/FrameCoder.h"
-#include "platform/media/HeaderTrace.h"
 #include "platform/media/PictureMaker.h"
 #include "platform/media/StreamDecoder.h"
 #include "support/VirtualQueues.h"
@@ -20,18 +17,6 @@ using namespace std::chrono_literals;
 
 constexpr int kFrameRate = 60;
 constexpr auto kFrameTime = std::chrono::duration_cast<Duration>(1s) / kFrameRate;
-
-std::vector<int> unitTypes(const CodedFrame& frame) {
-  std::vector<int> types;
-  ByteReader reader(*frame.data);
-  while (!reader.rest().empty()) {
-    const auto length = reader.u32();
-    const auto unit = length ? reader.take(*length) : std::nullopt;
-    if (!unit || unit->empty()) return {};
-    types.push_back(unit->front() & 31);
-  }
-  return types;
-}
 
 class Compression : public testing::Test {
  protected:
@@ -56,25 +41,19 @@ TEST_P(CompressionSizes, MakeAConstrainedHighStreamThatDecodesAtOnce) {
     ASSERT_TRUE(coded);
     EXPECT_EQ(coded->keyFrame, i == 0);
     EXPECT_EQ(coded->parameterSets.has_value(), i == 0);
-    EXPECT_THAT(unitTypes(*coded), AllOf(testing::Each(i == 0 ? 5 : 1), Not(testing::IsEmpty())));
     if (i == 0) {
-      const HeaderTrace set = traceHeader(coded->parameterSets->sequence);
       EXPECT_EQ(coded->parameterSets->sequence.at(2), 0x0C) << "the two constraint flags only";
-      for (const auto& [name, value] : HeaderTrace{{"profile_idc", 100},
-                                                   {"level_idc", level},
-                                                   {"max_num_ref_frames", 1},
-                                                   {"bitstream_restriction_flag", 1},
-                                                   {"max_num_reorder_frames", 0},
-                                                   {"max_dec_frame_buffering", 1}}) {
-        EXPECT_EQ(valueOf(set, name), value) << name;
-      }
     }
     const auto decoded = decoder.decode(*coded);
     ASSERT_TRUE(decoded) << "a decoder may hold nothing back";
+    EXPECT_EQ(decoded->pict_type == AV_PICTURE_TYPE_I, i == 0);
     EXPECT_EQ((PixelSize{decoded->width, decoded->height}), size);
     EXPECT_GT(lumaPsnr(*picture, *decoded), 30);
   }
   const AVCodecContext& stream = decoder.stream();
+  EXPECT_EQ(stream.profile, 100) << "High";
+  EXPECT_EQ(stream.level, level);
+  EXPECT_EQ(stream.refs, 1);
   EXPECT_EQ(stream.has_b_frames, 0);
   EXPECT_EQ(stream.color_range, AVCOL_RANGE_MPEG);
   EXPECT_EQ(stream.colorspace, AVCOL_SPC_SMPTE170M);
@@ -98,10 +77,7 @@ TEST_F(Compression, MakesKeyFramesWhenAskedAndEverySixHundredFramesOnly) {
         coder.tryCode(i % 2 == 0 ? makeNoise(size, random) : makePicture(size, i), i == 7);
     ASSERT_TRUE(coded);
     EXPECT_EQ(coded->parameterSets.has_value(), coded->keyFrame);
-    if (coded->keyFrame) {
-      EXPECT_THAT(unitTypes(*coded), testing::Each(5));
-      keys.push_back(i);
-    }
+    if (coded->keyFrame) keys.push_back(i);
   }
   EXPECT_THAT(keys, testing::ElementsAre(0, 7, 607));
 }
@@ -111,17 +87,14 @@ TEST(CompressionMailbox, ANewerFrameReplacesTheWaitingOneAndInheritsItsKeyDemand
   const auto coding = createVideoCoding(queues);
   const PixelSize size{64, 48};
   std::vector<CodedFrame> outputs;
-  std::vector<int> pending;
-  std::unique_ptr<CompressionSession> session;
   auto created =
       coding->createCompressionSession({.size = size, .averageBitRate = 1'000'000},
                                        {.onOutput = [&](std::optional<CodedFrame> frame) {
                                          ASSERT_TRUE(frame);
                                          outputs.push_back(std::move(*frame));
-                                         pending.push_back(session->pendingFrames());
                                        }});
   ASSERT_TRUE(created);
-  session = std::move(*created);
+  auto session = std::move(*created);
   const Clock::time_point start;
   session->encode(makePicture(size, 0), start, {});
   queues.run();
@@ -135,7 +108,6 @@ TEST(CompressionMailbox, ANewerFrameReplacesTheWaitingOneAndInheritsItsKeyDemand
   ASSERT_EQ(outputs.size(), 2U);
   EXPECT_TRUE(outputs[1].keyFrame);
   EXPECT_EQ(outputs[1].presentationTime, start + 3s);
-  EXPECT_THAT(pending, testing::Each(0)) << "what is being delivered waits no more";
 
   // The end takes the waiting frame with it, even where its queue lives on.
   const auto dropped = makePicture(size, 4);
@@ -177,22 +149,6 @@ TEST_F(Compression, KeepsTheBitRateUnderTheHardestContentAndAQuietTimeFillsTheWi
   EXPECT_LT(meanOf(10, kFrameTime), frameBytes * 1.3);
 }
 
-TEST_F(Compression, AStillPictureIsDoneAfterAFewFrames) {
-  const PixelSize size{1280, 720};
-  const auto still = makePicture(size, 2);
-  test::FrameCoder coder(*coding_, size);
-  StreamDecoder decoder;
-  for (int i = 0; i < 10; ++i) {
-    const auto coded = coder.tryCode(still);
-    ASSERT_TRUE(coded);
-    const auto decoded = decoder.decode(*coded);
-    ASSERT_TRUE(decoded);
-    if (i < 9) continue;
-    EXPECT_LT(coded->data->size(), 500U);
-    EXPECT_GT(lumaPsnr(*still, *decoded), 42);
-  }
-}
-
 TEST_F(Compression, ReportsWhatCannotBeCodedAndGoesOn) {
   test::FrameCoder coder(*coding_, {64, 48});
   ASSERT_TRUE(coder.tryCode(makePicture({64, 48}, 0)));
@@ -205,26 +161,6 @@ TEST_F(Compression, ReportsWhatCannotBeCodedAndGoesOn) {
     auto refused = coding_->createCompressionSession({.size = size, .averageBitRate = 1'000}, {});
     ASSERT_FALSE(refused);
     EXPECT_LT(std::stoi(refused.error()), 0) << "a decimal status";
-  }
-}
-
-TEST_F(Compression, NothingComesOutAfterTheEnd) {
-  const PixelSize size{640, 360};
-  for (int round = 0; round < 20; ++round) {
-    std::atomic<bool> ended = false;
-    std::atomic<int> late = 0;
-    auto session = coding_->createCompressionSession({.size = size, .averageBitRate = 8'000'000},
-                                                     {.onOutput = [&](const auto&) {
-                                                       if (ended) ++late;
-                                                     }});
-    ASSERT_TRUE(session);
-    for (int i = 0; i < 3; ++i) {
-      (*session)->encode(makePicture(size, i), Clock::time_point() + i * kFrameTime, {});
-      if (i < round % 3) std::this_thread::yield();
-    }
-    session = Failure{};
-    ended = true;
-    EXPECT_EQ(late, 0);
   }
 }
 

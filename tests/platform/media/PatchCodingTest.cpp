@@ -8,29 +8,31 @@
 #include "platform/common/media/EncoderRecipes.h"
 #include "platform/common/media/H264Decoder.h"
 #include "platform/media/PictureMaker.h"
-#include "platform/media/StreamDecoder.h"
 
 namespace tessaline::platform {
 namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kFrameTime = 16667us;
 constexpr int kBitRate = 25'000'000;
-constexpr auto kInSoftware = H264Decoder::Device::none;
 
-/// The largest difference of any pixel of either plane inside `rect`.
-int largestError(const PixelBuffer& original, const AVFrame& decoded, const PixelRect& rect) {
+int at(const VideoPicture& picture, std::size_t plane, int x, int y) {
+  const auto& [data, stride] = picture.planes[plane];
+  return data[y * stride + x];
+}
+
+/// The largest difference of any pixel of any plane inside `rect`.
+int largestError(const PixelBuffer& original, const VideoPicture& decoded, const PixelRect& rect) {
   int worst = 0;
   for (int y = rect.y; y < rect.y + rect.height; ++y) {
     for (int x = rect.x; x < rect.x + rect.width; ++x) {
       const int luma = original.luma()[y * original.stride() + x];
-      worst = std::max(worst, std::abs(luma - decoded.data[0][y * decoded.linesize[0] + x]));
+      worst = std::max(worst, std::abs(luma - at(decoded, 0, x, y)));
       if (x % 2 != 0 || y % 2 != 0) continue;
       const std::uint8_t* pair = original.chroma() + y / 2 * original.stride() + x;
-      for (int plane : {1, 2}) {
-        const int seen = decoded.data[plane][y / 2 * decoded.linesize[plane] + x / 2];
-        worst = std::max(worst, std::abs(pair[plane - 1] - seen));
+      for (std::size_t plane : {1, 2}) {
+        const int error = pair[plane - 1] - at(decoded, plane, x / 2, y / 2);
+        worst = std::max(worst, std::abs(error));
       }
     }
   }
@@ -41,13 +43,9 @@ bool equalOutside(const VideoPicture& a, const VideoPicture& b, const PixelRect&
   for (int y = 0; y < a.size.height; ++y) {
     for (int x = 0; x < a.size.width; ++x) {
       if (area.contains(x, y)) continue;
-      for (std::size_t plane = 0; plane < 3; ++plane) {
-        const int shift = plane == 0 ? 0 : 1;
-        const auto at = [&](const VideoPicture& picture) {
-          const auto& [data, stride] = picture.planes[plane];
-          return data[(y >> shift) * stride + (x >> shift)];
-        };
-        if (at(a) != at(b)) return false;
+      if (at(a, 0, x, y) != at(b, 0, x, y)) return false;
+      for (std::size_t plane : {1, 2}) {
+        if (at(a, plane, x / 2, y / 2) != at(b, plane, x / 2, y / 2)) return false;
       }
     }
   }
@@ -57,13 +55,16 @@ bool equalOutside(const VideoPicture& a, const VideoPicture& b, const PixelRect&
 class PatchCoding : public testing::TestWithParam<PixelSize> {
  protected:
   /// Codes what is on the desktop and decodes it.
-  StreamDecoder::Picture show(FrameNotes notes, Duration gap = kFrameTime) {
-    time_ += gap;
+  std::shared_ptr<const VideoPicture> show(FrameNotes notes) {
+    time_ += 200ms;
     source_ = desktop_.converted();
     const auto coded = encoder_->encode(source_, time_, notes);
     if (!coded) return nullptr;
     bytes_ = coded->data->size();
-    return decoder_.decode(*coded);
+    if (!decoder_) {
+      decoder_ = H264Decoder::open({*coded->parameterSets, size_}, H264Decoder::Device::none);
+    }
+    return decoder_->decode(*coded->data);
   }
   PixelRect somewhere(int width, int height) {
     const int x = static_cast<int>(random_() % static_cast<unsigned>(size_.width)) - width / 2;
@@ -95,7 +96,7 @@ class PatchCoding : public testing::TestWithParam<PixelSize> {
   std::shared_ptr<PixelBuffer> source_;
   CompressionOptions options_{.size = size_, .averageBitRate = kBitRate, .maxKeyFrameInterval = 90};
   std::unique_ptr<X264Encoder> encoder_ = X264Encoder::open(x264Recipe(1), options_);
-  StreamDecoder decoder_;
+  std::unique_ptr<H264Decoder> decoder_;
   Clock::time_point time_;
   std::size_t bytes_ = 0;
 };
@@ -108,7 +109,7 @@ TEST_P(PatchCoding, NeitherCoderLosesTrackOfTheOthersPictures) {
     SCOPED_TRACE(frame);
     if (frame % 7 == 3) {
       pan(static_cast<int>(random_() % 41) - 20, static_cast<int>(random_() % 41) - 20);
-      ASSERT_TRUE(show({}, 200ms));
+      ASSERT_TRUE(show({}));
       continue;
     }
     std::vector<PixelRect> changed;
@@ -116,28 +117,25 @@ TEST_P(PatchCoding, NeitherCoderLosesTrackOfTheOthersPictures) {
       changed.push_back(somewhere(8 + static_cast<int>(random_() % 40), 18));
       paint(changed.back());
     }
-    const auto picture = show({.changed = changed}, 200ms);
+    const auto picture = show({.changed = changed});
     ASSERT_TRUE(picture);
     for (const auto& rect : changed) {
       EXPECT_LE(largestError(*source_, *picture, rect), kVisible + 40);
     }
   }
   // Whatever is wrong by now is not what the coders believe, and they will never mend it.
-  for (int i = 0; i < 6; ++i) ASSERT_TRUE(show({.refine = true}, 200ms));
+  for (int i = 0; i < 6; ++i) ASSERT_TRUE(show({.refine = true}));
   const auto picture = show({.changed = std::vector<PixelRect>()});
   ASSERT_TRUE(picture);
   EXPECT_LE(largestError(*source_, *picture, whole), kVisible);
-  EXPECT_GT(lumaPsnr(*source_, *picture), 44);
 }
 
 TEST_P(PatchCoding, SaysWhereAPictureDiffersFromTheOneBefore) {
   ASSERT_TRUE(encoder_);
-  std::unique_ptr<H264Decoder> decoder;
   std::shared_ptr<const VideoPicture> before;
   int said = 0, windows = 0;
   for (int frame = 0; frame < 60; ++frame) {
     SCOPED_TRACE(frame);
-    time_ += 200ms;
     std::vector<PixelRect> changed;
     // A window in which something else appears is left to x264, letters are not.
     if (frame % 9 == 4) {
@@ -146,11 +144,7 @@ TEST_P(PatchCoding, SaysWhereAPictureDiffersFromTheOneBefore) {
       changed.push_back(somewhere(8 + static_cast<int>(random_() % 40), 18));
     }
     for (const auto& rect : changed) paint(rect);
-    const auto coded = encoder_->encode(desktop_.converted(), time_,
-                                        {.changed = changed, .refine = frame % 7 == 5});
-    ASSERT_TRUE(coded);
-    if (!decoder) decoder = H264Decoder::open({*coded->parameterSets, size_}, kInSoftware);
-    const auto picture = decoder->decode(*coded->data);
+    const auto picture = show({.changed = changed, .refine = frame % 7 == 5});
     ASSERT_TRUE(picture);
     if (picture->changed && before) {
       ++said;
@@ -163,11 +157,8 @@ TEST_P(PatchCoding, SaysWhereAPictureDiffersFromTheOneBefore) {
   EXPECT_GT(said, 40);
   EXPECT_TRUE(windows > 2 || size_.width < 600);
   // After a picture that nobody could decode anything may be different.
-  EXPECT_FALSE(decoder->decode(Bytes(9)));
-  const auto coded =
-      encoder_->encode(desktop_.converted(), time_ + 200ms, {.changed = std::vector<PixelRect>()});
-  ASSERT_TRUE(coded);
-  const auto picture = decoder->decode(*coded->data);
+  EXPECT_FALSE(decoder_->decode(Bytes(9)));
+  const auto picture = show({.changed = std::vector<PixelRect>()});
   ASSERT_TRUE(picture);
   EXPECT_FALSE(picture->changed);
 }
@@ -184,7 +175,7 @@ TEST_P(SmallChange, CostsWhatItsSizeIsAndNotThePictures) {
   EXPECT_LT(bytes_, 64U) << "a picture that is the same";
   const PixelRect letter{100, 100, 10, 18};
   paint(letter);
-  const auto picture = show({.changed = std::vector{letter}}, 200ms);
+  const auto picture = show({.changed = std::vector{letter}});
   ASSERT_TRUE(picture);
   EXPECT_LT(bytes_, 1500U);
   EXPECT_LE(largestError(*source_, *picture, letter), 24);
