@@ -16,7 +16,6 @@ constexpr const char* kService = "org.freedesktop.portal.Desktop";
 constexpr const char* kPath = "/org/freedesktop/portal/desktop";
 constexpr const char* kCast = "org.freedesktop.portal.ScreenCast";
 constexpr const char* kRemote = "org.freedesktop.portal.RemoteDesktop";
-constexpr const char* kShortcuts = "org.freedesktop.portal.GlobalShortcuts";
 constexpr const char* kRequest = "org.freedesktop.portal.Request";
 constexpr const char* kSession = "org.freedesktop.portal.Session";
 constexpr std::uint32_t kMonitor = 1;
@@ -30,9 +29,8 @@ std::string senderOf(const Message& message) {
   } else {
     name = message.getSender();
   }
-  name.erase(0, 1);
   std::ranges::replace(name, '.', '_');
-  return name;
+  return name.substr(1);
 }
 
 }  // namespace
@@ -44,7 +42,6 @@ FakePortal::FakePortal(std::uint32_t node, std::function<int()> remote)
       portal_(std::make_unique<bus::Object>(*connection_, kPath)) {
   serveSessions();
   serveInput();
-  serveShortcuts();
   portal_->publish();
   connection_->enterEventLoopAsync();
   connection_->requestName(bus::ServiceName(kService));
@@ -54,29 +51,20 @@ FakePortal::~FakePortal() {
   connection_->leaveEventLoop();
 }
 
-std::string FakePortal::sender() {
-  return senderOf((*portal_)->getCurrentlyProcessedMessage());
-}
-
 void FakePortal::serveSessions() {
   const auto createSession = [this](const Values& options) {
-    const std::string token = options.at("session_handle_token").get<std::string>();
-    const std::string path = std::string(kPath) + "/session/" + sender() + "/" + token;
+    const std::string path = pathOf("session", options.at("session_handle_token"));
     const auto handle = request(options);
-    const std::lock_guard lock(mutex_);
     openSession(path);
-    if (user_ == User::babbles) {
-      respond(handle, 0, {{"session_handle", sdbus::Variant(std::uint32_t{7})}});
-    } else {
-      respond(handle, 0, {{"session_handle", sdbus::Variant(path)}});
-    }
+    const bool babbles = user_ == User::babbles;
+    respond(handle, 0, {{"session_handle", babbles ? sdbus::Variant(7U) : sdbus::Variant(path)}});
     return handle;
   };
   const auto select = [this](const sdbus::ObjectPath& session, const Values& options) {
     const auto handle = request(options);
-    const std::lock_guard lock(mutex_);
     if (const auto token = options.find("restore_token"); token != options.end()) {
-      restored_[session] = tokens_.erase(token->second.get<std::string>()) > 0;
+      const std::lock_guard lock(mutex_);
+      if (tokens_.erase(token->second.get<std::string>()) > 0) restored_.insert(session);
     }
     respond(handle, 0, {});
     return handle;
@@ -98,60 +86,33 @@ void FakePortal::serveSessions() {
 }
 
 void FakePortal::serveInput() {
-  const auto session = [](const sdbus::ObjectPath& path) { return path.empty() ? "?" : ""; };
+  using Path = sdbus::ObjectPath;
   portal_->method(kRemote, "NotifyPointerMotionAbsolute",
-                  [=, this](const sdbus::ObjectPath& path, const Values&, std::uint32_t node,
-                            double x, double y) {
-                    hear(session(path) + ("move " + std::to_string(node == node_)) + " " +
-                         std::to_string(static_cast<int>(x)) + "," +
-                         std::to_string(static_cast<int>(y)));
+                  [this](const Path&, const Values&, std::uint32_t node, double x, double y) {
+                    hear("move", {node == node_, static_cast<int>(x), static_cast<int>(y)});
                   });
-  portal_->method(
-      kRemote, "NotifyPointerButton",
-      [=, this](const sdbus::ObjectPath& path, const Values&, std::int32_t code,
-                std::uint32_t state) {
-        hear(session(path) + ("button " + std::to_string(code)) + " " + std::to_string(state));
-      });
-  portal_->method(
-      kRemote, "NotifyKeyboardKeysym",
-      [=, this](const sdbus::ObjectPath& path, const Values&, std::int32_t symbol,
-                std::uint32_t state) {
-        hear(session(path) + ("symbol " + std::to_string(symbol)) + " " + std::to_string(state));
-      });
+  portal_->method(kRemote, "NotifyPointerButton",
+                  [this](const Path&, const Values&, std::int32_t code, std::uint32_t state) {
+                    hear("button", {code, static_cast<int>(state)});
+                  });
+  portal_->method(kRemote, "NotifyKeyboardKeysym",
+                  [this](const Path&, const Values&, std::int32_t symbol, std::uint32_t state) {
+                    hear("symbol", {symbol, static_cast<int>(state)});
+                  });
 }
 
-void FakePortal::serveShortcuts() {
-  portal_->method(kShortcuts, "CreateSession", [this](const Values& options) {
-    const std::string token = options.at("session_handle_token").get<std::string>();
-    const std::string path = std::string(kPath) + "/session/" + sender() + "/" + token;
-    const auto handle = request(options);
-    const std::lock_guard lock(mutex_);
-    respond(handle, 0, {{"session_handle", sdbus::Variant(path)}});
-    return handle;
-  });
-  portal_->method(
-      kShortcuts, "BindShortcuts",
-      [this](const sdbus::ObjectPath& session,
-             const std::vector<sdbus::Struct<std::string, Values>>& shortcuts,
-             const std::string& /*window*/, const Values& options) {
-        const auto handle = request(options);
-        const std::lock_guard lock(mutex_);
-        shortcuts_ = session;
-        hear("bound " + std::get<1>(shortcuts.front()).at("preferred_trigger").get<std::string>());
-        respond(handle, 0, {});
-        return handle;
-      });
-  portal_->signal<sdbus::ObjectPath, std::string, std::uint64_t, Values>(kShortcuts, "Activated");
+std::string FakePortal::pathOf(const std::string& kind, const sdbus::Variant& token) const {
+  return std::string(kPath) + "/" + kind + "/" +
+         senderOf((*portal_)->getCurrentlyProcessedMessage()) + "/" + token.get<std::string>();
 }
 
 sdbus::ObjectPath FakePortal::request(const Values& options) {
-  const std::string token = options.at("handle_token").get<std::string>();
-  const std::string path = std::string(kPath) + "/request/" + sender() + "/" + token;
-  const std::lock_guard lock(mutex_);
+  const std::string path = pathOf("request", options.at("handle_token"));
   auto object = std::make_unique<bus::Object>(*connection_, path);
   object->method(kRequest, "Close", [this] { ++closedRequests_; });
   object->signal<std::uint32_t, Values>(kRequest, "Response");
   object->publish();
+  const std::lock_guard lock(mutex_);
   objects_[path] = std::move(object);
   return sdbus::ObjectPath(path);
 }
@@ -168,25 +129,30 @@ void FakePortal::respond(const std::string& request, std::uint32_t response, con
 void FakePortal::openSession(const std::string& path) {
   auto object = std::make_unique<bus::Object>(*connection_, path);
   object->method(kSession, "Close", [this, path] {
-    const std::lock_guard lock(mutex_);
-    sessions_.erase(path);
-    hear("closed");
+    {
+      const std::lock_guard lock(mutex_);
+      sessions_.erase(path);
+    }
+    hear("closed", {});
   });
   object->signal<>(kSession, "Closed");
   object->publish();
+  const std::lock_guard lock(mutex_);
   objects_[path] = std::move(object);
   sessions_.insert(path);
 }
 
 sdbus::ObjectPath FakePortal::start(const std::string& session, const Values& options) {
   const auto handle = request(options);
-  const std::lock_guard lock(mutex_);
-  if (restored_[session]) {
+  if (restored_.contains(session)) {
     grant(handle, kVirtual);
     return handle;
   }
+  {
+    const std::lock_guard lock(mutex_);
+    open_ = handle;
+  }
   const bool atOnce = user_ != User::waits;  // the test may go on as soon as it counts the question
-  open_ = handle;
   ++questions_;
   if (atOnce) answer();
   return handle;
@@ -197,23 +163,11 @@ void FakePortal::answer() {
     const std::lock_guard lock(mutex_);
     return open_;
   }();
-  switch (user_) {
-    case User::grants:
-    case User::waits:
-      grant(open, kVirtual);
-      break;
-    case User::givesAMonitor:
-      grant(open, kMonitor);
-      break;
-    case User::refuses:
-      respond(open, 1, {});
-      break;
-    case User::crashes:
-      respond(open, 2, {});
-      break;
-    case User::babbles:
-      respond(open, 0, {{"streams", sdbus::Variant(std::string("none"))}});
-      break;
+  const User user = user_;
+  if (user == User::refuses || user == User::crashes) {
+    respond(open, user == User::refuses ? 1 : 2, {});
+  } else {
+    grant(open, user == User::givesAMonitor ? kMonitor : kVirtual);
   }
 }
 
@@ -244,36 +198,20 @@ void FakePortal::endSharing() {
   }
 }
 
-void FakePortal::pressShortcut() {
-  const std::string shortcuts = [this] {
-    const std::lock_guard lock(mutex_);
-    return shortcuts_;
-  }();
-  (*portal_)
-      ->emitSignal("Activated")
-      .onInterface(kShortcuts)
-      .withArguments(sdbus::ObjectPath(shortcuts), std::string("start-stop"), std::uint64_t{1},
-                     Values());
-}
-
 std::size_t FakePortal::sessions() {
   const std::lock_guard lock(mutex_);
   return sessions_.size();
 }
 
-void FakePortal::hear(const std::string& text) {
+void FakePortal::hear(std::string event, const std::vector<int>& values) {
+  for (const int value : values) event += " " + std::to_string(value);
   const std::lock_guard lock(mutex_);
-  heard_.push_back(text);
+  heard_.push_back(event);
 }
 
 std::vector<std::string> FakePortal::heard() {
   const std::lock_guard lock(mutex_);
   return heard_;
-}
-
-void FakePortal::knowToken(const std::string& token) {
-  const std::lock_guard lock(mutex_);
-  tokens_.insert(token);
 }
 
 }  // namespace tessaline::test

@@ -38,41 +38,38 @@ class FakePortal {
   void answer();
   /// Ends all sessions.
   void endSharing();
-  void pressShortcut();
 
   [[nodiscard]] int questions() const { return questions_; }
   [[nodiscard]] std::size_t sessions();
   [[nodiscard]] int closedRequests() const { return closedRequests_; }
-  /// What came for input and shortcuts, in order.
+  /// What came for input, in order.
   [[nodiscard]] std::vector<std::string> heard();
-  void knowToken(const std::string& token);
 
  private:
   using Values = std::map<std::string, sdbus::Variant>;
 
   void serveSessions();
   void serveInput();
-  void serveShortcuts();
   sdbus::ObjectPath request(const Values& options);
   void respond(const std::string& request, std::uint32_t response, const Values& values);
   void openSession(const std::string& path);
   sdbus::ObjectPath start(const std::string& session, const Values& options);
   void grant(const std::string& request, std::uint32_t sourceType);
-  void hear(const std::string& text);
-  std::string sender();
+  void hear(std::string event, const std::vector<int>& values);
+  /// Of an object of the caller that is served at present.
+  [[nodiscard]] std::string pathOf(const std::string& kind, const sdbus::Variant& token) const;
 
   const std::uint32_t node_;
   const std::function<int()> remote_;
   std::atomic<User> user_ = User::grants;
   std::atomic<int> questions_ = 0;
   std::atomic<int> closedRequests_ = 0;
+  std::set<std::string> restored_;  // sessions that a token has answered for; the bus's thread
   // Guards what follows. The bus's own lock, which its thread holds whenever it calls in here,
-  // comes first: other threads emit nothing while they hold this one.
-  std::recursive_mutex mutex_;
+  // comes first: nothing is emitted while this one is held.
+  std::mutex mutex_;
   std::set<std::string> tokens_;
-  std::map<std::string, bool> restored_;  // by session
-  std::string open_;                      // the request that waits for the user
-  std::string shortcuts_;                 // their session
+  std::string open_;  // the request that waits for the user
   std::vector<std::string> heard_;
   int given_ = 0;
   std::unique_ptr<sdbus::IConnection> connection_;
