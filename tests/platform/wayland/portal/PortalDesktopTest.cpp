@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <spa/param/video/raw.h>
 #include <sys/stat.h>
 
 #include <boost/asio/io_context.hpp>
@@ -194,7 +193,7 @@ class PortalDisplays : public PortalDesktop {
     std::string problem;
     pipeWire_ = test::PrivatePipeWire::start(problem);
     if (!pipeWire_) GTEST_SKIP() << problem;
-    source_ = std::make_unique<CastSource>(kSize, kBgrx);
+    source_ = std::make_unique<CastSource>(kSize);
     node_ = source_->node();
     ASSERT_NE(node_, 0U);
   }
@@ -205,7 +204,6 @@ class PortalDisplays : public PortalDesktop {
     return eventually([&] { return listed().size() == count; });
   }
 
-  static constexpr std::uint32_t kBgrx = SPA_VIDEO_FORMAT_BGRx;
   std::unique_ptr<test::PrivatePipeWire> pipeWire_;
   std::unique_ptr<CastSource> source_;
   std::uint32_t node_ = 0;

@@ -16,9 +16,9 @@
 namespace tessaline::test {
 namespace {
 
-constexpr int kPointerSide = 64;
-constexpr int kCursorBytes =
-    sizeof(spa_meta_cursor) + sizeof(spa_meta_bitmap) + kPointerSide * kPointerSide * 4;
+// With room for an image, which consumers insist on.
+constexpr std::size_t kCursorBytes =
+    sizeof(spa_meta_cursor) + sizeof(spa_meta_bitmap) + 64UL * 64 * 4;
 constexpr int kRegions = 8;
 
 template <typename T>
@@ -29,24 +29,6 @@ T* metaOf(const spa_buffer& buffer, std::uint32_t type) {
 spa_region regionOf(const PixelRect& rect) {
   return {{rect.x, rect.y},
           {static_cast<std::uint32_t>(rect.width), static_cast<std::uint32_t>(rect.height)}};
-}
-
-void fillPointer(spa_meta_cursor& cursor, const CastSource::Pointer& pointer) {
-  cursor = {pointer.id, 0, {pointer.position.x, pointer.position.y}, {3, 5}, 0};
-  if (!pointer.image) return;
-  cursor.bitmap_offset = sizeof(spa_meta_cursor);
-  auto* const bitmap = SPA_PTROFF(&cursor, sizeof(spa_meta_cursor), spa_meta_bitmap);
-  const auto width = static_cast<std::uint32_t>(pointer.image->width);
-  const auto height = static_cast<std::uint32_t>(pointer.image->height);
-  *bitmap = {SPA_VIDEO_FORMAT_BGRA,
-             {width, height},
-             static_cast<std::int32_t>(width * 4),
-             sizeof(spa_meta_bitmap)};
-  auto* const pixels = SPA_PTROFF(bitmap, sizeof(spa_meta_bitmap), std::uint8_t);
-  constexpr std::array<std::uint8_t, 4> premultiplied{0, 0, 128, 128};
-  for (std::uint32_t i = 0; i < width * height; ++i) {
-    std::memcpy(pixels + i * 4, premultiplied.data(), 4);
-  }
 }
 
 }  // namespace
@@ -79,7 +61,7 @@ PrivatePipeWire::~PrivatePipeWire() {
   ::unsetenv("XDG_STATE_HOME");
 }
 
-CastSource::CastSource(PixelSize size, std::uint32_t format) : size_(size) {
+CastSource::CastSource(PixelSize size) : size_(size) {
   pw_init(nullptr, nullptr);
   loop_ = pw_thread_loop_new("source", nullptr);
   context_ = pw_context_new(pw_thread_loop_get_loop(loop_), nullptr, 0);
@@ -142,7 +124,7 @@ CastSource::CastSource(PixelSize size, std::uint32_t format) : size_(size) {
   const auto* offer = static_cast<const spa_pod*>(spa_pod_builder_add_object(
       &builder, SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat, SPA_FORMAT_mediaType,
       SPA_POD_Id(SPA_MEDIA_TYPE_video), SPA_FORMAT_mediaSubtype, SPA_POD_Id(SPA_MEDIA_SUBTYPE_raw),
-      SPA_FORMAT_VIDEO_format, SPA_POD_Id(format), SPA_FORMAT_VIDEO_size,
+      SPA_FORMAT_VIDEO_format, SPA_POD_Id(SPA_VIDEO_FORMAT_BGRx), SPA_FORMAT_VIDEO_size,
       SPA_POD_Rectangle(&rectangle), SPA_FORMAT_VIDEO_framerate, SPA_POD_Fraction(&changing),
       SPA_FORMAT_VIDEO_maxFramerate, SPA_POD_CHOICE_RANGE_Fraction(&fastest, &slowest, &fastest)));
   const auto flags =
@@ -191,12 +173,9 @@ void CastSource::fill(pw_buffer& buffer, const Buffer& content) const {
   const spa_buffer& target = *buffer.buffer;
   spa_data& data = target.datas[0];
   const std::size_t pixels = pictureBytes() / 4;
-  if (!content.corrupted) {
-    auto* const to = static_cast<std::uint32_t*>(data.data);
-    std::fill(to, to + pixels, content.colour);
-  }
-  *data.chunk = {0, static_cast<std::uint32_t>(pixels * 4), size_.width * 4,
-                 content.corrupted ? static_cast<int>(SPA_CHUNK_FLAG_CORRUPTED) : 0};
+  auto* const to = static_cast<std::uint32_t*>(data.data);
+  std::fill(to, to + pixels, content.colour);
+  *data.chunk = {0, static_cast<std::uint32_t>(pixels * 4), size_.width * 4, 0};
   if (auto* const crop = metaOf<spa_meta_region>(target, SPA_META_VideoCrop)) {
     crop->region = regionOf(content.crop.value_or(PixelRect()));
   }
@@ -206,8 +185,7 @@ void CastSource::fill(pw_buffer& buffer, const Buffer& content) const {
     for (const auto& rect : content.damage) (entry++)->region = regionOf(rect);
   }
   if (auto* const cursor = metaOf<spa_meta_cursor>(target, SPA_META_Cursor)) {
-    *cursor = {};
-    if (content.pointer) fillPointer(*cursor, *content.pointer);
+    *cursor = {1, 0, {content.pointer.x, content.pointer.y}, {0, 0}, 0};
   }
 }
 

@@ -40,20 +40,14 @@ class PrivatePipeWire {
 /// Plays a compositor: the node of a screen cast that sends the pictures that a test wants.
 class CastSource {
  public:
-  struct Pointer {
-    PixelPoint position;
-    std::optional<PixelSize> image = std::nullopt;  ///< half transparent red; hidden when empty
-    std::uint32_t id = 1;
-  };
   struct Buffer {
-    std::uint32_t colour = 0;  ///< 0xRRGGBB
-    bool corrupted = false;
+    std::uint32_t colour = 0;            ///< 0xRRGGBB
     std::vector<PixelRect> damage = {};  ///< none: no such word
     std::optional<PixelRect> crop = std::nullopt;
-    std::optional<Pointer> pointer = std::nullopt;
+    PixelPoint pointer = {};
   };
 
-  CastSource(PixelSize size, std::uint32_t format);
+  explicit CastSource(PixelSize size);
   ~CastSource();
 
   /// Waits for the node; 0 when it does not come.
