@@ -1,30 +1,21 @@
-// A program that the tests of this room start, because one process cannot show what happens between
-// two.
+// A program that replaces its own file, as an upgrade does, opens a file and a socket that a
+// careless library would leak, ignores a signal, blocks another, and relaunches; its successor
+// tells what it finds of that.
 
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <cstring>
 #include <filesystem>
 #include <iostream>
 
-#include "platform/linux/desktop/InstanceLock.h"
 #include "platform/linux/desktop/LinuxWorkspace.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace tessaline::platform;
-
-int holdLock(const char* file) {
-  InstanceLock lock(file);
-  if (lock.acquire() != InstanceLock::Outcome::held) return 1;
-  std::cout << "held" << std::endl;
-  ::pause();
-  return 0;
-}
 
 int relaunch() {
   LinuxWorkspace workspace;
@@ -58,9 +49,7 @@ int reportSlate() {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main() {
   if (LinuxWorkspace::takeSuccession()) return reportSlate();
-  if (argc == 3 && std::strcmp(argv[1], "lock") == 0) return holdLock(argv[2]);
-  if (argc == 2 && std::strcmp(argv[1], "relaunch") == 0) return relaunch();
-  return 2;
+  return relaunch();
 }
