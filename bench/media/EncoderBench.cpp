@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "media/DesktopContent.h"
+#include "media/StreamDecoder.h"
 #include "platform/common/media/EncoderRecipes.h"
-#include "platform/media/StreamDecoder.h"
 
 namespace tessaline::bench {
 namespace {

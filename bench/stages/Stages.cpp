@@ -6,9 +6,9 @@
 #include <optional>
 #include <thread>
 
+#include "media/StreamDecoder.h"
 #include "platform/common/media/FrameComposer.h"
 #include "platform/common/media/MediaVideoCoding.h"
-#include "platform/media/StreamDecoder.h"
 #include "stages/LoopbackSocket.h"
 #include "stages/ShmGrabber.h"
 

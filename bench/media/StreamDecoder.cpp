@@ -1,4 +1,4 @@
-#include "platform/media/StreamDecoder.h"
+#include "media/StreamDecoder.h"
 
 #include <cmath>
 #include <cstring>
