@@ -11,26 +11,6 @@ using ::testing::HasSubstr;
 
 class ListenerTest : public Loopback {};
 
-TEST_F(ListenerTest, APortInUseIsNamedAndFreeAgainAtOnce) {
-  auto listener = listen();
-  const auto port = listener->port();
-  const auto listenAgain = [&] {
-    return network_->listen({.port = port, .identity = nullptr}, queues_.serial("listener"),
-                            streams_.accept());
-  };
-  const auto second = listenAgain();
-  ASSERT_FALSE(second);
-  EXPECT_EQ(second.error(), "port " + std::to_string(port) + ": address already in use");
-
-  // Connections of the old listener, alive and just closed, do not hold the port.
-  auto peer = client(*listener);
-  auto closing = client(*listener);
-  ASSERT_TRUE(streams_.waitFor(2));
-  streams_.next();
-  listener.reset();
-  EXPECT_TRUE(listenAgain());
-}
-
 TEST_F(ListenerTest, RunningOutOfDescriptorsIsSurvivedAndLoggedOnce) {
 #ifdef TESSALINE_SANITIZED
   GTEST_SKIP() << "the sanitizers open descriptors of their own, and end where there are none";
