@@ -1,8 +1,5 @@
-#include <algorithm>
-#include <atomic>
-#include <deque>
-#include <mutex>
 
+#include "platform/CapturedFrames.h"
 #include "platform/x11/X11Fixture.h"
 
 namespace tessaline::platform {
@@ -33,7 +30,6 @@ class X11CaptureTest : public X11Fixture {
     display_ = makeDisplay("iPad", kSize);
     ASSERT_TRUE(display_);
     place_ = boundsOf(display_->displayID());
-    queue_ = queues_.thread("tessaline.capture");
   }
   void TearDown() override {
     onMain([&] {
@@ -46,38 +42,14 @@ class X11CaptureTest : public X11Fixture {
 
   void start(Duration interval = {}, int depth = 5) {
     onMain([&] {
-      CaptureStream::Callbacks callbacks;
-      callbacks.onFrame = [this](CapturedFrame frame) {
-        EXPECT_TRUE(queue_->isCurrent());
-        const std::lock_guard lock(mutex_);
-        frames_.push_back(std::move(frame));
-      };
-      callbacks.onStopped = [](const std::string& why) { ADD_FAILURE() << why; };
-      callbacks.mayDeliver = [this] {
-        ++asked_;
-        return mayDeliver_.load();
-      };
       stream_ = desktop_->createCaptureStream(
           display_->displayID(),
-          {.size = kSize, .minimumFrameInterval = interval, .queueDepth = depth}, queue_,
-          std::move(callbacks));
+          {.size = kSize, .minimumFrameInterval = interval, .queueDepth = depth},
+          queues_.thread("tessaline.capture"), frames_.callbacks());
       stream_->start([](const auto& error) { EXPECT_EQ(error.value_or(""), ""); });
     });
   }
 
-  std::size_t frameCount() {
-    const std::lock_guard lock(mutex_);
-    return frames_.size();
-  }
-  /// Takes the oldest frame, waiting for it.
-  CapturedFrame nextFrame() {
-    EXPECT_TRUE(eventually([&] { return frameCount() > 0; })) << "no frame came";
-    const std::lock_guard lock(mutex_);
-    if (frames_.empty()) return {};
-    CapturedFrame frame = std::move(frames_.front());
-    frames_.pop_front();
-    return frame;
-  }
   /// Paints in coordinates of the display.
   void paintHere(PixelRect rect, std::uint32_t rgb) {
     paint({place_.x + rect.x, place_.y + rect.y, rect.width, rect.height}, rgb);
@@ -94,18 +66,14 @@ class X11CaptureTest : public X11Fixture {
 
   std::unique_ptr<VirtualDisplay> display_;
   PixelRect place_;
-  std::shared_ptr<Queue> queue_;
   std::unique_ptr<CaptureStream> stream_;
-  std::atomic<bool> mayDeliver_ = true;
-  std::atomic<int> asked_ = 0;
-  std::mutex mutex_;
-  std::deque<CapturedFrame> frames_;  // guarded by mutex_
+  test::CapturedFrames frames_;
 };
 
 TEST_F(X11CaptureTest, DeliversTheWholePictureOnceAndThenOnlyWhatChangedHere) {
   paintHere({0, 0, kSize.width, kSize.height}, kGreen);
   start();
-  const auto whole = nextFrame();
+  const auto whole = frames_.next();
   ASSERT_TRUE(whole.pixels && whole.dirtyRects);
   EXPECT_EQ(*whole.dirtyRects, (std::vector<PixelRect>{{0, 0, kSize.width, kSize.height}}));
   expectColour(*whole.pixels, 0, 0, kGreenNv12);
@@ -113,7 +81,7 @@ TEST_F(X11CaptureTest, DeliversTheWholePictureOnceAndThenOnlyWhatChangedHere) {
 
   paint({10, 10, 500, 500}, kRed);  // another display: not a frame
   paintHere({101, 51, 20, 10}, kRed);
-  const auto changed = nextFrame();
+  const auto changed = frames_.next();
   ASSERT_TRUE(changed.pixels && changed.dirtyRects);
   EXPECT_EQ(*changed.dirtyRects, (std::vector<PixelRect>{{100, 50, 22, 12}}));
   expectColour(*changed.pixels, 110, 56, kRedNv12);
@@ -122,13 +90,13 @@ TEST_F(X11CaptureTest, DeliversTheWholePictureOnceAndThenOnlyWhatChangedHere) {
 
 TEST_F(X11CaptureTest, KeepsTheIntervalAndLosesNoChange) {
   start(milliseconds(30), 100);
-  nextFrame();
+  frames_.next();
   for (int i = 0; i < 60; ++i) {
     paintHere({i * 10, 0, 10, 10}, i == 59 ? kRed : kGreen);
   }
   std::vector<CapturedFrame> all;
   do {
-    all.push_back(nextFrame());
+    all.push_back(frames_.next());
     ASSERT_TRUE(all.back().pixels);
   } while (std::abs(all.back().pixels->luma()[595] - kRedNv12.luma) > kTolerance);
   for (std::size_t i = 1; i < all.size(); ++i) {
@@ -141,23 +109,23 @@ TEST_F(X11CaptureTest, KeepsTheIntervalAndLosesNoChange) {
 TEST_F(X11CaptureTest, WaitsForTheConsumerAndForFreeBuffersAndMergesMeanwhile) {
   paintHere({0, 0, kSize.width, kSize.height}, kGreen);
   start({}, 2);
-  auto first = nextFrame();
-  mayDeliver_ = false;
-  const int before = asked_;
+  auto first = frames_.next();
+  frames_.mayDeliver = false;
+  const int before = frames_.asked;
   paintHere({0, 0, 200, 200}, kRed);
   paintHere({0, 200, 200, 200}, kRed);
-  EXPECT_TRUE(eventually([&] { return asked_ > before; }));
-  EXPECT_EQ(frameCount(), 0U);
-  mayDeliver_ = true;
+  EXPECT_TRUE(eventually([&] { return frames_.asked > before; }));
+  EXPECT_EQ(frames_.count(), 0U);
+  frames_.mayDeliver = true;
   stream_->wake();
-  auto second = nextFrame();
+  auto second = frames_.next();
   ASSERT_TRUE(second.dirtyRects);
   EXPECT_EQ(*second.dirtyRects, (std::vector<PixelRect>{{0, 0, 200, 400}}));
 
   // Both buffers are here now: nothing more until one is free, which alone is reason to go on.
   paintHere({400, 0, 100, 100}, kRed);
   first = {};
-  const auto third = nextFrame();
+  const auto third = frames_.next();
   ASSERT_TRUE(third.pixels);
   expectColour(*third.pixels, 450, 50, kRedNv12);
   expectColour(*third.pixels, 100, 300, kRedNv12);

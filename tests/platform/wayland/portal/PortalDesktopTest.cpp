@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "base/AsioQueue.h"
+#include "platform/CapturedFrames.h"
 #include "platform/linux/wayland/portal/PortalDesktop.h"
 #include "platform/wayland/portal/FakePortal.h"
 #include "platform/wayland/screencast/PrivatePipeWire.h"
@@ -268,13 +269,10 @@ TEST_F(PortalDisplays, EachLossEndsTheDisplayAndTheNextOneComes) {
   const auto lose = [&](const char* what, const std::function<void()>& loss) {
     auto display = show();
     ASSERT_TRUE(lists(1)) << what;
-    std::atomic<bool> stopped = false;
+    test::CapturedFrames frames;
     auto stream = onMain([&] {
-      return desktop_->createCaptureStream(
-          display->displayID(), {.size = kSize}, queues_.thread("tessaline.capture"),
-          {.onFrame = [](CapturedFrame) {},
-           .onStopped = [&](const std::string&) { stopped = true; },
-           .mayDeliver = [] { return true; }});
+      return desktop_->createCaptureStream(display->displayID(), {.size = kSize},
+                                           queues_.thread("tessaline.capture"), frames.callbacks());
     });
     std::atomic<bool> started = false;
     onMain([&] {
@@ -287,7 +285,7 @@ TEST_F(PortalDisplays, EachLossEndsTheDisplayAndTheNextOneComes) {
     loss();
     EXPECT_TRUE(becomes(display, State::failed)) << what;
     EXPECT_TRUE(lists(0)) << what;
-    EXPECT_TRUE(eventually([&] { return stopped.load(); })) << what;
+    EXPECT_TRUE(eventually([&] { return frames.stops().size() == 1; })) << what;
     onMain([&] {
       stream->stop();
       stream.reset();

@@ -3,13 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
-#include <cstdlib>
-#include <deque>
 #include <mutex>
 
 #include "base/AsioQueue.h"
+#include "platform/CapturedFrames.h"
 #include "platform/wayland/screencast/PrivatePipeWire.h"
 
 namespace tessaline::platform {
@@ -42,11 +40,10 @@ class ScreenCastTest : public testing::Test {
       cast_.reset();
     });
     source_.reset();
-    const std::lock_guard lock(mutex_);
     frames_.clear();
+    const std::lock_guard lock(mutex_);
     sizes_.clear();
     ended_.clear();
-    stopped_.clear();
   }
 
   void onMain(const Queue::Work& work) { queues_.main()->sync(work); }
@@ -76,18 +73,7 @@ class ScreenCastTest : public testing::Test {
 
   void startCapture(int depth = 5) {
     onMain([&] {
-      CaptureStream::Callbacks callbacks;
-      callbacks.onFrame = [this](CapturedFrame frame) {
-        EXPECT_TRUE(queue_->isCurrent());
-        const std::lock_guard lock(mutex_);
-        frames_.push_back(std::move(frame));
-      };
-      callbacks.onStopped = [this](const std::string& text) {
-        const std::lock_guard lock(mutex_);
-        stopped_.push_back(text);
-      };
-      callbacks.mayDeliver = [this] { return mayDeliver_.load(); };
-      capture_ = cast_->capture({.size = kSize, .queueDepth = depth}, queue_, std::move(callbacks));
+      capture_ = cast_->capture({.size = kSize, .queueDepth = depth}, queue_, frames_.callbacks());
       capture_->start([](const auto& error) { EXPECT_FALSE(error) << *error; });
     });
   }
@@ -96,14 +82,6 @@ class ScreenCastTest : public testing::Test {
   std::size_t countOf(const T& list) {
     const std::lock_guard lock(mutex_);
     return list.size();
-  }
-  CapturedFrame nextFrame() {
-    EXPECT_TRUE(eventually([&] { return countOf(frames_) > 0; })) << "no frame came";
-    const std::lock_guard lock(mutex_);
-    if (frames_.empty()) return {};
-    CapturedFrame frame = std::move(frames_.front());
-    frames_.pop_front();
-    return frame;
   }
   static void expectLuma(const CapturedFrame& frame, PixelPoint at, int luma) {
     ASSERT_TRUE(frame.pixels);
@@ -139,13 +117,11 @@ class ScreenCastTest : public testing::Test {
   std::unique_ptr<CastSource> source_;
   std::unique_ptr<ScreenCast> cast_;
   std::unique_ptr<CaptureStream> capture_;
-  std::atomic<bool> mayDeliver_ = true;
   int marker_ = 0;
   std::mutex mutex_;
-  std::deque<CapturedFrame> frames_;  // guarded by mutex_, as the others
-  std::vector<PixelSize> sizes_;
+  std::vector<PixelSize> sizes_;  // guarded by mutex_, as the next
   std::vector<std::string> ended_;
-  std::vector<std::string> stopped_;
+  test::CapturedFrames frames_;
 };
 
 TEST_F(ScreenCastTest, ACaptureFindsTheStandingPictureAndThenWhatChanged) {
@@ -154,14 +130,14 @@ TEST_F(ScreenCastTest, ACaptureFindsTheStandingPictureAndThenWhatChanged) {
   for (int i = 0; i < 20; ++i) ASSERT_TRUE(source_->send({.colour = kRed}));
   ASSERT_TRUE(deliver({.colour = kGreen}));
   startCapture();
-  const auto whole = nextFrame();
+  const auto whole = frames_.next();
   EXPECT_EQ(whole.dirtyRects, (std::vector<PixelRect>{kWhole}));
   expectLuma(whole, {0, 0}, kGreenLuma);
   expectLuma(whole, {321, 240}, kGreenLuma);
   EXPECT_EQ(countOf(sizes_), 1U);
 
   ASSERT_TRUE(deliver({.colour = kRed, .damage = {{101, 51, 20, 10}}}));
-  const auto changed = nextFrame();
+  const auto changed = frames_.next();
   EXPECT_EQ(changed.dirtyRects, (std::vector<PixelRect>{{100, 50, 22, 12}}));
   expectLuma(changed, {102, 52}, kRedLuma);
   expectLuma(changed, {0, 0}, kGreenLuma);
@@ -172,7 +148,7 @@ TEST_F(ScreenCastTest, ACaptureFindsTheStandingPictureAndThenWhatChanged) {
     ASSERT_TRUE(deliver({.colour = luma == kRedLuma ? kRed : kGreen, .damage = {damage}}));
     CapturedFrame frame;
     do {
-      frame = nextFrame();
+      frame = frames_.next();
       EXPECT_EQ(frame.dirtyRects, (std::vector<PixelRect>{kWhole}));
     } while (frame.pixels && std::abs(frame.pixels->luma()[0] - luma) > 2);
   }
@@ -184,20 +160,20 @@ TEST_F(ScreenCastTest, HoldsTheNewestBackUntilItIsWanted) {
   for (const bool byPool : {true, false}) {
     open();
     ASSERT_TRUE(deliver({.colour = kGreen}));
-    mayDeliver_ = true;
+    frames_.mayDeliver = true;
     startCapture(byPool ? 1 : 5);
-    auto kept = nextFrame();
-    if (!byPool) mayDeliver_ = false;
+    auto kept = frames_.next();
+    if (!byPool) frames_.mayDeliver = false;
     // More buffers than there are, so the compositor is never left without one; the pointer tells
     // that each has arrived.
     for (int i = 0; i < 10; ++i) {
       ASSERT_TRUE(deliver({.colour = i < 5 ? kGreen : kRed, .damage = {i < 5 ? corner : spot}}));
     }
-    EXPECT_EQ(countOf(frames_), 0U);
-    mayDeliver_ = true;
+    EXPECT_EQ(frames_.count(), 0U);
+    frames_.mayDeliver = true;
     kept = {};
     capture_->wake();
-    const auto merged = nextFrame();
+    const auto merged = frames_.next();
     EXPECT_THAT(merged.dirtyRects.value_or(std::vector<PixelRect>()),
                 testing::UnorderedElementsAre(corner, spot));
     expectLuma(merged, {1, 1}, kRedLuma);
@@ -211,27 +187,27 @@ TEST_F(ScreenCastTest, DamageThatGotLostIsMadeUpFor) {
   open();
   ASSERT_TRUE(deliver({.colour = kGreen}));
   startCapture();
-  nextFrame();
+  frames_.next();
   ASSERT_TRUE(deliver({.colour = kRed, .damage = {{0, 0, 2, 2}}}));
-  expectLuma(nextFrame(), {10, 10}, kGreenLuma);
-  const auto whole = nextFrame();
+  expectLuma(frames_.next(), {10, 10}, kGreenLuma);
+  const auto whole = frames_.next();
   EXPECT_EQ(whole.dirtyRects, (std::vector<PixelRect>{kWhole}));
   expectLuma(whole, {10, 10}, kRedLuma);
 
   // A picture that repeats is no frame.
   ASSERT_TRUE(deliver({.colour = kRed}));
   ASSERT_TRUE(deliver({.colour = kGreen}));
-  expectLuma(nextFrame(), {10, 10}, kGreenLuma);
+  expectLuma(frames_.next(), {10, 10}, kGreenLuma);
 }
 
 TEST_F(ScreenCastTest, ACropOfAnotherSizeEndsTheCaptureAndIsTold) {
   open();
   ASSERT_TRUE(deliver({.colour = kGreen}));
   startCapture();
-  nextFrame();
+  frames_.next();
   ASSERT_TRUE(sendUntil({.colour = kGreen, .crop = PixelRect{10, 10, 100, 100}},
-                        [&] { return countOf(stopped_) == 1; }));
-  EXPECT_EQ(stopped_.front(), "the display has changed its size");
+                        [&] { return frames_.stops().size() == 1; }));
+  EXPECT_EQ(frames_.stops().front(), "the display has changed its size");
   EXPECT_TRUE(eventually([&] { return countOf(sizes_) == 2; }));
   EXPECT_EQ(sizes_.back(), (PixelSize{100, 100}));
   EXPECT_EQ(countOf(ended_), 0U);
@@ -243,11 +219,11 @@ TEST_F(ScreenCastTest, EveryEndIsToldOnce) {
     open();
     ASSERT_TRUE(deliver({.colour = kGreen}));
     startCapture();
-    nextFrame();
+    frames_.next();
     way();
-    ASSERT_TRUE(eventually([&] { return countOf(ended_) > 0 && countOf(stopped_) > 0; }));
+    ASSERT_TRUE(eventually([&] { return countOf(ended_) > 0 && frames_.stops().size() > 0; }));
     EXPECT_EQ(ended_.size(), 1U);
-    EXPECT_EQ(stopped_, ended_);
+    EXPECT_EQ(frames_.stops(), ended_);
     close();
   }
 }
