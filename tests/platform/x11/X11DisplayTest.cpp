@@ -24,7 +24,7 @@ class X11DisplayTest : public X11Fixture {
 
   /// Another process that makes a display and is then killed while it has it.
   void crashWithDisplay(const std::string& name) {
-    test::Program run({TESSALINE_CRASHING_RUN, server_->display(), name});
+    test::Program run({CRASHING_RUN, server_->display(), name});
     EXPECT_TRUE(run.waitFor("made")) << run.output();
     run.signal(SIGKILL);
     run.wait();

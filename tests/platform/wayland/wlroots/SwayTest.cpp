@@ -142,11 +142,11 @@ TEST_F(Sway, DisplaysGoWithTheApplicationAndWithARunThatCrashed) {
   auto kept = makeDisplay({1000, 600});
   ASSERT_FALSE(comes(kept).empty());
   {
-    test::Program run({WLROOTS_CRASHING_RUN});
+    test::Program run({CRASHING_RUN});
     ASSERT_TRUE(run.waitFor("made"));
     EXPECT_EQ(activeOutputs(), 3);
   }
-  test::Program next({WLROOTS_CRASHING_RUN});
+  test::Program next({CRASHING_RUN});
   ASSERT_TRUE(next.waitFor("made"));
   // The crashed one's is gone; those of two living runs are not.
   EXPECT_TRUE(eventually([] { return activeOutputs() == 3; }));
