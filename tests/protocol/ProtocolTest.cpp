@@ -1,29 +1,13 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
 
 #include "protocol/Cursor.h"
-#include "protocol/Framing.h"
 #include "protocol/Hello.h"
-#include "protocol/ParameterSets.h"
 
 namespace tessaline {
 namespace {
-
-TEST(Framing, ReadersRefuseWhatTheyCannotHold) {
-  const auto accepted = [](std::uint32_t length, std::uint32_t limit) {
-    return framing::acceptedLength(ByteWriter().u32(length).take(), limit);
-  };
-  EXPECT_FALSE(accepted(0, framing::kMainReaderLimit));
-  EXPECT_EQ(accepted(1, framing::kMainReaderLimit), 1U);
-  EXPECT_EQ(accepted(1'048'575, framing::kMainReaderLimit), 1'048'575U);
-  EXPECT_FALSE(accepted(1'048'576, framing::kMainReaderLimit));
-  EXPECT_EQ(accepted(1'048'576, framing::kScreenReaderLimit), 1'048'576U);
-  EXPECT_FALSE(accepted(67'108'864, framing::kScreenReaderLimit));
-  EXPECT_FALSE(framing::acceptedLength(Bytes{0, 0, 1}, framing::kScreenReaderLimit));
-}
 
 TEST(HelloPayload, ReadsOlderAndBrokenForms) {
   const Bytes sizes{7, 128, 4, 56, 1, 220, 1, 12};  // 1920 × 1080 pixels, 476 × 268 mm
@@ -55,22 +39,6 @@ TEST(HelloPayload, ReadsOlderAndBrokenForms) {
   }
 }
 
-TEST(ParameterSets, AreReadOnlyWhenTheirLengthsHold) {
-  const Bytes sequence(10, 0x67);
-  const Bytes picture(4, 0x68);
-  const Bytes payload = ParameterSetPair::encoded(sequence, picture);
-  ASSERT_EQ(payload.size(), 18U);
-  EXPECT_EQ(payload[1], 10);
-  EXPECT_EQ(payload[13], 4);
-  const auto read = ParameterSetPair::decoded(payload);
-  ASSERT_TRUE(read);
-  EXPECT_EQ(read->sequence, sequence);
-  EXPECT_EQ(read->picture, picture);
-  for (std::size_t size = 0; size < payload.size(); ++size) {
-    EXPECT_FALSE(ParameterSetPair::decoded(ByteView(payload).first(size))) << size;
-  }
-}
-
 TEST(CursorPosition, IsNormalizedToItsDisplayAndClamped) {
   const PixelRect bounds{1000, 100, 800, 600};
   const struct {
@@ -89,17 +57,6 @@ TEST(CursorPosition, IsNormalizedToItsDisplayAndClamped) {
   for (const auto& [x, y, expected] : cases) {
     EXPECT_EQ(CursorPosition::on(bounds, x, y), expected) << x << ", " << y;
   }
-}
-
-TEST(CursorDatagram, IsEightBytesAndNothingElse) {
-  const Bytes datagram = {6, 0x12, 0x34, 0x56, 0x78, 0x9A, 0xBC, 1};
-  const auto read = CursorUpdate::decoded(datagram);
-  ASSERT_TRUE(read);
-  EXPECT_TRUE(std::ranges::equal(read->datagram(), datagram));
-  for (std::size_t size = 0; size < datagram.size(); ++size) {
-    EXPECT_FALSE(CursorUpdate::decoded(ByteView(datagram).first(size))) << size;
-  }
-  EXPECT_FALSE(CursorUpdate::decoded(Bytes{7, 0, 0, 0, 0, 0, 0, 1}));
 }
 
 }  // namespace

@@ -14,7 +14,6 @@ class RecordingCommands final : public platform::SystemCommands {
  public:
   bool exists = true;  // the radio link
   bool up = true;
-  bool agrees = true;  // whoever is asked for the password
   std::string user = "ana";
   std::set<std::string> files;
   std::vector<std::string> ran;
@@ -32,7 +31,7 @@ class RecordingCommands final : public platform::SystemCommands {
   }
   bool runScript(const std::string& source) override {
     record(source, up && source.find("ifconfig awdl0 down\" with") == std::string::npos);
-    return agrees;
+    return true;
   }
   [[nodiscard]] std::vector<std::string> take() { return std::exchange(ran, {}); }
 

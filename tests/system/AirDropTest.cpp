@@ -18,32 +18,21 @@ constexpr auto kUp = "/usr/bin/sudo [-n] [/sbin/ifconfig] [awdl0] [up]";
 constexpr auto kDown = "/usr/bin/sudo [-n] [/sbin/ifconfig] [awdl0] [down]";
 constexpr auto kInstall =
     R"(do shell script "t=$(/usr/bin/mktemp /private/var/root/tessaline.XXXXXX) && printf '%s\\n' )"
-    R"('ana ALL=(root) NOPASSWD: /sbin/ifconfig awdl0 down, /sbin/ifconfig awdl0 up' > \"$t\" && )"
+    R"('an.a-_9 ALL=(root) NOPASSWD: /sbin/ifconfig awdl0 down, /sbin/ifconfig awdl0 up' > \"$t\" && )"
     R"(/usr/sbin/visudo -cf \"$t\" && /usr/bin/install -m 0440 -o root -g wheel \"$t\" )"
     R"(/etc/sudoers.d/tessaline; rm -f \"$t\"" with administrator privileges)";
 
 TEST(AirDropTest, InstallsTheRuleOnlyForNamesThatCannotDoHarm) {
   test::RecordingCommands commands;
   const AirDrop airDrop(commands);
+  commands.user = "an.a-_9";
   EXPECT_TRUE(airDrop.installHelper());
   EXPECT_THAT(commands.take(), ElementsAre(kInstall));
-  commands.agrees = false;
-  EXPECT_FALSE(airDrop.installHelper());
-  EXPECT_EQ(commands.take().size(), 1U);
-  commands.agrees = true;
   for (const auto* name : {"", "an a", "an'a", "an\"a", "a;b", "a\n", "zoë", "a/b", "a$b"}) {
     commands.user = name;
     EXPECT_FALSE(airDrop.installHelper()) << name;
   }
   EXPECT_THAT(commands.ran, IsEmpty());
-  for (const auto* name : {"a.b", "a-b", "a_b", "Z9"}) {
-    commands.user = name;
-    EXPECT_TRUE(airDrop.installHelper()) << name;
-  }
-  commands.ran.clear();
-  airDrop.uninstallHelper();
-  EXPECT_THAT(commands.ran, ElementsAre("do shell script \"rm -f /etc/sudoers.d/tessaline\" with "
-                                        "administrator privileges"));
 }
 
 class AirDropPauseTest : public testing::Test {
@@ -86,22 +75,6 @@ TEST_F(AirDropPauseTest, PausesOnlyWhileThingsMove) {
   EXPECT_THAT(after(0s), ElementsAre(kUp));
   commands_->up = true;
   EXPECT_THAT(after(10s), IsEmpty()) << "the guard has ended";
-}
-
-TEST_F(AirDropPauseTest, WithoutTheLinkNothingEverRuns) {
-  commands_->exists = false;
-  EXPECT_FALSE(pause_.available());
-  EXPECT_FALSE(pause_.activityReporter());
-  pause_.setCut(true);
-  pause_.setSmart(false);
-  pause_.connecting();
-  pause_.setSessions(true);
-  queues_.advance(10s);
-  pause_.lastSessionEnded();
-  bool released = false;
-  pause_.release([&] { released = true; });
-  EXPECT_TRUE(released);
-  EXPECT_THAT(after(10s), IsEmpty());
 }
 
 }  // namespace
