@@ -6,7 +6,6 @@
 #include "protocol/Framing.h"
 #include "protocol/Proto.h"
 #include "support/BrowserNetwork.h"
-#include "support/FakeCaptureAccess.h"
 #include "support/FakeDiscovery.h"
 #include "support/RecordingCommands.h"
 #include "support/TemporaryFolder.h"

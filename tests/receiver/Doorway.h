@@ -19,13 +19,12 @@ class Doorway final : public FakeNetwork {
   bool taken = false;  // the port, by another program
   Accept<platform::Connection> accept;
 
-  Result<std::unique_ptr<platform::Listener>> listen(
-      const platform::ListenerParameters&, std::shared_ptr<Queue> queue,
-      Accept<platform::Connection> handler) override {
+  Made listen(const platform::ListenerParameters&, std::shared_ptr<Queue> queue,
+              Accept<platform::Connection> handler) override {
     if (taken) return Failure{"in use"};
     home = std::move(queue);
     accept = std::move(handler);
-    return std::unique_ptr<platform::Listener>(std::make_unique<Open>());
+    return Made(std::make_unique<Open>());
   }
 
   /// Another computer connects.

@@ -1,73 +1,45 @@
 #pragma once
 
 #include <atomic>
-#include <functional>
 #include <memory>
-#include <string>
 #include <utility>
 
-#include "platform/Network.h"
 #include "platform/common/net/AsioNetwork.h"
+#include "support/FakePlatform.h"
 
 namespace tessaline::test {
 
-/// The real network, but on free ports: those of the protocol may be in use. No name service is
-/// asked.
-class FreePorts final : public platform::Network {
+/// Real listeners, but on free ports: those of the protocol may be in use. Nobody is connected to,
+/// and no name service is asked.
+class FreePorts final : public FakeNetwork {
  public:
   std::atomic<std::uint16_t> streamPort = 0;
   std::atomic<std::uint16_t> datagramPort = 0;
   std::atomic<std::uint16_t> webSocketPort = 0;
 
-  std::shared_ptr<platform::Connection> connect(const platform::Endpoint& endpoint,
-                                                std::shared_ptr<Queue> queue) override {
-    return real_->connect(endpoint, std::move(queue));
+  Made listen(const platform::ListenerParameters& parameters, std::shared_ptr<Queue> queue,
+              Accept<platform::Connection> accept) override {
+    return told(streamPort, real_->listen(free(parameters), std::move(queue), std::move(accept)));
   }
-  std::shared_ptr<platform::Connection> connect(const platform::ServiceEndpoint& service,
-                                                std::shared_ptr<Queue> queue) override {
-    return real_->connect(service, std::move(queue));
+  Made listenWebSocket(const platform::ListenerParameters& parameters, std::shared_ptr<Queue> queue,
+                       QueueMaker maker, Accept<platform::WebSocketConnection> accept) override {
+    return told(webSocketPort, real_->listenWebSocket(free(parameters), std::move(queue),
+                                                      std::move(maker), std::move(accept)));
   }
-  Result<std::unique_ptr<platform::Listener>> listen(const platform::ListenerParameters& parameters,
-                                                     std::shared_ptr<Queue> queue,
-                                                     Accept<platform::Connection> accept) override {
-    auto free = parameters;
-    free.port = 0;
-    auto made = real_->listen(free, std::move(queue), std::move(accept));
-    if (made) streamPort = (*made)->port();
-    return made;
-  }
-  Result<std::unique_ptr<platform::Listener>> listenWebSocket(
-      const platform::ListenerParameters& parameters, std::shared_ptr<Queue> queue,
-      QueueMaker maker, Accept<platform::WebSocketConnection> accept) override {
-    auto free = parameters;
-    free.port = 0;
-    auto made = real_->listenWebSocket(free, std::move(queue), std::move(maker), std::move(accept));
-    if (made) webSocketPort = (*made)->port();
-    return made;
-  }
-  std::unique_ptr<platform::DatagramConnection> openDatagram(
-      const platform::Endpoint& endpoint, std::shared_ptr<Queue> queue) override {
-    return real_->openDatagram(endpoint, std::move(queue));
-  }
-  Result<std::unique_ptr<platform::Listener>> listenDatagrams(std::uint16_t,
-                                                              std::shared_ptr<Queue> queue,
-                                                              DatagramHandler handler) override {
-    auto made = real_->listenDatagrams(0, std::move(queue), std::move(handler));
-    if (made) datagramPort = (*made)->port();
-    return made;
-  }
-  std::unique_ptr<platform::ReachabilityProbe> probe(
-      const platform::ServiceEndpoint& service, std::shared_ptr<Queue> queue,
-      std::function<void(platform::Reachability)> done) override {
-    return real_->probe(service, std::move(queue), std::move(done));
-  }
-  std::optional<std::string> localIPv4Address() override { return "192.0.2.7"; }
-  void reverseName(const std::string&, Duration, std::shared_ptr<Queue> queue,
-                   std::function<void(std::optional<std::string>)> done) override {
-    queue->async([done = std::move(done)] { done(std::nullopt); });
+  Made listenDatagrams(std::uint16_t, std::shared_ptr<Queue> queue,
+                       DatagramHandler handler) override {
+    return told(datagramPort, real_->listenDatagrams(0, std::move(queue), std::move(handler)));
   }
 
  private:
+  static platform::ListenerParameters free(platform::ListenerParameters parameters) {
+    parameters.port = 0;
+    return parameters;
+  }
+  static Made told(std::atomic<std::uint16_t>& port, Made made) {
+    if (made) port = (*made)->port();
+    return made;
+  }
   const std::unique_ptr<platform::Network> real_ = platform::createNetwork(nullptr);
 };
 

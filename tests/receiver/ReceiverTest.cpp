@@ -49,7 +49,6 @@ class ReceiverOnSockets : public testing::Test {
         std::make_unique<Receiver>(Receiver::Services{queues_, network_, discovery_, *decoding_},
                                    Receiver::Identity{"Café “2”", "id-1"});
     receiver_->screenMetrics = [] { return ScreenMetrics{{2560, 1600}, {300, 190}, 2}; };
-    receiver_->onConnect = [this](const std::string& peer) { add("connect " + peer); };
     receiver_->onDisconnect = [this] { add("disconnect"); };
     receiver_->onVideoSize = [this](PixelSize size) { add("size", size); };
     receiver_->onSample = [this](platform::VideoSample sample) {
@@ -135,45 +134,6 @@ class ReceiverOnSockets : public testing::Test {
   std::vector<platform::VideoSample> held_;
 };
 
-TEST_F(ReceiverOnSockets, IntroducesItselfAndHandsOnWhatArrives) {
-  ASSERT_EQ(discovery_.advertised.size(), 1U);
-  EXPECT_EQ(discovery_.advertised.front()->name, "Café “2”");
-  EXPECT_EQ(discovery_.advertised.front()->port, network_.streamPort);
-
-  test::FakeMain main(network_.streamPort);
-  const Bytes hello = main.read();
-  EXPECT_EQ(hello, (Bytes{Proto::hello, 10, 0, 6, 64, 1, 44, 0, 190, 2, 4, 'i', 'd', '-', '1'}));
-  EXPECT_EQ(times("connect 127.0.0.1", 1), 1);
-  main.sendRaw(Bytes{0, 0, 0, 5, Proto::probe, 1, 2, 3, 4});
-  EXPECT_EQ(main.read(), (Bytes{Proto::probeAck, 1, 2, 3, 4}));
-
-  // A second key frame repeats its parameter sets, which is no news; a picture that refers to it
-  // comes out at once too.
-  test::FrameCoder coder(*coding_, kSize);
-  int sent = 0;
-  for (const auto& [colour, key] :
-       {std::pair{kColour, true}, {kColour, true}, {0x806020U, false}}) {
-    main.send(coder.code(plain(colour), key));
-    ++sent;
-    ASSERT_TRUE(wait([&] { return pictures_ == sent; }));
-    EXPECT_EQ(picture_->size, kSize);
-    EXPECT_LE(distance(shown(), colour), 4) << std::hex << shown();
-  }
-
-  platform::PointerImage image;
-  image.width = 24;
-  image.height = 12;
-  image.rgba.assign(24 * 12 * 4, 200);
-  main.send(Proto::cursorShape, CursorShape{1.5, 2, 24, 12}.encoded(coding_->encodePng(image)));
-  EXPECT_EQ(times("shape 1.500000 24x12", 1), 1);
-  EXPECT_EQ(times("size 320x240", 1), 1);
-
-  main.send(Proto::bye);
-  EXPECT_TRUE(main.read().empty());
-  EXPECT_EQ(times("disconnect", 1), 1);
-  EXPECT_TRUE(wait([&] { return !picture_; })) << "black again";
-}
-
 TEST_F(ReceiverOnSockets, TakesPointerDatagramsInTheirOrder) {
   const auto move = [&](std::uint16_t sequence, std::uint16_t x, bool visible = true) {
     test::FakeMain::sendDatagram(network_.datagramPort,
@@ -186,20 +146,19 @@ TEST_F(ReceiverOnSockets, TakesPointerDatagramsInTheirOrder) {
   move(7, 2);
   test::FakeMain::sendDatagram(network_.datagramPort, Bytes{Proto::cursorPos, 0, 9, 0, 3, 0, 9});
   test::FakeMain::sendDatagram(network_.datagramPort, Bytes{Proto::frame, 0, 9, 0, 3, 0, 9, 1});
-  move(32000, 200, false);
-  EXPECT_EQ(times("hidden 200", 1), 1);
-  move(64000, 300);
-  EXPECT_EQ(times("at 300", 1), 1);
-  move(65534, 400);
-  EXPECT_EQ(times("at 400", 1), 1);
-  move(3, 500);
-  EXPECT_EQ(times("at 500", 1), 1) << "the number wraps around";
-  move(30000, 11);
-  move(60000, 12);
-  move(0, 0);
-  EXPECT_EQ(times("at 0", 1), 1);
-  move(40000, 600);
-  EXPECT_EQ(times("at 600", 1), 1) << "after 0 any number is good";
+  const struct {
+    std::uint16_t sequence, x;
+    bool visible;
+    const char* seen;
+  } later[] = {
+      {32000, 200, false, "hidden 200"}, {64000, 300, true, "at 300"}, {65534, 400, true, "at 400"},
+      {3, 500, true, "at 500"},  // the number wraps around
+      {30000, 11, true, "at 11"},        {60000, 12, true, "at 12"},   {0, 0, true, "at 0"},
+      {40000, 600, true, "at 600"}};  // after 0 any number is good
+  for (const auto& [sequence, x, visible, seen] : later) {
+    move(sequence, x, visible);
+    EXPECT_EQ(times(seen, 1), 1);
+  }
   for (const auto* stale : {"at 1", "at 2", "at 3"}) EXPECT_EQ(times(stale, 0), 0) << stale;
 }
 

@@ -37,49 +37,38 @@ class CursorStreamerTest : public testing::Test {
 };
 
 TEST_F(CursorStreamerTest, SendsMovesAtOnceAndRepeatsAStillPointerNowAndThen) {
-  pointer_->where = {{1400, 300}};
-  start();
-  EXPECT_EQ(link_->payloads(Proto::cursorPos), (std::vector<Bytes>{{0, 1, 0x80, 0, 0x80, 0, 1}}));
-  queues_.advance(2400ms);
-  EXPECT_EQ(link_->count(Proto::cursorPos), 1U + 10U);
-  EXPECT_EQ(moves_, 0);
-
-  link_->sent.clear();
-  pointer_->where = {{1401, 300}};
-  queues_.advance(8ms);
-  pointer_->where = {{10, 300}};  // off the display: hidden, and no move
-  queues_.advance(8ms);
-  ASSERT_EQ(link_->count(Proto::cursorPos), 2U);
-  EXPECT_EQ(link_->payloads(Proto::cursorPos)[1].back(), 0);
-  EXPECT_EQ(moves_, 1);
-
-  streamer_->stop();
-  link_->sent.clear();
-  pointer_->where = {{1500, 300}};
-  queues_.advance(1s);
-  EXPECT_TRUE(link_->sent.empty());
-}
-
-TEST_F(CursorStreamerTest, RestsWhileThePointerIsStillAndWakesWhenItIsToldOfAMove) {
-  pointer_->tells = true;
-  pointer_->where = {{1400, 300}};
-  start();
-  queues_.advance(2s);
-  link_->sent.clear();
-  pointer_->asked = 0;
-  queues_.advance(2400ms);
-  EXPECT_EQ(link_->count(Proto::cursorPos), 10U);
-  EXPECT_LE(pointer_->asked, 10);
-
-  for (const double x : {1401, 1402, 1403}) {
+  for (const bool tells : {false, true}) {
+    pointer_->tells = tells;
+    pointer_->where = {{1400, 300}};
+    start();
+    EXPECT_EQ(link_->payloads(Proto::cursorPos).at(0), (Bytes{0, 1, 0x80, 0, 0x80, 0, 1}));
+    queues_.advance(2s);
     link_->sent.clear();
-    pointer_->where = {{x, 300}};
-    pointer_->moved();
-    queues_.advance(8ms);
-    EXPECT_EQ(link_->count(Proto::cursorPos), 1U) << x;
+    pointer_->asked = 0;
+    queues_.advance(2400ms);
+    EXPECT_EQ(link_->count(Proto::cursorPos), 10U);
+    EXPECT_TRUE(!tells || pointer_->asked <= 10) << "it rests while the pointer does";
+    EXPECT_EQ(moves_, 0);
+
+    const auto moveTo = [&](double x) {
+      link_->sent.clear();
+      pointer_->where = {{x, 300}};
+      if (tells) pointer_->moved();
+      queues_.advance(8ms);
+      return link_->payloads(Proto::cursorPos);
+    };
+    for (const double x : {1401, 1402, 1403}) EXPECT_EQ(moveTo(x).size(), 1U) << x;
+    EXPECT_EQ(std::exchange(moves_, 0), 3);
+    EXPECT_EQ(moveTo(10).at(0).back(), 0) << "off the display: hidden";
+    EXPECT_EQ(moves_, 0);
+
+    streamer_->stop();
+    EXPECT_FALSE(pointer_->moved);
+    link_->sent.clear();
+    pointer_->where = {{1500, 300}};
+    queues_.advance(1s);
+    EXPECT_TRUE(link_->sent.empty());
   }
-  streamer_->stop();
-  EXPECT_FALSE(pointer_->moved);
 }
 
 TEST_F(CursorStreamerTest, SendsAnImageOnceAndAgainUntilTheLinkTakesIt) {

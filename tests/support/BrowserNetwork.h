@@ -19,13 +19,12 @@ class BrowserNetwork final : public FakeNetwork {
   QueueMaker queues;
   std::shared_ptr<Queue> listenerQueue;
 
-  Result<std::unique_ptr<platform::Listener>> listenWebSocket(
-      const platform::ListenerParameters&, std::shared_ptr<Queue> queue, QueueMaker maker,
-      Accept<platform::WebSocketConnection> deliver) override {
+  Made listenWebSocket(const platform::ListenerParameters&, std::shared_ptr<Queue> queue,
+                       QueueMaker maker, Accept<platform::WebSocketConnection> deliver) override {
     accept = std::move(deliver);
     queues = std::move(maker);
     listenerQueue = std::move(queue);
-    return std::unique_ptr<platform::Listener>(std::make_unique<Port>());
+    return Made(std::make_unique<Port>());
   }
 
   /// A browser that has connected.

@@ -15,24 +15,19 @@ class FakeLink final : public ScreenLink {
     Bytes payload;
   };
 
-  bool denied = false;
   bool accepting = true;  // false: every send is dropped
   std::size_t unsent = 0;
-  bool goodbye = false;
   bool closed = false;
   std::vector<Message> sent;
 
-  bool localNetworkDenied() const override { return denied; }
+  bool localNetworkDenied() const override { return false; }
   std::optional<std::string> remoteHost() const override { return "192.0.2.7"; }
   bool sendsPointerInline() const override { return true; }
   void start() override {}
   void stop() override {
     if (!std::exchange(closed, true) && onClose) onClose();
   }
-  void sayGoodbye() override {
-    goodbye = true;
-    stop();
-  }
+  void sayGoodbye() override { stop(); }
   using ScreenLink::send;
   bool send(std::uint8_t type, SharedBytes payload) override {
     if (closed || !accepting) return false;

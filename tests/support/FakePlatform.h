@@ -12,7 +12,6 @@
 #include "platform/Network.h"
 #include "platform/VideoCoding.h"
 #include "platform/Workspace.h"
-#include "support/FakeCaptureAccess.h"
 
 namespace tessaline::test {
 
@@ -99,8 +98,7 @@ class FakeWorkspace final : public platform::Workspace {
 
   std::vector<std::string> opened;
   bool atLogin = false;
-  int activities = 0;  // that last now
-  int begun = 0;
+  int activities = 0;                 // that last now
   platform::ActivityOptions options;  // of the last one begun
 
   bool open(const std::string& url) override {
@@ -114,12 +112,28 @@ class FakeWorkspace final : public platform::Workspace {
   std::unique_ptr<platform::Activity> beginActivity(platform::ActivityOptions wanted,
                                                     const std::string&) override {
     options = wanted;
-    ++begun;
     ++activities;
     auto made = std::make_unique<Running>();
     made->workspace = this;
     return made;
   }
+};
+
+/// A system whose rule about capturing the screen the test sets.
+class FakeCaptureAccess final : public platform::ScreenCaptureAccess {
+ public:
+  struct Attempt final : Trial {
+    explicit Attempt(int& count) : trials(count) { ++trials; }
+    ~Attempt() override { --trials; }
+    int& trials;
+  };
+  bool allowed = true;
+  int trials = 0;  // that last now
+
+  bool granted() override { return allowed; }
+  void request() override {}
+  std::unique_ptr<Trial> tryCapture() override { return std::make_unique<Attempt>(trials); }
+  void revealApplication() override {}
 };
 
 /// A desktop whose displays and captures do what the test says.
@@ -169,7 +183,6 @@ class FakeDesktop final : public platform::DesktopEnvironment {
   FakeInputEvents input;
   FakeAccessibility elements;
   FakeCaptureAccess access;
-  std::optional<platform::HotKey> hotKey;
   std::function<void()> hotKeyAction;  // empty while no hot key is registered
 
   std::string kind() const override { return "fake"; }
@@ -211,8 +224,7 @@ class FakeDesktop final : public platform::DesktopEnvironment {
   platform::Accessibility& accessibility() override { return elements; }
   platform::ScreenCaptureAccess& captureAccess() override { return access; }
   std::unique_ptr<platform::HotKeyRegistration> registerHotKey(
-      const platform::HotKey& wanted, std::function<void()> action) override {
-    hotKey = wanted;
+      const platform::HotKey&, std::function<void()> action) override {
     hotKeyAction = std::move(action);
     auto made = std::make_unique<Registration>();
     made->desktop = this;
@@ -271,6 +283,8 @@ class FakeCoding final : public platform::VideoCoding {
 /// A network without wires: it hands out what the test prepared.
 class FakeNetwork : public platform::Network {
  public:
+  using Made = Result<std::unique_ptr<platform::Listener>>;
+
   struct DatagramPort final : platform::Listener {
     FakeNetwork* network = nullptr;
     std::uint16_t number = 0;
@@ -301,28 +315,25 @@ class FakeNetwork : public platform::Network {
     connectedTo.push_back(service);
     return nextConnection;
   }
-  Result<std::unique_ptr<platform::Listener>> listen(const platform::ListenerParameters&,
-                                                     std::shared_ptr<Queue>,
-                                                     Accept<platform::Connection>) override {
+  Made listen(const platform::ListenerParameters&, std::shared_ptr<Queue>,
+              Accept<platform::Connection>) override {
     return Failure{"no wires"};
   }
-  Result<std::unique_ptr<platform::Listener>> listenWebSocket(
-      const platform::ListenerParameters&, std::shared_ptr<Queue>, QueueMaker,
-      Accept<platform::WebSocketConnection>) override {
+  Made listenWebSocket(const platform::ListenerParameters&, std::shared_ptr<Queue>, QueueMaker,
+                       Accept<platform::WebSocketConnection>) override {
     return Failure{"no wires"};
   }
   std::unique_ptr<platform::DatagramConnection> openDatagram(const platform::Endpoint&,
                                                              std::shared_ptr<Queue>) override {
     return nullptr;
   }
-  Result<std::unique_ptr<platform::Listener>> listenDatagrams(std::uint16_t port,
-                                                              std::shared_ptr<Queue>,
-                                                              DatagramHandler handler) override {
+  Made listenDatagrams(std::uint16_t port, std::shared_ptr<Queue>,
+                       DatagramHandler handler) override {
     datagramHandler = std::move(handler);
     auto made = std::make_unique<DatagramPort>();
     made->network = this;
     made->number = port;
-    return std::unique_ptr<platform::Listener>(std::move(made));
+    return Made(std::move(made));
   }
   std::unique_ptr<platform::ReachabilityProbe> probe(
       const platform::ServiceEndpoint& service, std::shared_ptr<Queue>,

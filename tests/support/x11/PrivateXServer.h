@@ -1,11 +1,10 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <memory>
 #include <string>
 
 #include "base/Geometry.h"
+#include "support/Program.h"
 #include "support/TemporaryFolder.h"
 
 namespace tessaline::test {
@@ -18,7 +17,7 @@ class PrivateXServer {
   /// Nothing when Xorg or its dummy driver is not installed or does not start; `problem` says why.
   static std::unique_ptr<PrivateXServer> start(std::string& problem,
                                                PixelSize firstDisplay = {1280, 800});
-  ~PrivateXServer();
+  ~PrivateXServer() { kill(); }
   PrivateXServer(const PrivateXServer&) = delete;
   PrivateXServer& operator=(const PrivateXServer&) = delete;
 
@@ -32,7 +31,7 @@ class PrivateXServer {
 
   TemporaryFolder folder_;
   std::string display_;
-  pid_t process_ = -1;
+  std::unique_ptr<Program> program_;
 };
 
 }  // namespace tessaline::test
