@@ -136,7 +136,6 @@ export class FakeComputer {
   #connections = new Inbox();
   #servers = [];
   version = version;
-  versionRequests = 0;
 
   constructor(address) {
     this.address = address;
@@ -150,7 +149,6 @@ export class FakeComputer {
     const page = assemblePage();
     const http = createServer((request, response) => {
       const asked = request.url.startsWith('/version');
-      if (asked) this.versionRequests++;
       response.setHeader('Cache-Control', 'no-store');
       response.setHeader('Content-Type', asked ? 'text/plain' : 'text/html; charset=utf-8');
       response.end(asked ? this.version : page.replaceAll('__VERSION__', this.version));

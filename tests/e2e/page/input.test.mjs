@@ -21,24 +21,13 @@ async function png(page, width, height) {
   return Buffer.from(base64, 'base64');
 }
 
-async function pointerBox(page, connection) {
+async function pointerBecomes(page, connection, wanted) {
   await connection.drain();
-  return page.evaluate(() => {
-    const { x, y, width, height } = document.getElementById('p').getBoundingClientRect();
-    return width === 0 ? null : { x, y, width, height };
-  });
-}
-
-async function pointerLoaded(page, width) {
-  await page.waitForFunction((wanted) => document.getElementById('p').naturalWidth === wanted,
-    width, { polling: 20 });
-}
-
-function assertBox(actual, expected) {
-  assert.ok(actual, 'the pointer is shown');
-  for (const [name, value] of Object.entries(expected)) {
-    assert.ok(Math.abs(actual[name] - value) < 0.1, `${name}: ${actual[name]}, not ${value}`);
-  }
+  await page.waitForFunction((box) => {
+    const shown = document.getElementById('p').getBoundingClientRect();
+    if (!box) return shown.width === 0;
+    return Object.entries(box).every(([name, value]) => Math.abs(shown[name] - value) < 0.1);
+  }, wanted, { polling: 20 });
 }
 
 // Counts the addresses of images that the page has made and not given back.
@@ -61,28 +50,24 @@ test('draws the pointer where the computer has it', options, async () => {
     const connection = await start(page, computer);
     const shape = { hotX: 3.5, hotY: 0.25, width: 8.5, height: 9, png: await png(page, 17, 18) };
     for (let i = 0; i < 50; i++) connection.send(type.cursorShape, cursorShape(shape));
-    await pointerLoaded(page, 17);
+    await page.waitForFunction(() => document.getElementById('p').naturalWidth === 17, null,
+      { polling: 20 });
     assert.equal(await page.evaluate(() => globalThis.addresses.size), 1);
     connection.send(type.cursorPos, cursorAt(0.5, 0.5));
-    assert.equal(await pointerBox(page, connection), null, 'nothing to point at yet');
+    await pointerBecomes(page, connection, null);
     await show(page, connection, clip('portrait'));
-    assert.equal(await pointerBox(page, connection), null, 'that position is not remembered');
 
     // In 16ths of a pixel, on a picture with bars at the sides.
     connection.send(type.cursorPos, cursorAt(0, 1));
     const scale = 600 / 640;
-    assertBox(await pointerBox(page, connection), {
+    await pointerBecomes(page, connection, {
       x: (800 - 400 * scale) / 2 - 3.5 * scale, y: 600 - 0.25 * scale,
       width: 8.5 * scale, height: 9 * scale,
     });
     await page.setViewportSize({ width: 400, height: 320 });
-    await page.waitForFunction(() => document.getElementById('p').clientWidth < 5, null,
-      { polling: 20 });
-    assertBox(await pointerBox(page, connection), { x: 100 - 1.75, y: 320 - 0.125, width: 4.25 });
-
+    await pointerBecomes(page, connection, { x: 100 - 1.75, y: 320 - 0.125, width: 4.25 });
     connection.send(type.cursorShape, cursorShape({ ...shape, png: Buffer.from('no image') }));
-    await page.waitForFunction(() => document.getElementById('p').style.display === 'none', null,
-      { polling: 20 });
+    await pointerBecomes(page, connection, null);
   });
 });
 
