@@ -40,6 +40,12 @@ class Endpoint final : public ControlEndpoint {
   }
 
  private:
+  /// A message refers to its connection, and may wait on the main queue when the endpoint ends.
+  struct Asked {
+    std::shared_ptr<sdbus::IConnection> connection;
+    sdbus::Result<std::string> result;
+  };
+
   void run() {
     pthread_setname_np(pthread_self(), "control");
     try {
@@ -81,13 +87,13 @@ class Endpoint final : public ControlEndpoint {
   }
 
   void receive(std::size_t index, std::string argument, sdbus::Result<std::string> result) {
-    auto answer = [shared = std::make_shared<sdbus::Result<std::string>>(std::move(result))](
+    auto answer = [asked = std::make_shared<Asked>(Asked{connection_, std::move(result)})](
                       tessaline::Result<std::string> reply) {
       try {
         if (reply) {
-          shared->returnResults(*reply);
+          asked->result.returnResults(*reply);
         } else {
-          shared->returnError(bus::error(DBusControl::kRefused, reply.error()));
+          asked->result.returnError(bus::error(DBusControl::kRefused, reply.error()));
         }
       } catch (const sdbus::Error&) {
         // The asker or the bus has gone.
@@ -102,7 +108,7 @@ class Endpoint final : public ControlEndpoint {
   const std::string busName_;
   const std::shared_ptr<Queue> main_;
   std::shared_ptr<const std::vector<ControlRequest>> requests_;
-  std::unique_ptr<sdbus::IConnection> connection_;  // made by the thread, there once ready_
+  std::shared_ptr<sdbus::IConnection> connection_;  // made by the thread, there once ready_
   std::optional<bus::Object> object_;
   std::atomic<bool> ready_ = false;
   std::atomic<bool> stopping_ = false;
