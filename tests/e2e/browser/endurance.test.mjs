@@ -9,7 +9,7 @@ import { isDeepStrictEqual } from 'node:util';
 
 import { Application, missing as missingApplication } from '../support/application.mjs';
 import { inPath } from '../support/desktop.mjs';
-import { patience, pause, waitFor } from '../support/programs.mjs';
+import { patience, pause, residentKiB, waitFor } from '../support/programs.mjs';
 import { type } from '../support/visitor.mjs';
 import { X11Desktop } from '../support/x11Desktop.mjs';
 
@@ -27,9 +27,6 @@ const missing = missingApplication || X11Desktop.missing
 if (missing) console.log(`SKIPPED: ${missing}`);
 const countsResources = inPath('xrestop');
 if (!missing && !countsResources) console.log('X resources not counted: xrestop is not installed');
-
-const status = (pid, field) => (
-  Number(new RegExp(`${field}:\\s+(\\d+)`).exec(readFileSync(`/proc/${pid}/status`, 'utf8'))[1]));
 
 // What the application has open, by kind: [socket], [eventpoll], a path.
 function descriptors(pid) {
@@ -95,7 +92,7 @@ async function census(desktop, application) {
 }
 
 const memory = (desktop, application) => ({
-  application: status(application.processID, 'VmRSS'), server: status(serverOf(desktop), 'VmRSS'),
+  application: residentKiB(application.processID), server: residentKiB(serverOf(desktop)),
 });
 
 // One session from its hello to its first picture. How it ends is the caller's.

@@ -3,6 +3,7 @@ import assert from 'node:assert/strict';
 
 import { Application } from '../support/application.mjs';
 import { waitFor } from '../support/programs.mjs';
+import { expectNextColour } from '../support/testCard.mjs';
 import { type } from '../support/visitor.mjs';
 import { has, testApplication, useApplication } from './harness.mjs';
 
@@ -10,16 +11,12 @@ const tools = useApplication();
 const size = { width: 800, height: 600 };
 const otherSize = { width: 640, height: 480 };
 
-async function expectColour(visitor, colour) {
-  await tools.desktop.clearPaint();
-  await tools.desktop.fill(visitor.monitor, colour);
-  await visitor.awaitColours({ x: 10, y: 10, colour }, { x: 600, y: 400, colour });
-}
+const expectPicture = (visitor) => expectNextColour(tools.desktop, visitor.monitor, visitor);
 
 testApplication('after a kill and a new start the page comes back, and nothing is left', async () => {
   const { application, desktop } = tools;
   const visitor = await tools.becomeScreen(size);
-  await expectColour(visitor, '20a040');
+  await expectPicture(visitor);
   assert.equal(await application.end('SIGKILL'), 'SIGKILL');
   await visitor.awaitPanel('Waiting for your Mac');
   // Where the display outlives its application, the next run is to notice that it is nobody's.
@@ -30,7 +27,7 @@ testApplication('after a kill and a new start the page comes back, and nothing i
   await visitor.awaitPicture(size);
   [visitor.monitor] = await desktop.awaitExtraMonitors(size);
   if (has('orphanDisplays')) assert.match(application.log, /removed 1 display/);
-  await expectColour(visitor, 'd02020');
+  await expectPicture(visitor);
 });
 
 const endings = {
@@ -75,11 +72,25 @@ testApplication('a display that is switched off ends its session, and the page g
   await waitFor('a new connection', () => visitor.connections.length === 2);
   await visitor.awaitPicture(size);
   [visitor.monitor, other.monitor] = await desktop.awaitExtraMonitors(size, otherSize);
-  await expectColour(visitor, '3060c0');
-  await expectColour(other, 'e0c020');
+  await expectPicture(visitor);
+  await expectPicture(other);
   assert.equal(other.connections.length, 1, 'the other display was disturbed');
   assert.match(application.log, /capture stopped/);
 }, { needs: 'monitorSwitch' });
+
+testApplication('switching the role forgets it and ends in order; a new process asks', async () => {
+  const { application, desktop } = tools;
+  await tools.becomeScreen(size);
+  await application.control('switch-mode');
+  await waitFor('the new process', async () => (await application.status()).role === 'none');
+  assert.deepEqual(await desktop.extraMonitors(), []);
+  const { mode, onboarded, approvedDevices } = application.storedDefaults;
+  assert.deepEqual([mode, onboarded, Object.keys(approvedDevices).length > 0],
+    [undefined, undefined, true]);
+  await application.control('quit');
+  assert.equal(await application.ending(), 0);
+  application.storedDefaults = { mode: 'main', onboarded: true, approvedDevices };
+});
 
 testApplication('a second start leaves at once; another configuration runs beside the first', async () => {
   const { application, desktop } = tools;
@@ -101,6 +112,6 @@ testApplication('a second start leaves at once; another configuration runs besid
   } finally {
     assert.equal(await beside.end('SIGTERM'), 0);
   }
-  await expectColour(visitor, '20a040');
+  await expectPicture(visitor);
   assert.equal(visitor.connections.length, 1);
 });

@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 
 import { pause, waitFor } from '../support/programs.mjs';
-import { testCard } from '../support/testCard.mjs';
+import { expectPointer, testCard } from '../support/testCard.mjs';
 import { type } from '../support/visitor.mjs';
 import { has, testApplication, useApplication } from './harness.mjs';
 
@@ -10,7 +10,6 @@ const tools = useApplication();
 
 const stillTime = 2000;     // ms without a change that are looked at
 const settledTime = 600;    // ms without a frame after which nothing is on its way any more
-const pointerTolerance = 2; // pixels between where the pointer is and where it is drawn
 
 async function showTestCard(visitor) {
   const { areas, places } = testCard(visitor.monitor);
@@ -75,18 +74,14 @@ testApplication('the pointer is drawn where it is, and only while it is on the d
   const { desktop } = tools;
   const visitor = await tools.becomeScreen({ width: 1000, height: 600 });
   const { monitor } = visitor;
-  // Over what is painted the pointer is a crosshair: its hot spot is in its middle.
   await desktop.fill(monitor, 'ffffff');
 
   const expectAt = async (x, y, [left, top]) => {
     await desktop.movePointer(monitor, x, y);
-    let drawn;
-    await waitFor(`the pointer at ${x},${y}`, async () => {
-      drawn = await visitor.pointer();
-      return drawn && drawn.visible > 10 &&
-        Math.abs(drawn.x + drawn.width / 2 - (left + x)) <= pointerTolerance &&
-        Math.abs(drawn.y + drawn.height / 2 - (top + y)) <= pointerTolerance;
-    }).catch(({ message }) => { throw new Error(`${message}: ${JSON.stringify(drawn)}`); });
+    await expectPointer(async () => {
+      const drawn = await visitor.pointer();
+      return drawn?.visible > 10 && drawn;
+    }, left + x, top + y);
   };
   await expectAt(300, 200, [0, 0]);
   await expectAt(999, 599, [0, 0]);

@@ -2,11 +2,11 @@
 import assert from 'node:assert/strict';
 import { randomBytes } from 'node:crypto';
 import { once } from 'node:events';
-import { readFileSync } from 'node:fs';
 import { connect } from 'node:net';
 import { afterEach } from 'node:test';
 
-import { waitFor } from '../support/programs.mjs';
+import { residentKiB, waitFor } from '../support/programs.mjs';
+import { expectNextColour } from '../support/testCard.mjs';
 import { ports, testApplication, useApplication } from './harness.mjs';
 
 const { default: WebSocket } = await import('ws').catch(() => ({}));
@@ -51,17 +51,8 @@ function conversation(...messages) {
   });
 }
 
-function residentKiB() {
-  const status = readFileSync(`/proc/${tools.application.processID}/status`, 'utf8');
-  return Number(/VmRSS:\s+(\d+)/.exec(status)[1]);
-}
-
-let hue = 0;
 async function expectUndisturbed(visitor) {
-  const colour = ['20a040', 'd02020', '3060c0'][hue++ % 3];
-  await tools.desktop.clearPaint();
-  await tools.desktop.fill(visitor.monitor, colour);
-  await visitor.awaitColours({ x: 20, y: 20, colour }, { x: 700, y: 500, colour });
+  await expectNextColour(tools.desktop, visitor.monitor, visitor);
   assert.equal(visitor.connections.length, 1, 'the session was lost');
   assert.ok(visitor.connection.open);
 }
@@ -89,7 +80,7 @@ testApplication('junk on both ports is answered or closed, and costs no memory',
   const { application } = tools;
   const visitor = await tools.becomeScreen(size);
   await expectUndisturbed(visitor);
-  const before = residentKiB();
+  const before = residentKiB(application.processID);
 
   const raw = [];
   for (const port of Object.values(ports)) {
@@ -123,7 +114,8 @@ testApplication('junk on both ports is answered or closed, and costs no memory',
   ]);
   await expectUndisturbed(visitor);
   assert.deepEqual((await application.status()).pending, []);
-  assert.ok(residentKiB() - before < mayGrow, `${before} KiB became ${residentKiB()} KiB`);
+  const grown = residentKiB(application.processID) - before;
+  assert.ok(grown < mayGrow, `it grew by ${grown} KiB`);
 });
 
 testApplication('sizes that cannot be end that session with its reason, and no other', async () => {

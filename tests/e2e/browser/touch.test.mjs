@@ -3,7 +3,7 @@ import assert from 'node:assert/strict';
 import { afterEach } from 'node:test';
 
 import { testProgram } from '../support/desktop.mjs';
-import { pause, waitFor } from '../support/programs.mjs';
+import { pause, see, waitFor } from '../support/programs.mjs';
 import { type } from '../support/visitor.mjs';
 import { has, testApplication, useApplication } from './harness.mjs';
 
@@ -45,9 +45,8 @@ class Recorder {
     return lines.length ? JSON.parse(lines.at(-1).slice('text '.length)) : '';
   }
 
-  async awaitEvents(what, count) {
-    await waitFor(what, () => this.events.length >= count)
-      .catch(({ message }) => assert.fail(`${message}: ${this.events}`));
+  awaitEvents(what, count) {
+    return see(what, () => this.events, (events) => events.length >= count);
   }
 
   forget() {
@@ -71,19 +70,10 @@ class HomePointer {
   }
 
   // `hidden`: the desktop may have hidden it, as some do while fingers touch.
-  async isThere({ hidden = false } = {}) {
-    let at;
-    await waitFor('the return of the pointer', async () => {
-      at = await this.#place();
-      if (!at) return hidden;
-      return Math.abs(at.x - home.x) <= tolerance && Math.abs(at.y - home.y) <= tolerance;
-    }).catch(({ message }) => { throw new Error(`${message}: ${JSON.stringify(at)}`); });
-  }
-
-  async #place() {
-    if (has('pointerPlace')) return tools.desktop.pointerFrom(this.#monitor);
-    const drawn = await this.#visitor.pointer();
-    return drawn && { x: drawn.x + drawn.width / 2, y: drawn.y + drawn.height / 2 };
+  isThere({ hidden = false } = {}) {
+    return see('the return of the pointer', () => (has('pointerPlace')
+      ? tools.desktop.pointerFrom(this.#monitor) : this.#visitor.pointer()), (at) => (at
+      ? Math.abs(at.x - home.x) <= tolerance && Math.abs(at.y - home.y) <= tolerance : hidden));
   }
 }
 
@@ -157,8 +147,8 @@ testApplication('fingers tap, press, drag and pinch where they touch', async () 
     await visitor.touch('touchMove', [350 - spread, 300], [450 + spread, 300]);
   }
   await visitor.touch('touchEnd');
-  await waitFor('zooming', () => recorder.events.some((event) => /Control\+(Plus|Equal)/.test(event)))
-    .catch(({ message }) => assert.fail(`${message}: ${recorder.events}`));
+  await see('zooming', () => recorder.events,
+    (events) => events.some((event) => /Control\+(Plus|Equal)/.test(event)));
   await pointer.isThere();
 });
 
@@ -173,8 +163,7 @@ testApplication('what is typed arrives in any script, and keys by their names', 
 
   const text = 'Grüße, 你好! שלום e\u0301 👍🏽 ~@{€}';
   await visitor.page.keyboard.insertText(text);
-  await waitFor('the text', () => recorder.text === text)
-    .catch(({ message }) => assert.fail(`${message}: "${recorder.text}"`));
+  await see('the text', () => recorder.text, (seen) => seen === text);
   recorder.forget();
   const names = { Enter: 'Return', Backspace: 'Backspace', Tab: 'Tab', Escape: 'Escape',
                   ArrowLeft: 'Left', ArrowRight: 'Right', ArrowUp: 'Up', ArrowDown: 'Down' };

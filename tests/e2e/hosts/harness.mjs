@@ -6,7 +6,7 @@ import { after, afterEach, before, test } from 'node:test';
 
 import { Application, missing as missingApplication } from '../support/application.mjs';
 import { Dialogue, patience, waitFor } from '../support/programs.mjs';
-import { isNear } from '../support/testCard.mjs';
+import { awaitColours, expectNextColour, isNear } from '../support/testCard.mjs';
 import { X11Desktop } from '../support/x11Desktop.mjs';
 import { Host, missing as missingHost } from './host.mjs';
 import { Network } from './network.mjs';
@@ -15,6 +15,7 @@ export const size = { width: 1024, height: 768 };
 const sideMonitor = { x: 0, y: 0, width: 800, height: 600 };
 const lentMonitor = { x: sideMonitor.width, y: 0, ...size };
 const homeWidth = 500;  // pixels
+const reach = 40;      // pixels around a place where the pointer is looked for
 const tolerance = 36;  // of 255, each component: beyond what coding costs
 
 const readScreen = process.env.TESSALINE_READ_SCREEN ?? '';
@@ -28,25 +29,13 @@ export function testHosts(name, body, skip = false) {
   test(name, { skip: missing || skip, timeout: 120_000 * patience }, body);
 }
 
-class Computer extends Host {
-  async startApplication(defaults) {
-    this.application = new Application(this.desktop, 'user', defaults);
-    await this.application.start();
-  }
-}
-
-class ScreenComputer extends Computer {
+class ScreenComputer extends Host {
   #reader;
 
-  // What its monitors show: see ReadScreen.cpp for the questions.
-  look(question) {
+  // The colours ('rrggbb') of an area of its monitors, row by row.
+  async look({ x, y, width = 1, height = 1 }) {
     this.#reader ??= new Dialogue(this.desktop.launch(readScreen, [], { input: 'pipe' }));
-    return this.#reader.ask(question);
-  }
-
-  // The colour at a place of the lent monitor.
-  colourAt({ x, y }) {
-    return this.look(`at ${lentMonitor.x + x} ${lentMonitor.y + y}`);
+    return (await this.#reader.ask(`${width}x${height}+${x}+${y}`)).match(/.{6}/g);
   }
 
   async useTwoMonitors() {
@@ -58,27 +47,23 @@ class ScreenComputer extends Computer {
       '--output', this.desktop.ownMonitor.output, '--primary', '--pos', `${width}x0`]);
   }
 
-  // Waits until the colour ('rrggbb') at each place of the lent monitor is right.
-  async awaitColours(...wanted) {
-    const seen = [];
-    await waitFor('', async () => {
-      for (const [index, place] of wanted.entries()) seen[index] = await this.colourAt(place);
-      return wanted.every(({ colour }, index) => isNear(seen[index], colour));
-    }, { seconds: 30, every: 20 }).catch(() => {
-      const line = ({ x, y, colour }, index) => `${x},${y}: ${seen[index]}, not ${colour}`;
-      throw new Error(`the picture is wrong: ${wanted.map(line).join('; ')}`);
-    });
+  // Waits until the colour at each place of the lent monitor is right.
+  awaitColours(...wanted) {
+    return awaitColours((places) => Promise.all(places.map(async ({ x, y }) => (
+      (await this.look({ x: lentMonitor.x + x, y: lentMonitor.y + y }))[0]))),
+      wanted, { seconds: 30, every: 20 });
   }
 
-  // The middle of what is drawn near a place on a picture of one colour, nothing when there is
-  // nothing.
-  async drawnAt(x, y, colour) {
-    const reach = 40;
-    const answer = await this.look(`differing ${2 * reach}x${2 * reach}` +
-      `+${lentMonitor.x + x - reach}+${lentMonitor.y + y - reach} ${colour} ${tolerance}`);
-    if (answer === 'nothing') return null;
-    const [left, top, right, bottom] = answer.split(' ').map(Number);
-    return { x: (left + right) / 2 - lentMonitor.x, y: (top + bottom) / 2 - lentMonitor.y };
+  // The middle of what is drawn near a place on a white picture, nothing when there is nothing.
+  async drawnAt(x, y) {
+    const area = { x: x - reach, y: y - reach, width: 2 * reach, height: 2 * reach };
+    const seen = await this.look({ ...area, x: lentMonitor.x + area.x });
+    const dark = [...seen.keys()].filter((at) => !isNear(seen[at], 'ffffff', tolerance));
+    if (dark.length === 0) return null;
+    const columns = dark.map((at) => at % area.width);
+    const middle = (places) => (Math.min(...places) + Math.max(...places)) / 2;
+    return { x: area.x + middle(columns), y: area.y + middle([dark[0], dark.at(-1)]
+      .map((at) => Math.floor(at / area.width))) };
   }
 
   // Waits for the home window, and for nothing that covers the monitor.
@@ -114,7 +99,7 @@ class ScreenComputer extends Computer {
 }
 
 export function useHosts() {
-  const tools = { network: new Network(), main: new Computer('desk'),
+  const tools = { network: new Network(), main: new Host('desk'),
                   screen: new ScreenComputer('living-room') };
   const { network, main, screen } = tools;
 
@@ -129,14 +114,7 @@ export function useHosts() {
     await tools.expectPicture();
   };
 
-  let turn = 0;
-  tools.expectPicture = async () => {
-    const colour = ['20a040', 'd02020', '3060c0', 'e0c020'][turn++ % 4];
-    await main.desktop.clearPaint();
-    await main.desktop.fill(tools.monitor, colour);
-    await screen.awaitColours({ x: 20, y: 20, colour },
-      { x: size.width - 20, y: size.height - 20, colour });
-  };
+  tools.expectPicture = () => expectNextColour(main.desktop, tools.monitor, screen);
 
   if (missing) return tools;
   before(async () => {
@@ -144,8 +122,9 @@ export function useHosts() {
     await Promise.all([main.start(network, '1280x800'),
                        screen.start(network, `${size.width}x${size.height}`)]);
     await screen.useTwoMonitors();
-    await Promise.all([main.startApplication({ mode: 'main', onboarded: true }),
-                       screen.startApplication({ mode: 'screen' })]);
+    main.application = new Application(main.desktop, 'user');
+    screen.application = new Application(screen.desktop, 'user', { mode: 'screen' });
+    await Promise.all([main.application.start(), screen.application.start()]);
   });
   afterEach((context) => {
     if (!context.error) return;

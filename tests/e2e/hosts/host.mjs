@@ -1,29 +1,14 @@
 // One computer of a network: a desktop, a system bus and an Avahi of its own.
-import { accessSync, constants } from 'node:fs';
-import { delimiter, join } from 'node:path';
-
+import { missingOf } from '../support/desktop.mjs';
 import { Program, run, waitFor } from '../support/programs.mjs';
 import { X11Desktop } from '../support/x11Desktop.mjs';
 import { missing as missingNetwork } from './network.mjs';
 
 const systemBus = '/run/dbus/system_bus_socket';
 
-function findMissing() {
-  const folders = [...process.env.PATH.split(delimiter), '/usr/sbin'];
-  const tool = ['avahi-daemon', 'dbus-daemon', 'setpriv'].find((name) => (
-    !folders.some((folder) => {
-      try {
-        accessSync(join(folder, name), constants.X_OK);
-        return true;
-      } catch {
-        return false;
-      }
-    })));
-  return tool ? `${tool} is not installed` : X11Desktop.missingPrograms || missingNetwork;
-}
-
 // What is missing to have such computers, false when nothing is.
-export const missing = findMissing();
+export const missing = missingOf(['avahi-daemon', 'dbus-daemon', 'setpriv']) ||
+  X11Desktop.missingPrograms || missingNetwork;
 
 const busConfiguration = `<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">

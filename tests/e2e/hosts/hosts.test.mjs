@@ -1,11 +1,10 @@
 // A second computer as the extra screen, over a network, from its discovery to all that can happen
 // to the cable. The tests go on where the one before ended.
 import assert from 'node:assert/strict';
-import { readFileSync } from 'node:fs';
 import { fileURLToPath } from 'node:url';
 
-import { pause, run, waitFor } from '../support/programs.mjs';
-import { testCard } from '../support/testCard.mjs';
+import { pause, residentKiB, run, waitFor } from '../support/programs.mjs';
+import { expectPointer, testCard } from '../support/testCard.mjs';
 import { size, testHosts, useHosts } from './harness.mjs';
 import { slowCableMissing } from './network.mjs';
 
@@ -17,14 +16,11 @@ const cableIsOut = 10_000;      // ms
 const returnsAfter = 2000;      // ms that the main role waits after a plain end
 const timerSlack = 300;         // ms between an end and its being seen
 const staysStopped = 3500;      // ms, longer than any automatic return
-const pointerTolerance = 2;     // pixels
 const slow = { rate: 20, delay: 20, loss: 1 };
 const slowestChange = 1000;     // ms to the other screen, over the slow cable, everything moving
 const mayGrow = 32 * 1024;      // KiB
 
 const computers = async () => (await tools.status()).computers;
-const residentKiB = ({ application }) => Number(
-  /VmRSS:\s+(\d+)/.exec(readFileSync(`/proc/${application.processID}/status`, 'utf8'))[1]);
 
 testHosts('a computer is found, asked about once, shown, left with Esc, and comes back', async () => {
   await screen.awaitHome();
@@ -48,7 +44,7 @@ testHosts('a computer is found, asked about once, shown, left with Esc, and come
   await tools.awaitPicture();
   assert.equal((await tools.status()).status, `Live on ${screen.name}`);
   await expectTestCard();
-  await expectPointer();
+  await expectPointerOverAll();
 
   await screen.desktop.run('xdotool', ['key', 'Escape']);
   await main.desktop.awaitExtraMonitors();
@@ -67,30 +63,24 @@ testHosts('a computer is found, asked about once, shown, left with Esc, and come
 
 async function expectTestCard() {
   const { areas, places } = testCard(tools.monitor);
-  const beside = await screen.look('at 400 300');
+  const beside = await screen.look({ x: 400, y: 300 });
   await main.desktop.clearPaint();
   await main.desktop.paint(tools.monitor, ...areas);
   await screen.awaitColours(...places);
-  assert.equal(await screen.look('at 400 300'), beside, 'its other monitor changed');
+  assert.deepEqual(await screen.look({ x: 400, y: 300 }), beside, 'its other monitor changed');
 }
 
-// Over what is painted the pointer is a crosshair: its hot spot is in its middle.
-async function expectPointer() {
+async function expectPointerOverAll() {
   const { monitor } = tools;
   await main.desktop.clearPaint();
   await main.desktop.fill(monitor, 'ffffff');
   for (const [x, y] of [[300, 200], [700, 500], [520, 60]]) {
     await main.desktop.movePointer(monitor, x, y);
-    let drawn;
-    await waitFor(`the pointer at ${x},${y}`, async () => {
-      drawn = await screen.drawnAt(x, y, 'ffffff');
-      return drawn && Math.abs(drawn.x - x) <= pointerTolerance &&
-        Math.abs(drawn.y - y) <= pointerTolerance;
-    }).catch(({ message }) => { throw new Error(`${message}: ${JSON.stringify(drawn)}`); });
+    await expectPointer(() => screen.drawnAt(x, y), x, y);
   }
   await main.desktop.movePointer(main.desktop.ownMonitor, 100, 100);
   await waitFor('the pointer to leave', async () => (
-    await screen.drawnAt(520, 60, 'ffffff') === null));
+    await screen.drawnAt(520, 60) === null));
 }
 
 testHosts('a cable that is out for ten seconds costs the picture for little longer', async () => {
@@ -158,11 +148,11 @@ testHosts('a name service that dies on both sides disturbs no picture, and disco
 
 testHosts('strangers at the ports of a screen cost neither the picture for long nor memory',
   async () => {
-    const before = residentKiB(screen);
+    const before = residentKiB(screen.application.processID);
     const script = fileURLToPath(new URL('strangers.mjs', import.meta.url));
     await run(process.execPath, [script, screen.address], { within: network.within });
     await tools.awaitPicture();
-    const grown = residentKiB(screen) - before;
+    const grown = residentKiB(screen.application.processID) - before;
     assert.ok(grown < mayGrow, `the screen grew by ${grown} KiB`);
     await main.application.control('stop');
     await screen.awaitHome();

@@ -6,6 +6,7 @@ import { join } from 'node:path';
 import { after, afterEach, before, test } from 'node:test';
 
 import { patience, waitFor } from '../support/programs.mjs';
+import { expectNextColour } from '../support/testCard.mjs';
 import { Visitor } from '../support/visitor.mjs';
 import { House, domain, missing } from './house.mjs';
 
@@ -32,11 +33,9 @@ async function becomeScreen(link) {
   return opened;
 }
 
-async function expectPicture(colour) {
+async function expectPicture() {
   const [monitor] = await house.desktop.awaitExtraMonitors(size);
-  await house.desktop.clearPaint();
-  await house.desktop.fill(monitor, colour);
-  await visitor.awaitColours({ x: 10, y: 10, colour }, { x: 700, y: 500, colour });
+  await expectNextColour(house.desktop, monitor, visitor);
 }
 
 if (!missing) {
@@ -63,7 +62,7 @@ testHouse('the page comes over HTTPS that the tablet trusts, and streams over ws
   visitor = await becomeScreen(link);
   assert.ok(await visitor.page.evaluate(() => isSecureContext));
   assert.match(visitor.connection.url, /^wss:\/\/.*:7791\//);
-  await expectPicture('20a040');
+  await expectPicture();
 });
 
 testHouse('a renewed certificate is served without a restart, and the picture goes on', async () => {
@@ -74,14 +73,14 @@ testHouse('a renewed certificate is served without a restart, and the picture go
     await waitFor(`another certificate on port ${port}`, async () => (
       await house.servedCertificate(host, port) !== served[index]));
   }
-  await expectPicture('3060c0');
+  await expectPicture();
   assert.ok(connection.open);
   assert.equal(visitor.connection, connection, 'the renewal has cut the connection');
 
   await visitor.page.reload();
   await visitor.tap();
   await visitor.awaitPicture(size);
-  await expectPicture('e0c020');
+  await expectPicture();
   assert.equal((house.application.log.match(/certificate: issued/g) ?? []).length, 2);
 });
 
@@ -95,7 +94,7 @@ testHouse('an address change leads to another name, and the tablet finds it', as
   await waitFor('the end of the old session', async () => (
     (await house.application.status()).screens.length === 0), { seconds: 30 });
   visitor = await becomeScreen(link);
-  await expectPicture('20a040');
+  await expectPicture();
   assert.equal((house.application.log.match(/certificate: issued/g) ?? []).length, 2,
     'the same certificate serves the new name');
 });

@@ -1,20 +1,20 @@
 // What a person at a Mutter desktop sees of its monitors and does with a mouse, for
 // tests. Each line of standard input is an order and is answered with a line:
-//   monitors            a JSON list of name, width and height (pixels), x and y (desktop), scale
-//   move MONITOR X Y    the pointer goes to these pixels of the monitor: "done"
+//   monitors            a JSON list of name, width and height (pixels), x and y (desktop), scale,
+//   and
+//                       whether places on the desktop are points
+//   move MONITOR X Y    the pointer goes to this place of the desktop, as seen from the top left of
+//                       the monitor, which is the same one each time: "done"
 // or with "failed: " and the reason. Ends with its input.
 #include <sdbus-c++/sdbus-c++.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <iostream>
 #include <map>
 #include <memory>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <thread>
-#include <tuple>
 #include <vector>
 
 namespace {
@@ -30,161 +30,103 @@ using LogicalMonitor = sdbus::Struct<std::int32_t, std::int32_t, double, std::ui
 
 constexpr char kDisplays[] = "org.gnome.Mutter.DisplayConfig";
 constexpr char kRemoteDesktop[] = "org.gnome.Mutter.RemoteDesktop";
+constexpr char kRemoteSession[] = "org.gnome.Mutter.RemoteDesktop.Session";
 constexpr char kScreenCast[] = "org.gnome.Mutter.ScreenCast";
 constexpr std::uint32_t kLogicalLayout = 1;  // positions are points, not pixels
 constexpr auto kDeviceTime = 200ms;  // programs get to know a new pointer; nothing says when
 
-struct Shown {
-  std::string name;
-  int x = 0, y = 0, width = 0, height = 0;
-  double scale = 1;
-};
-
-class Settings {
- public:
-  explicit Settings(sdbus::IConnection& bus)
-      : proxy_(sdbus::createProxy(bus, kDisplays, "/org/gnome/Mutter/DisplayConfig")) {}
-
-  std::vector<Shown> monitors() {
-    std::vector<Monitor> monitors;
-    std::uint32_t serial = 0;
-    std::vector<LogicalMonitor> logical;
-    Properties properties;
-    proxy_->callMethod("GetCurrentState")
-        .onInterface(kDisplays)
-        .storeResultsTo(serial, monitors, logical, properties);
-    const auto layout = properties.find("layout-mode");
-    pointsLayout_ =
-        layout != properties.end() && layout->second.get<std::uint32_t>() == kLogicalLayout;
-    std::vector<Shown> shown;
-    for (const auto& group : logical) {
-      for (const auto& name : group.get<5>()) {
-        const auto monitor = std::ranges::find_if(monitors, [&](const Monitor& candidate) {
-          return candidate.get<0>().get<0>() == name.get<0>();
-        });
-        if (monitor == monitors.end()) continue;
-        for (const auto& mode : monitor->get<1>()) {
-          if (!mode.get<6>().contains("is-current")) continue;
-          shown.push_back({name.get<0>(), group.get<0>(), group.get<1>(), mode.get<1>(),
-                           mode.get<2>(), group.get<2>()});
-        }
+std::string monitors(sdbus::IConnection& bus) {
+  std::uint32_t serial = 0;
+  std::vector<Monitor> monitors;
+  std::vector<LogicalMonitor> logical;
+  Properties properties;
+  sdbus::createProxy(bus, kDisplays, "/org/gnome/Mutter/DisplayConfig")
+      ->callMethod("GetCurrentState")
+      .onInterface(kDisplays)
+      .storeResultsTo(serial, monitors, logical, properties);
+  const auto layout = properties.find("layout-mode");
+  const bool points =
+      layout != properties.end() && layout->second.get<std::uint32_t>() == kLogicalLayout;
+  std::ostringstream json;
+  json << "[";
+  const char* separator = "";
+  for (const auto& group : logical) {
+    for (const auto& monitor : monitors) {
+      // No two of these tests' monitors show the same: a group is one monitor.
+      const std::string name = monitor.get<0>().get<0>();
+      if (name != group.get<5>().at(0).get<0>()) continue;
+      for (const auto& mode : monitor.get<1>()) {
+        if (!mode.get<6>().contains("is-current")) continue;
+        json << separator << R"({"name":")" << name << R"(","x":)" << group.get<0>() << R"(,"y":)"
+             << group.get<1>() << R"(,"width":)" << mode.get<1>() << R"(,"height":)"
+             << mode.get<2>() << R"(,"scale":)" << group.get<2>() << R"(,"points":)"
+             << std::boolalpha << points << "}";
+        separator = ",";
       }
     }
-    return shown;
   }
+  return json.str() + "]";
+}
 
-  Shown find(const std::string& name) {
-    for (auto& monitor : monitors()) {
-      if (monitor.name == name) return monitor;
-    }
-    throw std::runtime_error("no monitor " + name);
-  }
-
-  [[nodiscard]] bool pointsLayout() const { return pointsLayout_; }
-
- private:
-  std::unique_ptr<sdbus::IProxy> proxy_;
-  bool pointsLayout_ = false;
-};
-
-/// A mouse. Absolute places need a stream that they refer to: that of the first monitor, at which
-/// nobody looks. It does not clip them, so that they lead to all monitors.
+/// A mouse. Absolute places need a stream that they refer to: that of a monitor, at which nobody
+/// looks. It does not clip them, so that they lead to all monitors.
 class Mouse {
  public:
-  Mouse(sdbus::IConnection& bus, const Shown& reference) : reference_(reference) {
-    const auto remoteDesktop =
-        sdbus::createProxy(bus, kRemoteDesktop, "/org/gnome/Mutter/RemoteDesktop");
+  Mouse(sdbus::IConnection& bus, const std::string& monitor) {
     sdbus::ObjectPath path;
-    remoteDesktop->callMethod("CreateSession").onInterface(kRemoteDesktop).storeResultsTo(path);
+    sdbus::createProxy(bus, kRemoteDesktop, "/org/gnome/Mutter/RemoteDesktop")
+        ->callMethod("CreateSession")
+        .onInterface(kRemoteDesktop)
+        .storeResultsTo(path);
     session_ = sdbus::createProxy(bus, kRemoteDesktop, path);
     const std::string id =
-        session_->getProperty("SessionId").onInterface(kSessionInterface).get<std::string>();
-    const auto screenCast = sdbus::createProxy(bus, kScreenCast, "/org/gnome/Mutter/ScreenCast");
-    screenCast->callMethod("CreateSession")
+        session_->getProperty("SessionId").onInterface(kRemoteSession).get<std::string>();
+    sdbus::createProxy(bus, kScreenCast, "/org/gnome/Mutter/ScreenCast")
+        ->callMethod("CreateSession")
         .onInterface(kScreenCast)
         .withArguments(Properties{{"remote-desktop-session-id", sdbus::Variant(id)}})
         .storeResultsTo(path);
     sdbus::createProxy(bus, kScreenCast, path)
         ->callMethod("RecordMonitor")
         .onInterface(std::string(kScreenCast) + ".Session")
-        .withArguments(reference.name, Properties())
+        .withArguments(monitor, Properties())
         .storeResultsTo(stream_);
-    session_->callMethod("Start").onInterface(kSessionInterface);
-    notify(0, 0);
+    session_->callMethod("Start").onInterface(kRemoteSession);
+    move(0, 0);
     std::this_thread::sleep_for(kDeviceTime);
   }
 
-  void move(const Shown& monitor, bool pointsLayout, double x, double y) {
-    const double divisor = pointsLayout ? monitor.scale : 1;
-    notify(monitor.x + x / divisor, monitor.y + y / divisor);
+  void move(double x, double y) {
+    session_->callMethod("NotifyPointerMotionAbsolute")
+        .onInterface(kRemoteSession)
+        .withArguments(std::string(stream_), x, y);
   }
 
  private:
-  static constexpr char kSessionInterface[] = "org.gnome.Mutter.RemoteDesktop.Session";
-
-  void notify(double x, double y) {
-    session_->callMethod("NotifyPointerMotionAbsolute")
-        .onInterface(kSessionInterface)
-        .withArguments(std::string(stream_), x - reference_.x, y - reference_.y);
-  }
-
-  Shown reference_;
   std::unique_ptr<sdbus::IProxy> session_;
   sdbus::ObjectPath stream_;
-};
-
-std::string asJson(const std::vector<Shown>& monitors) {
-  std::ostringstream text;
-  const char* separator = "[";
-  for (const auto& monitor : monitors) {
-    text << separator << R"({"name":")" << monitor.name << R"(","x":)" << monitor.x << R"(,"y":)"
-         << monitor.y << R"(,"width":)" << monitor.width << R"(,"height":)" << monitor.height
-         << R"(,"scale":)" << monitor.scale << "}";
-    separator = ",";
-  }
-  return text.str() + (monitors.empty() ? "[]" : "]");
-}
-
-class Person {
- public:
-  std::string obey(const std::string& order) {
-    std::istringstream words(order);
-    std::string verb, name;
-    double x = 0, y = 0;
-    words >> verb >> name >> x >> y;
-    if (verb == "monitors") return asJson(settings_.monitors());
-    if (verb == "move") {
-      const Shown monitor = settings_.find(name);
-      if (!mouse_) mouse_ = std::make_unique<Mouse>(*bus_, settings_.monitors().front());
-      mouse_->move(monitor, settings_.pointsLayout(), x, y);
-    } else {
-      return "failed: not understood: " + order;
-    }
-    return "done";
-  }
-
- private:
-  std::unique_ptr<sdbus::IConnection> bus_ = sdbus::createSessionBusConnection();
-  Settings settings_{*bus_};
-  std::unique_ptr<Mouse> mouse_;
 };
 
 }  // namespace
 
 int main() {
-  try {
-    Person person;
-    for (std::string line; std::getline(std::cin, line);) {
-      std::string answer;
-      try {
-        answer = person.obey(line);
-      } catch (const std::exception& error) {
-        answer = std::string("failed: ") + error.what();
+  const auto bus = sdbus::createSessionBusConnection();
+  std::unique_ptr<Mouse> mouse;
+  for (std::string line; std::getline(std::cin, line);) {
+    std::istringstream words(line);
+    std::string verb, monitor;
+    double x = 0, y = 0;
+    words >> verb >> monitor >> x >> y;
+    try {
+      if (verb == "monitors") {
+        std::cout << monitors(*bus) << std::endl;
+        continue;
       }
-      std::cout << answer << std::endl;
+      if (!mouse) mouse = std::make_unique<Mouse>(*bus, monitor);
+      mouse->move(x, y);
+      std::cout << "done" << std::endl;
+    } catch (const std::exception& error) {
+      std::cout << "failed: " << error.what() << std::endl;
     }
-  } catch (const std::exception& error) {
-    std::cerr << "mutter_control: " << error.what() << '\n';
-    return EXIT_FAILURE;
   }
 }

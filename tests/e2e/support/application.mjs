@@ -25,7 +25,7 @@ export class Application {
     };
     this.#defaults = join(home, 'config', 'tessaline', 'defaults.json');
     mkdirSync(join(home, 'config', 'tessaline'), { recursive: true });
-    writeFileSync(this.#defaults, JSON.stringify(defaults));
+    this.storedDefaults = defaults;
   }
 
   get running() {
@@ -43,6 +43,11 @@ export class Application {
 
   get storedDefaults() {
     return JSON.parse(readFileSync(this.#defaults, 'utf8'));
+  }
+
+  // While it does not run.
+  set storedDefaults(defaults) {
+    writeFileSync(this.#defaults, JSON.stringify(defaults));
   }
 
   // Another process of the application with the same configuration.

@@ -4,7 +4,7 @@ import { accessSync, constants, existsSync } from 'node:fs';
 import { delimiter, join } from 'node:path';
 import { fileURLToPath } from 'node:url';
 
-import { Dialogue, Program, run, waitFor } from './programs.mjs';
+import { Dialogue, Program, run, see, waitFor } from './programs.mjs';
 
 const script = fileURLToPath(new URL('../../../scripts/desktop', import.meta.url));
 
@@ -16,7 +16,7 @@ export const missingTestProgram = (...names) => (
     : `TESSALINE_PROGRAMS does not name the folder of ${names.join(' and ')}`);
 
 export function inPath(name) {
-  return process.env.PATH.split(delimiter).some((folder) => {
+  return [...process.env.PATH.split(delimiter), '/usr/sbin'].some((folder) => {
     try {
       accessSync(join(folder, name), constants.X_OK);
       return true;
@@ -86,17 +86,10 @@ export class Desktop {
   // order of `sizes`.
   async awaitExtraMonitors(...sizes) {
     const name = ({ width, height }) => `${width}x${height}`;
-    const wanted = sizes.map(name);
-    let found = [];
-    try {
-      return await waitFor('', async () => {
-        found = await this.extraMonitors();
-        if ([...wanted].sort().join() !== found.map(name).sort().join()) return null;
-        return wanted.map((size) => found.find((monitor) => name(monitor) === size));
-      });
-    } catch {
-      throw new Error(`extra monitors are to be [${wanted}] but are [${found.map(name)}]`);
-    }
+    const wanted = sizes.map(name).sort().join();
+    const found = await see(`extra monitors of ${wanted || 'no size at all'}`,
+      () => this.extraMonitors(), (monitors) => monitors.map(name).sort().join() === wanted);
+    return sizes.map((size) => found.find((monitor) => name(monitor) === name(size)));
   }
 
   // Fills rectangles of a monitor with colours ('rrggbb'), on top of everything else, what was

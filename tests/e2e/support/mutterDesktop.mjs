@@ -32,7 +32,10 @@ export class MutterDesktop extends Desktop {
   }
 
   movePointer(monitor, x, y) {
-    return this.#order(`move ${monitor.name} ${x} ${y}`);
+    const scale = monitor.points ? monitor.scale : 1;
+    const { name, x: left, y: top } = this.ownMonitor;
+    return this.#order(
+      `move ${name} ${monitor.x + x / scale - left} ${monitor.y + y / scale - top}`);
   }
 
   async #order(line) {

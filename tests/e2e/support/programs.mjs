@@ -1,5 +1,6 @@
 // Programs that tests start, and waiting for what they bring about.
 import { spawn } from 'node:child_process';
+import { readFileSync } from 'node:fs';
 import { createInterface } from 'node:readline';
 
 // How much longer than usual everything may take: programs under a sanitizer are slow.
@@ -108,3 +109,15 @@ export async function waitFor(what, ask, { seconds = 20, every = 40 } = {}) {
     await pause(every);
   }
 }
+
+// Looks until what is seen is right, and returns it; throws with what was seen last.
+export async function see(what, look, isRight, options) {
+  let seen;
+  await waitFor(what, async () => isRight(seen = await look()), options)
+    .catch(({ message }) => { throw new Error(`${message}; seen: ${JSON.stringify(seen)}`); });
+  return seen;
+}
+
+// The memory that a process has in use.
+export const residentKiB = (pid) => (
+  Number(/VmRSS:\s+(\d+)/.exec(readFileSync(`/proc/${pid}/status`, 'utf8'))[1]));

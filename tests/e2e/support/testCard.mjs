@@ -1,10 +1,12 @@
 // What tests paint on a monitor to tell colour, place and orientation from what they see of it.
+import { see } from './programs.mjs';
+
 const tolerance = 12;  // of 255, each component: what coding costs
 
-// Whether a colour ('rrggbb') is the other one within what coding costs.
-export const isNear = (seen, colour) => [0, 2, 4].every((at) => (
+// Whether a colour ('rrggbb') is the other one, within what coding costs if nothing else is said.
+export const isNear = (seen, colour, within = tolerance) => [0, 2, 4].every((at) => (
   Math.abs(parseInt(colour.slice(at, at + 2), 16) - parseInt(seen.slice(at, at + 2), 16)) <=
-    tolerance));
+    within));
 
 // Areas to paint, and places with the colours to be seen there: a red area, a green one, a grey one,
 // and each corner in a colour of its own.
@@ -22,4 +24,27 @@ export function testCard({ width, height }) {
   const places = areas.slice(1).map((area) => (
     { x: area.x + (area.width >> 1), y: area.y + (area.height >> 1), colour: area.colour }));
   return { areas, places: [{ x: width >> 1, y: height >> 1, colour: 'ffffff' }, ...places] };
+}
+
+// Waits until places, each with a colour, look right to whoever tells the colours there.
+export function awaitColours(colours, wanted, options) {
+  return see(`the colours ${JSON.stringify(wanted)}`, () => colours(wanted),
+    (seen) => wanted.every(({ colour }, index) => isNear(seen[index], colour)), options);
+}
+
+// Fills a monitor with the next one of some colours, which its viewer is to see in all of it.
+let turn = 0;
+export async function expectNextColour(desktop, monitor, viewer) {
+  const colour = ['20a040', 'd02020', '3060c0', 'e0c020'][turn++ % 4];
+  await desktop.clearPaint();
+  await desktop.fill(monitor, colour);
+  await viewer.awaitColours({ x: 10, y: 10, colour },
+    { x: monitor.width - 10, y: monitor.height - 10, colour });
+}
+
+// The pointer over what is painted is a crosshair: its hot spot is in its middle.
+const pointerTolerance = 2;  // pixels between where it is and where it is drawn
+export function expectPointer(look, x, y) {
+  return see(`the pointer at ${x},${y}`, look, (drawn) => drawn &&
+    Math.abs(drawn.x - x) <= pointerTolerance && Math.abs(drawn.y - y) <= pointerTolerance);
 }

@@ -1,6 +1,6 @@
 // A device that opens the application's page in a browser, and what a person sees there.
-import { waitFor } from './programs.mjs';
-import { isNear } from './testCard.mjs';
+import { see } from './programs.mjs';
+import { awaitColours } from './testCard.mjs';
 
 export const type = {
   params: 1, frame: 2, bye: 4, cursorPos: 6, cursorShape: 7, denied: 8, textFocus: 9,
@@ -58,30 +58,22 @@ export class Visitor {
     });
   }
 
-  async awaitPanel(heading) {
-    let shown;
-    await waitFor(`the panel "${heading}"`, async () => {
-      shown = await this.panel();
-      return shown?.startsWith(heading);
-    }).catch(({ message }) => { throw new Error(`${message}; the panel says "${shown}"`); });
+  awaitPanel(heading) {
+    return see(`the panel "${heading}"`, () => this.panel(), (shown) => shown?.startsWith(heading));
   }
 
   // Waits until a picture of this size is shown.
-  async awaitPicture({ width, height }) {
-    let seen;
-    await waitFor(`a picture of ${width}x${height}`, async () => {
-      seen = await this.page.evaluate(() => {
-        const canvas = document.getElementById('v');
-        return { width: canvas.width, height: canvas.height,
-                 panel: document.getElementById('msg').hidden ? null
-                   : document.getElementById('msg').innerText };
-      });
-      return seen.width === width && seen.height === height && seen.panel === null;
-    }).catch(({ message }) => { throw new Error(`${message}: ${JSON.stringify(seen)}`); });
+  awaitPicture({ width, height }) {
+    return see(`a picture of ${width}x${height}`, () => this.page.evaluate(() => {
+      const canvas = document.getElementById('v');
+      const panel = document.getElementById('msg');
+      return { width: canvas.width, height: canvas.height,
+               panel: panel.hidden ? null : panel.innerText };
+    }), (seen) => seen.width === width && seen.height === height && seen.panel === null);
   }
 
   // The shown colours ('rrggbb') at places of the picture.
-  colours(...places) {
+  colours(places) {
     return this.page.evaluate((wanted) => {
       const context = document.getElementById('v').getContext('2d');
       return wanted.map(({ x, y }) => [...context.getImageData(x, y, 1, 1).data.slice(0, 3)]
@@ -89,20 +81,13 @@ export class Visitor {
     }, places);
   }
 
-  // Waits until the colour at each place is right within what coding costs.
-  async awaitColours(...wanted) {
-    let seen = [];
-    await waitFor('', async () => {
-      seen = await this.colours(...wanted);
-      return wanted.every(({ colour }, index) => isNear(seen[index], colour));
-    }).catch(() => {
-      const line = ({ x, y, colour }, index) => `${x},${y}: ${seen[index]}, not ${colour}`;
-      throw new Error(`the picture is wrong: ${wanted.map(line).join('; ')}`);
-    });
+  // Waits until the colour at each place ({ x, y, colour }) is right.
+  awaitColours(...wanted) {
+    return awaitColours((places) => this.colours(places), wanted);
   }
 
-  // The pointer that the page draws: its rectangle in the viewport and how many of its pixels can
-  // be seen; nothing while it is hidden.
+  // The middle of the pointer that the page draws and how many of its pixels can be seen; nothing
+  // while it is hidden.
   pointer() {
     return this.page.evaluate(() => {
       const image = document.getElementById('p');
@@ -113,7 +98,7 @@ export class Visitor {
       const { data } = context.getImageData(0, 0, canvas.width, canvas.height);
       const visible = data.filter((value, index) => index % 4 === 3 && value > 128).length;
       const { x, y, width, height } = image.getBoundingClientRect();
-      return { x, y, width, height, visible };
+      return { x: x + width / 2, y: y + height / 2, visible };
     });
   }
 
