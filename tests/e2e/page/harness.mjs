@@ -54,7 +54,7 @@ export async function start(page, computer) {
 
 export async function greeted(computer) {
   const connection = await computer.nextConnection();
-  connection.hello = await connection.next('hello');
+  connection.hello = await connection.next();
   return connection;
 }
 

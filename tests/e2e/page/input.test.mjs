@@ -98,78 +98,67 @@ test('turns touches into input', options, async () => {
     const connection = await start(page, computer);
     await show(page, connection, picture);
     const touch = await touchScreen(page, context);
-    const sent = async () => rounded(await connection.drain());
-    const pause = () => page.clock.runFor(1000);
+    const wait = (ms) => page.clock.runFor(ms);
+    const middle = { x: 0.5, y: 0.5 };
 
-    // Taps, in the picture and beside it; 8 px of wandering are nothing.
-    await touch.tap([200, 175]);
-    assert.deepEqual(await sent(), [{ t: 'tap', x: 0.25, y: 0.25 }]);
-    await pause();
-    await touch.tap([799, 10]);
-    assert.deepEqual(await sent(), [{ t: 'tap', x: 0.999, y: 0 }]);
-    await pause();
-    await touch.down([400, 300]);
-    await touch.move([405, 306]);
-    await touch.up();
-    assert.deepEqual(await sent(), [{ t: 'tap', x: 0.5, y: 0.5 }]);
-    await pause();
-
-    // The second of two quick taps is a double tap, a third one plain again; 300 ms are too slow.
-    for (const wait of [299, 100, 300, 0]) {
-      await touch.tap([400, 300]);
-      await page.clock.runFor(wait);
+    const cases = [
+      ['a tap', () => touch.tap([200, 175]), [{ t: 'tap', x: 0.25, y: 0.25 }]],
+      ['a tap beside the picture', () => touch.tap([799, 10]), [{ t: 'tap', x: 0.999, y: 0 }]],
+      ['8 px of wandering', async () => {
+        await touch.down([400, 300]);
+        await touch.move([405, 306]);
+        await touch.up();
+      }, [{ t: 'tap', ...middle }]],
+      ['taps, of which the third is plain again, and 300 ms are too slow', async () => {
+        for (const after of [299, 100, 300, 0]) {
+          await touch.tap([400, 300]);
+          await wait(after);
+        }
+      }, ['tap', 'double', 'tap', 'tap'].map((t) => ({ t, ...middle }))],
+      ['a long press, whose lift is nothing', async () => {
+        await touch.down([400, 300]);
+        await wait(549);
+        assert.deepEqual(await connection.drain(), []);
+        await wait(1);
+        await touch.up();
+      }, [{ t: 'right', ...middle }]],
+      // Two fingers zoom around their first middle, again after each step, until the last one lifts.
+      ['a pinch', async () => {
+        await touch.down([350, 300], [450, 300]);
+        await touch.move([340, 300], [462, 300]);
+        assert.deepEqual(await connection.drain(), []);
+        for (const [left, right] of [[337, 463], [330, 480], [310, 470], [330, 451]]) {
+          await touch.move([left, 300], [right, 300]);
+        }
+        await wait(600);
+        await touch.up([330, 300]);
+        await touch.move([300, 200]);
+        await touch.up();
+      }, ['in', 'in', 'out'].map((dir) => ({ t: 'zoom', dir, ...middle }))],
+      ['what the system takes over', async () => {
+        await touch.down([400, 300]);
+        await touch.cancel();
+        await wait(600);
+      }, []],
+    ];
+    for (const [what, act, expected] of cases) {
+      await act();
+      assert.deepEqual(rounded(await connection.drain()), expected, what);
+      await wait(1000);
     }
-    assert.deepEqual((await sent()).map(({ t }) => t), ['tap', 'double', 'tap', 'tap']);
-    await pause();
-
-    // A long press is a right click, and its lift is nothing.
-    await touch.down([400, 300]);
-    await page.clock.runFor(549);
-    assert.deepEqual(await sent(), []);
-    await page.clock.runFor(1);
-    assert.deepEqual(await sent(), [{ t: 'right', x: 0.5, y: 0.5 }]);
-    await touch.up();
-    assert.deepEqual(await sent(), []);
-    await pause();
 
     // A drag scrolls by picture pixels; its movements add up to the finger's.
     await touch.down([400, 300]);
-    await page.clock.runFor(500);
-    await touch.move([400, 305]);
-    await touch.move([400, 310]);
-    await touch.move([410, 360]);
-    await touch.move([400, 310]);
-    await page.clock.runFor(600);
+    await wait(500);
+    for (const [x, y] of [[400, 305], [400, 310], [410, 360], [400, 310]]) await touch.move([x, y]);
+    await wait(600);
     await touch.up();
-    const scrolls = await sent();
+    const scrolls = rounded(await connection.drain());
     assert.deepEqual([...new Set(scrolls.map(({ t }) => t))], ['scroll']);
     const { t: _, ...last } = scrolls.at(-1);
     assert.deepEqual(last, { x: 0.5, y: 0.52, dx: -8, dy: -40 });
     const sum = (name) => scrolls.reduce((total, scroll) => total + scroll[name], 0);
     assert.ok(sum('dx') === 0 && Math.abs(sum('dy') - 8) <= 4, 'follows the finger');
-    await pause();
-
-    // Two fingers zoom around their first middle, again after each step, until the last one lifts.
-    await touch.down([350, 300], [450, 300]);
-    await touch.move([340, 300], [462, 300]);
-    assert.deepEqual(await sent(), []);
-    await touch.move([337, 300], [463, 300]);
-    await touch.move([330, 300], [480, 300]);
-    await touch.move([310, 300], [470, 300]);
-    await touch.move([330, 300], [451, 300]);
-    await page.clock.runFor(600);
-    await touch.up([330, 300]);
-    await touch.move([300, 200]);
-    await touch.up();
-    assert.deepEqual(await sent(), ['in', 'in', 'out'].map((dir) =>
-      ({ t: 'zoom', dir, x: 0.5, y: 0.5 })));
-    await pause();
-
-    // What the system takes over is no gesture.
-    await touch.down([400, 300]);
-    await touch.cancel();
-    await page.clock.runFor(600);
-    assert.deepEqual(await sent(), []);
   });
 });
 

@@ -106,7 +106,7 @@ test('draws one picture at a time, and of a backlog only the newest', options, a
     assert.ok(draws > before.draws, 'the newest is drawn');
     assert.ok(draws < before.draws + again * landscape.frames.length, 'not every one is drawn');
     connection.send(type.probe, Buffer.alloc(4));
-    const decodeTime = (await connection.next('probe answer')).readUInt16BE(5);
+    const decodeTime = (await connection.next()).readUInt16BE(5);
     assert.ok(decodeTime > 0 && decodeTime < 20000, 'within two seconds');
   });
 });
