@@ -72,16 +72,12 @@ class ControlBusTest : public testing::Test,
     if (name == "nobody") return Failure{"There is no such screen."};
     return name;
   }
-  void stopScreens() override { did_ += "stop "; }
+  void stopScreens() override {}
   int bitrate() const override { return bitrate_; }
   void setBitrate(int bitsPerSecond) override { bitrate_ = bitsPerSecond; }
-  bool activate() override {
-    did_ += "activate ";
-    return true;
-  }
-  void switchMode() override { did_ += "switchMode "; }
+  bool activate() override { return true; }
+  void switchMode() override {}
   void quit() override {
-    did_ += "quit ";
     // The real one ends its process; here the endpoint goes, from a later turn as there.
     queues_.main()->async([this] { endpoint_.reset(); });
   }
@@ -113,7 +109,6 @@ class ControlBusTest : public testing::Test,
   UserDefaults defaults_{folder_.path() / "defaults.json"};
   std::unique_ptr<test::SessionBus> bus_;
   AsioQueues queues_;
-  std::string did_;
   mutable std::uint64_t asked_ = 0;
   int bitrate_ = 25'000'000;
   std::string answers_;
@@ -176,13 +171,8 @@ TEST_F(ControlBusTest, AnswersTheDeviceThatIsMeant) {
 }
 
 TEST_F(ControlBusTest, QuitReturnsWhenTheApplicationHasGone) {
-  EXPECT_EQ(ctl({"activate"}).first, 0);
-  EXPECT_EQ(ctl({"switch-mode"}).first, 0);
   EXPECT_EQ(ctl({"quit"}).first, 0);
-  onMain([this] {
-    EXPECT_EQ(did_, "activate switchMode quit ");
-    EXPECT_EQ(endpoint_, nullptr);
-  });
+  onMain([this] { EXPECT_EQ(endpoint_, nullptr); });
   for (const char* command : {"status", "quit", "console"}) {
     EXPECT_EQ(ctl({command}), std::pair(3, std::string("Tessaline is not running.\n"))) << command;
   }
@@ -196,9 +186,8 @@ TEST_F(ControlBusTest, TheConsoleAnswersWithSingleKeys) {
   Program terminal({TESSALINECTL, "console"}, {}, Program::Terminal::pseudo);
   ASSERT_TRUE(terminal.waitFor("Use “Early” as your extra screen?")) << terminal.output();
   EXPECT_THAT(terminal.output(), HasSubstr("can be the screen: Büro?[31m"));
-  terminal.write("xsa");
+  terminal.write("xa");
   ASSERT_TRUE(terminal.waitFor("allowed: Early")) << terminal.output();
-  onMain([this] { EXPECT_EQ(did_, "stop ") << "there are screens to stop"; });
 
   deviceAsks("late", "Late\a\033]0;x");
   ASSERT_TRUE(terminal.waitFor("Use “Late??]0;x” as your extra screen?")) << terminal.output();

@@ -3,58 +3,41 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-#include <algorithm>
 #include <thread>
-#include <vector>
 
 namespace tessaline {
 namespace {
 
 using namespace std::chrono_literals;
 
-/// A queue and the event loop under it.
-class QtQueue : public testing::Test {
- protected:
-  static void runLoop() { QCoreApplication::exec(); }
-  static void endLoop() { QCoreApplication::exit(); }
-  static void busyFor(Duration duration) {
-    const auto until = Clock::now() + duration;
-    while (Clock::now() < until) {
-    }
-  }
-  const std::shared_ptr<QtMainQueue> queue_ = std::make_shared<QtMainQueue>();
-};
-
-TEST_F(QtQueue, CancelledTimersNeverFire) {
+TEST(QtQueue, CancelledTimersNeverFire) {
+  const auto queue = std::make_shared<QtMainQueue>();
   int fired = 0;
-  queue_->async([&] {
+  queue->async([&] {
     // All are due before the loop is free again: only cancelling keeps them from firing.
-    Timer once = queue_->after(0ms, [&] { ++fired; });
-    Timer repeating = queue_->every(1ms, [&] { ++fired; });
-    Timer elsewhere = queue_->after(0ms, [&] { ++fired; });
-    busyFor(5ms);
+    Timer once = queue->after(0ms, [&] { ++fired; });
+    Timer repeating = queue->every(1ms, [&] { ++fired; });
+    Timer elsewhere = queue->after(0ms, [&] { ++fired; });
+    std::this_thread::sleep_for(5ms);
     once.cancel();
     repeating = {};
     std::thread([&] { elsewhere.cancel(); }).join();
-    queue_->asyncAfter(5ms, endLoop);
+    queue->asyncAfter(5ms, [] { QCoreApplication::exit(); });
   });
-  runLoop();
+  QCoreApplication::exec();
   EXPECT_EQ(fired, 0);
 }
 
-TEST_F(QtQueue, ALateTimerFiresOnceForAllItMissed) {
+TEST(QtQueue, ALateTimerFiresOnceForAllItMissed) {
+  const auto queue = std::make_shared<QtMainQueue>();
   int fired = 0;
-  int counted = 0;
-  Timer timer = queue_->every(10ms, [&] {
+  Timer timer = queue->every(10ms, [&] {
     if (++fired > 1) return;
-    busyFor(100ms);  // ten intervals
-    queue_->asyncAfter(1ms, [&] {
-      counted = fired;
-      endLoop();
-    });
+    std::this_thread::sleep_for(100ms);  // ten intervals
+    queue->asyncAfter(1ms, [] { QCoreApplication::exit(); });
   });
-  runLoop();
-  EXPECT_LE(counted, 2);
+  QCoreApplication::exec();
+  EXPECT_LE(fired, 2);
 }
 
 }  // namespace

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
@@ -44,11 +42,8 @@ TEST_F(UserDefaultsTest, KeepsValuesOfEveryTypeAcrossRunsAndPrivately) {
   EXPECT_EQ(defaults.boolean("onboarded"), true);
   EXPECT_EQ(defaults.dictionary("approvedDevices")->at("id “1”"), "Anna's iPad");
   EXPECT_FALSE(defaults.boolean("gone"));
-  struct stat status {};
-  ASSERT_EQ(::stat(file_.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777, 0600U);
-  ASSERT_EQ(::stat(file_.parent_path().c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777, 0700U);
+  EXPECT_EQ(fs::status(file_).permissions(), fs::perms(0600));
+  EXPECT_EQ(fs::status(file_.parent_path()).permissions(), fs::perms(0700));
 }
 
 TEST_F(UserDefaultsTest, AValueOfAnotherTypeReadsAsAbsentAndUnknownKeysStay) {

@@ -7,7 +7,6 @@ namespace tessaline {
 namespace {
 
 using namespace std::chrono_literals;
-using platform::Reachability;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -38,24 +37,6 @@ TEST_F(ControllerTest, TheFirstLaunchOpensTheAssistantAndTurnsOpenAtLoginOnOnce)
   launch();
   EXPECT_THAT(windows_.events, IsEmpty());
   EXPECT_FALSE(workspace_.atLogin) << "whoever turned it off is not asked again";
-}
-
-TEST_F(ControllerTest, TriesTheLocalNetworkUntilItIsKnownToWork) {
-  launch();
-  show({"A", "B"});
-  queues_.advance(10s);
-  EXPECT_EQ(network_.probed.size(), 1U) << "one at a time";
-  network_.answerProbe(Reachability::failed);
-  queues_.advance(3s);
-  ASSERT_EQ(network_.probed.size(), 2U);
-  network_.answerProbe(Reachability::ready);
-  queues_.advance(60s);
-  EXPECT_EQ(network_.probed.size(), 2U);
-  discovery_.report(platform::ServiceBrowser::State::failed, -65570);
-  queues_.run();
-  EXPECT_TRUE(controller_->localNetworkDenied());
-  stream(*connect("A"));
-  EXPECT_FALSE(controller_->localNetworkDenied()) << "a live stream proves that it works";
 }
 
 TEST_F(ControllerTest, StartsOnTheLastScreenByItselfWhenNothingSpeaksAgainstIt) {

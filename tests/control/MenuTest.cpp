@@ -119,10 +119,9 @@ TEST_F(MenuTest, TheAssistantLeadsFromNothingToAPicture) {
   show({"B", "A"});
   EXPECT_EQ(setup(), "-[Show in Finder]…-[A][B]-[Make it smooth]");
   access_.allowed = true;
-  network_.answerProbe(platform::Reachability::blocked);
   press(3, 0);
   press(2, 1);
-  EXPECT_EQ(setup(), "✓-[Open Settings]…[A][B]…");
+  EXPECT_EQ(setup(), "✓……[A][B]…");
   commands_->files = {"/etc/sudoers.d/tessaline"};
   stream(*connected());
   EXPECT_EQ(setup(), "✓✓✓✓");

@@ -16,12 +16,10 @@ class Doorway final : public FakeNetwork {
   struct Open final : platform::Listener {
     std::uint16_t port() const override { return Proto::videoPort; }
   };
-  bool taken = false;  // the port, by another program
   Accept<platform::Connection> accept;
 
   Made listen(const platform::ListenerParameters&, std::shared_ptr<Queue> queue,
               Accept<platform::Connection> handler) override {
-    if (taken) return Failure{"in use"};
     home = std::move(queue);
     accept = std::move(handler);
     return Made(std::make_unique<Open>());

@@ -21,16 +21,12 @@ class FakeWindows final : public ScreenController::Windows {
   struct Display final : VideoDisplay {
     void show(std::shared_ptr<const platform::VideoPicture>) override {}
   };
-  bool homeShown = false;
   bool fullShown = false;
   HomeScreen home;
 
-  void showHome(const HomeScreen& content) override {
-    home = content;
-    homeShown = true;
-  }
+  void showHome(const HomeScreen& content) override { home = content; }
   void updateHome(const HomeScreen& content) override { home = content; }
-  void hideHome() override { homeShown = false; }
+  void hideHome() override {}
   void showFull() override { fullShown = true; }
   void hideFull() override { fullShown = false; }
   std::shared_ptr<VideoDisplay> videoDisplay() override { return std::make_shared<Display>(); }
@@ -64,54 +60,33 @@ class ScreenControllerTest : public testing::Test {
                                defaults_};
 };
 
-TEST_F(ScreenControllerTest, SaysWhenItWaitsInVain) {
-  network_.taken = true;
-  start();
-  EXPECT_EQ(windows_.home.status, "Another program uses port 7777 of this computer.");
-  EXPECT_TRUE(discovery_.advertised.empty());
-  EXPECT_FALSE(network_.datagramHandler);
-}
-
-TEST_F(ScreenControllerTest, ShowsTheHomeWindowAndTheFullWindowInTurn) {
+TEST_F(ScreenControllerTest, KeepsAwakeAndOpensAtLoginAsTheUserSays) {
+  defaults_.set("deviceID", "mine");
   start();
   EXPECT_TRUE(workspace_.atLogin);
-  EXPECT_EQ(workspace_.activities, 1) << "kept awake";
+  EXPECT_EQ(workspace_.activities, 1);
   const auto first = connect();
-  EXPECT_TRUE(windows_.fullShown);
-  EXPECT_FALSE(windows_.homeShown);
+  const Hello hello{1920, 1080, {}, 1, "mine", "", {}};
+  EXPECT_EQ(first->sent.at(0), framing::message(Proto::hello, hello.encoded()));
   EXPECT_TRUE(workspace_.options.latencyCritical);
-
   // One that replaces it keeps the window up, and keeps awake once.
-  const auto second = connect();
+  connect();
   EXPECT_TRUE(first->cancelled);
   EXPECT_TRUE(windows_.fullShown);
   EXPECT_EQ(workspace_.activities, 2);
-
   windows_.onEscape();
   queues_.run();
-  EXPECT_TRUE(second->cancelled);
-  EXPECT_TRUE(windows_.homeShown);
   EXPECT_FALSE(windows_.fullShown);
   EXPECT_EQ(workspace_.activities, 1);
-}
 
-TEST_F(ScreenControllerTest, LeavesTheSettingsToTheUser) {
-  defaults_.set("screenConfigured", true);
-  defaults_.set("keepAwake", false);
-  defaults_.set("deviceID", "mine");
-  start();
-  EXPECT_FALSE(workspace_.atLogin);
-  EXPECT_EQ(workspace_.activities, 0);
-  windows_.home.keepAwake.set(true);
-  windows_.home.openAtLogin.set(true);
-  EXPECT_TRUE(windows_.home.keepAwake.on && windows_.home.openAtLogin.on);
-  EXPECT_TRUE(workspace_.atLogin);
-  EXPECT_EQ(workspace_.activities, 1);
-  EXPECT_EQ(defaults_.boolean("keepAwake"), true);
-  windows_.home.keepAwake.set(false);
-  EXPECT_EQ(workspace_.activities, 0);
-  const Hello hello{1920, 1080, {}, 1, "mine", "", {}};
-  EXPECT_EQ(connect()->sent.at(0), framing::message(Proto::hello, hello.encoded()));
+  for (const bool on : {false, true}) {
+    windows_.home.keepAwake.set(on);
+    windows_.home.openAtLogin.set(on);
+    EXPECT_EQ(windows_.home.keepAwake.on, on);
+    EXPECT_EQ(workspace_.atLogin, on);
+    EXPECT_EQ(workspace_.activities, on ? 1 : 0);
+    EXPECT_EQ(defaults_.boolean("keepAwake"), on);
+  }
 }
 
 class LatestPictureTest : public testing::Test {

@@ -15,13 +15,6 @@ namespace tessaline::test {
 /// A local network on which the test is every other computer.
 class FakeDiscovery final : public platform::ServiceDiscovery {
  public:
-  struct Advertisement final : platform::ServiceAdvertisement {
-    FakeDiscovery* discovery = nullptr;
-    std::string name;
-    std::string type;
-    std::uint16_t port = 0;
-    ~Advertisement() override { std::erase(discovery->advertised, this); }
-  };
   struct Browser final : platform::ServiceBrowser {
     FakeDiscovery* discovery = nullptr;
     std::string type;
@@ -30,20 +23,12 @@ class FakeDiscovery final : public platform::ServiceDiscovery {
     ~Browser() override { std::erase(discovery->browsers, this); }
   };
 
-  std::vector<Advertisement*> advertised;                            // those that exist
   std::vector<Browser*> browsers;                                    // those that exist
   std::map<std::string, std::vector<platform::Endpoint>> addresses;  // by a service's name
 
-  std::unique_ptr<platform::ServiceAdvertisement> advertise(const std::string& name,
-                                                            const std::string& type,
-                                                            std::uint16_t port) override {
-    auto made = std::make_unique<Advertisement>();
-    made->discovery = this;
-    made->name = name;
-    made->type = type;
-    made->port = port;
-    advertised.push_back(made.get());
-    return made;
+  std::unique_ptr<platform::ServiceAdvertisement> advertise(const std::string&, const std::string&,
+                                                            std::uint16_t) override {
+    return std::make_unique<platform::ServiceAdvertisement>();
   }
   std::unique_ptr<platform::ServiceBrowser> browse(
       const std::string& type, std::shared_ptr<Queue> queue,
@@ -67,11 +52,6 @@ class FakeDiscovery final : public platform::ServiceDiscovery {
     for (const auto& name : names) services.push_back({name, browsers.back()->type, "local"});
     browsers.back()->queue->async(
         [callbacks = browsers.back()->callbacks, services] { callbacks.onResults(services); });
-  }
-  void report(platform::ServiceBrowser::State state, std::optional<int> error = std::nullopt) {
-    browsers.back()->queue->async([callbacks = browsers.back()->callbacks, state, error] {
-      callbacks.onState(state, error);
-    });
   }
 };
 

@@ -291,20 +291,10 @@ class FakeNetwork : public platform::Network {
     ~DatagramPort() override { network->datagramHandler = nullptr; }
     std::uint16_t port() const override { return number; }
   };
-  struct Probe final : platform::ReachabilityProbe {
-    FakeNetwork* network = nullptr;
-    std::function<void(platform::Reachability)> done;
-    ~Probe() override {
-      if (network->underway == this) network->underway = nullptr;
-    }
-  };
-
   std::optional<std::string> address = "192.0.2.1";
   std::shared_ptr<platform::Connection> nextConnection;
   std::vector<platform::ServiceEndpoint> connectedTo;
   DatagramHandler datagramHandler;  // of the listener for datagrams that exists
-  std::vector<platform::ServiceEndpoint> probed;
-  Probe* underway = nullptr;  // the newest probe that exists
 
   std::shared_ptr<platform::Connection> connect(const platform::Endpoint&,
                                                 std::shared_ptr<Queue>) override {
@@ -336,19 +326,9 @@ class FakeNetwork : public platform::Network {
     return Made(std::move(made));
   }
   std::unique_ptr<platform::ReachabilityProbe> probe(
-      const platform::ServiceEndpoint& service, std::shared_ptr<Queue>,
-      std::function<void(platform::Reachability)> done) override {
-    probed.push_back(service);
-    auto made = std::make_unique<Probe>();
-    made->network = this;
-    made->done = std::move(done);
-    underway = made.get();
-    return made;
-  }
-  /// Answers the probe that is under way, which may go with that.
-  void answerProbe(platform::Reachability result) const {
-    const auto done = underway->done;
-    done(result);
+      const platform::ServiceEndpoint&, std::shared_ptr<Queue>,
+      std::function<void(platform::Reachability)>) override {
+    return std::make_unique<platform::ReachabilityProbe>();
   }
   std::optional<std::string> localIPv4Address() override { return address; }
   void reverseName(const std::string&, Duration, std::shared_ptr<Queue>,

@@ -22,10 +22,6 @@ class WebLinkTest : public testing::Test {
     link_ = std::make_shared<WebLink>(socket_, network_, queues_.main());
     hellos_.clear();
     link_->onHello = [this](const Hello& hello) { hellos_.push_back(hello); };
-    link_->onInput = [this](const ScreenLink::Input& message) {
-      inputs_.push_back(std::string(message.at("t").as_string()));
-    };
-    link_->onProbeAck = [this](std::uint32_t id, double time) { acks_.emplace_back(id, time); };
     link_->onClose = [this] { ++closes_; };
     link_->start();
     queues_.run();
@@ -43,8 +39,6 @@ class WebLinkTest : public testing::Test {
   std::shared_ptr<test::FakeWebSocket> socket_;
   std::shared_ptr<WebLink> link_;
   std::vector<Hello> hellos_;
-  std::vector<std::string> inputs_;
-  std::vector<std::pair<std::uint32_t, double>> acks_;
   int closes_ = 0;
 };
 
@@ -88,18 +82,6 @@ TEST_F(WebLinkTest, CleansNamesBeforeAPersonReadsThem) {
   EXPECT_FALSE(WebLink::networkName(".local"));
   EXPECT_EQ(WebLink::networkName("abcdef.fritz.box"), "abcdef");
   EXPECT_EQ(WebLink::networkName("a\xF4z\nb"), "a\uFFFDzb") << "bytes that are no text";
-}
-
-TEST_F(WebLinkTest, SortsProbeAnswersAndInputByTheirForm) {
-  using Opcode = platform::WebSocketConnection::Opcode;
-  socket_->say(R"({"t":"tap","x":0.5,"y":0.5})");  // before any hello
-  socket_->say({Opcode::binary, {10, 0, 0, 1, 2, 0, 123}});
-  socket_->say({Opcode::binary, {10, 0, 0, 1, 2, 0}});       // too short
-  socket_->say({Opcode::binary, {11, 0, 0, 1, 2, 0, 123}});  // another type
-  socket_->say({Opcode::binary, {}});
-  EXPECT_EQ(inputs_, (std::vector<std::string>{"tap"}));
-  EXPECT_EQ(acks_, (std::vector<std::pair<std::uint32_t, double>>{{0x102, 12.3}}));
-  EXPECT_EQ(closes_, 0);
 }
 
 TEST_F(WebLinkTest, TakesLittleFromStrangers) {
