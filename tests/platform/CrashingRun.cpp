@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <iostream>
 
 #include "base/AsioQueue.h"
@@ -22,10 +23,13 @@ int main(int argc, char** argv) {
   descriptor.name = argc == 3 ? argv[2] : "Crash";
   descriptor.maxPixelsWide = 640;
   descriptor.maxPixelsHigh = 480;
-  const std::size_t before = (*desktop)->shareableDisplays()->size();
   const auto display = (*desktop)->createVirtualDisplay(descriptor);
   if (!display || !display->apply({false, {{640, 480, 60}}})) return 1;
-  if (!test::eventually([&] { return (*desktop)->shareableDisplays()->size() > before; })) return 1;
+  const auto listed = [&] {
+    auto displays = (*desktop)->shareableDisplays();
+    return std::ranges::count(*displays, display->displayID(), &DisplayInfo::id) == 1;
+  };
+  if (!test::eventually(listed)) return 1;
   std::cout << "made" << std::endl;
   for (;;) ::pause();
 }

@@ -30,7 +30,7 @@ int largestError(const PixelBuffer& original, const VideoPicture& decoded, const
       worst = std::max(worst, std::abs(luma - at(decoded, 0, x, y)));
       if (x % 2 != 0 || y % 2 != 0) continue;
       const std::uint8_t* pair = original.chroma() + y / 2 * original.stride() + x;
-      for (std::size_t plane : {1, 2}) {
+      for (const std::size_t plane : {1U, 2U}) {
         const int error = pair[plane - 1] - at(decoded, plane, x / 2, y / 2);
         worst = std::max(worst, std::abs(error));
       }
@@ -44,7 +44,7 @@ bool equalOutside(const VideoPicture& a, const VideoPicture& b, const PixelRect&
     for (int x = 0; x < a.size.width; ++x) {
       if (area.contains(x, y)) continue;
       if (at(a, 0, x, y) != at(b, 0, x, y)) return false;
-      for (std::size_t plane : {1, 2}) {
+      for (const std::size_t plane : {1U, 2U}) {
         if (at(a, plane, x / 2, y / 2) != at(b, plane, x / 2, y / 2)) return false;
       }
     }
