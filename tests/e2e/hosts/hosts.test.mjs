@@ -3,6 +3,7 @@
 import assert from 'node:assert/strict';
 import { fileURLToPath } from 'node:url';
 
+import { Application } from '../support/application.mjs';
 import { pause, residentKiB, run, waitFor } from '../support/programs.mjs';
 import { expectPointer, testCard } from '../support/testCard.mjs';
 import { size, testHosts, useHosts } from './harness.mjs';
@@ -82,6 +83,14 @@ async function expectPointerOverAll() {
   await waitFor('the pointer to leave', async () => (
     await screen.drawnAt(520, 60) === null));
 }
+
+testHosts('a second screen on one computer says why it waits in vain', async () => {
+  const beside = new Application(screen.desktop, 'beside', { mode: 'screen' });
+  await beside.start();
+  await waitFor('the reason', async () => (
+    /uses port 7777/.test(await beside.control('status'))));
+  assert.equal(await beside.end('SIGTERM'), 0);
+});
 
 testHosts('a cable that is out for ten seconds costs the picture for little longer', async () => {
   await main.application.control('start', screen.name);

@@ -68,6 +68,14 @@ TEST_F(ServiceTest, AServiceIsReachedAtItsLastAddressWithinALinksTime) {
   nobody->connection = network->connect(ServiceEndpoint{"gone", kScreen.type, "local"}, queue_);
   nobody->start();
   EXPECT_TRUE(nobody->reached(ConnectionState::waiting));
+
+  for (const auto& [name, expected] :
+       {std::pair{kScreen.name.c_str(), Reachability::ready}, {"gone", Reachability::failed}}) {
+    std::promise<Reachability> answer;
+    const auto probe = network->probe({name, kScreen.type, "local"}, queue_,
+                                      [&](auto told) { answer.set_value(told); });
+    EXPECT_EQ(answer.get_future().get(), expected);
+  }
 }
 
 }  // namespace
