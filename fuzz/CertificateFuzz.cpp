@@ -4,7 +4,7 @@
 
 #include "Targets.h"
 #include "platform/common/net/OpenSslSecurity.h"
-#include "support/FakePlatform.h"
+#include "support/FakeNetwork.h"
 #include "support/TemporaryFolder.h"
 #include "support/VirtualQueues.h"
 #include "web/DirectCertificate.h"

@@ -5,7 +5,7 @@
 #include "platform/common/media/MediaVideoDecoding.h"
 #include "receiver/Receiver.h"
 #include "support/FakeDiscovery.h"
-#include "support/FakePlatform.h"
+#include "support/FakeNetwork.h"
 #include "support/VirtualQueues.h"
 
 namespace tessaline::fuzz {
@@ -18,23 +18,6 @@ using platform::ConnectionState;
 constexpr std::int64_t kLargestDecoded = std::int64_t{1} << 18;  // pixels
 constexpr PixelSize kView{64, 48};
 constexpr auto kPast = 5s;  // the limit for silence
-
-class ScreenNetwork final : public test::FakeNetwork {
- public:
-  struct Port final : platform::Listener {
-    std::uint16_t port() const override { return 7777; }
-  };
-  Accept<platform::Connection> accept;
-  std::shared_ptr<Queue> queue;
-
-  Result<std::unique_ptr<platform::Listener>> listen(
-      const platform::ListenerParameters&, std::shared_ptr<Queue> wanted,
-      Accept<platform::Connection> deliver) override {
-    queue = std::move(wanted);
-    accept = std::move(deliver);
-    return std::unique_ptr<platform::Listener>(std::make_unique<Port>());
-  }
-};
 
 /// A screen with its decoder, whose pictures are shown as its windows do: converted, and scaled.
 class Screen {
@@ -63,11 +46,11 @@ class Screen {
   }
 
   void datagram(ByteView bytes) {
-    network_.queue->sync([&] { network_.datagramHandler({"192.0.2.7", 40000}, bytes); });
+    network_.streamQueue->sync([&] { network_.datagramHandler({"192.0.2.7", 40000}, bytes); });
   }
   void stream(ByteView bytes) {
-    const auto connection = std::make_shared<StreamConnection>(network_.queue, bytes);
-    network_.queue->sync([&] { network_.accept(connection); });
+    const auto connection = std::make_shared<StreamConnection>(network_.streamQueue, bytes);
+    network_.streamQueue->sync([&] { network_.acceptStream(connection); });
     connection->report(ConnectionState::ready);
     queues_.run();
     queues_.advance(kPast);
@@ -88,7 +71,7 @@ class Screen {
   }
 
   test::VirtualQueues queues_;
-  ScreenNetwork network_;
+  test::FakeNetwork network_;
   test::FakeDiscovery discovery_;
   int streams_ = 0;
   const std::unique_ptr<platform::VideoDecoding> decoding_ = platform::createVideoDecoding(queues_);

@@ -5,7 +5,8 @@
 
 #include "Targets.h"
 #include "base/SafeText.h"
-#include "support/BrowserNetwork.h"
+#include "support/FakeNetwork.h"
+#include "support/FakePlatform.h"
 #include "support/VirtualQueues.h"
 #include "web/TouchInput.h"
 #include "web/WebLink.h"
@@ -65,7 +66,7 @@ void web(ByteView input) {
   test::VirtualQueues queues;
   test::FakeDesktop desktop;
   test::FakeCoding coding;
-  test::BrowserNetwork network;
+  test::FakeNetwork network;
   UserDefaults defaults(file);
   ApprovedDevices approved(defaults);
   TouchInput touches(queues.main(), defaults, desktop);

@@ -5,8 +5,9 @@
 #include "control/Controller.h"
 #include "protocol/Framing.h"
 #include "protocol/Proto.h"
-#include "support/BrowserNetwork.h"
 #include "support/FakeDiscovery.h"
+#include "support/FakeNetwork.h"
+#include "support/FakePlatform.h"
 #include "support/RecordingCommands.h"
 #include "support/TemporaryFolder.h"
 
@@ -73,10 +74,8 @@ class ControllerFixture : public testing::Test {
   /// The screen introduces itself, the user allows it, the picture starts.
   void stream(FakeConnection& screen, bool allow = true) {
     screen.report(platform::ConnectionState::ready);
-    const Bytes hello =
-        framing::message(Proto::hello, Hello{800, 600, {}, 1, "id", "", {}}.encoded());
-    feed(screen, Bytes(hello.begin(), hello.begin() + 4));
-    feed(screen, Bytes(hello.begin() + 4, hello.end()));
+    screen.say(framing::message(Proto::hello, Hello{800, 600, {}, 1, "id", "", {}}.encoded()));
+    queues_.run();
     if (const auto questions = controller_->approvedDevices().pending(); !questions.empty()) {
       controller_->approvedDevices().answer(questions.front().id, allow);
       queues_.run();
@@ -109,7 +108,7 @@ class ControllerFixture : public testing::Test {
   VirtualQueues queues_;
   FakeDesktop desktop_;
   FakeCoding coding_;
-  BrowserNetwork network_;
+  FakeNetwork network_;
   FakeDiscovery discovery_;
   FakeWorkspace workspace_;
   FakeCaptureAccess access_;
@@ -127,13 +126,6 @@ class ControllerFixture : public testing::Test {
  private:
   void begin() {
     if (desktop_.stream) desktop_.stream->started(std::nullopt);
-    queues_.run();
-  }
-  void feed(FakeConnection& screen, Bytes bytes) {
-    screen.queue()->sync([&] {
-      const auto receiver = std::exchange(screen.receiver, nullptr);
-      receiver({.bytes = std::move(bytes)});
-    });
     queues_.run();
   }
   static const StatusMenuItem* find(const std::vector<StatusMenuItem>& items,

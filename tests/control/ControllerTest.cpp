@@ -39,6 +39,21 @@ TEST_F(ControllerTest, TheFirstLaunchOpensTheAssistantAndTurnsOpenAtLoginOnOnce)
   EXPECT_FALSE(workspace_.atLogin) << "whoever turned it off is not asked again";
 }
 
+TEST_F(ControllerTest, TriesTheLocalNetworkUntilItIsKnownToWork) {
+  launch();
+  show({"A", "B"});
+  queues_.advance(10s);
+  EXPECT_EQ(network_.probes, 1) << "one at a time";
+  network_.answerProbe(platform::Reachability::blocked);
+  EXPECT_TRUE(controller_->localNetworkDenied());
+  queues_.advance(3s);
+  EXPECT_EQ(network_.probes, 2);
+  network_.answerProbe(platform::Reachability::ready);
+  queues_.advance(60s);
+  EXPECT_EQ(network_.probes, 2);
+  EXPECT_TRUE(controller_->localNetworkOK());
+}
+
 TEST_F(ControllerTest, StartsOnTheLastScreenByItselfWhenNothingSpeaksAgainstIt) {
   launch();
   show({"B", "A"});

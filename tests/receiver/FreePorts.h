@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "platform/common/net/AsioNetwork.h"
-#include "support/FakePlatform.h"
+#include "support/FakeNetwork.h"
 
 namespace tessaline::test {
 

@@ -18,7 +18,6 @@
 #include "protocol/Hello.h"
 #include "protocol/ParameterSets.h"
 #include "protocol/Proto.h"
-#include "receiver/Doorway.h"
 #include "receiver/FakeMain.h"
 #include "receiver/FreePorts.h"
 #include "support/FakeDiscovery.h"
@@ -362,7 +361,7 @@ TEST_F(ReceiverOnSockets, ReadsNoFurtherThanTheDecoderCanFollow) {
 
 TEST(Receiver, LetsNothingPileUpOnABusyMainQueueOrInTheAnswersToProbes) {
   test::VirtualQueues queues;
-  test::Doorway network;
+  test::FakeNetwork network;
   test::FakeDiscovery discovery;
   const auto decoding = platform::createVideoDecoding(queues);
   Receiver receiver({queues, network, discovery, *decoding}, {"screen", "id"});
@@ -374,7 +373,7 @@ TEST(Receiver, LetsNothingPileUpOnABusyMainQueueOrInTheAnswersToProbes) {
   };
   queues.main()->sync([&] { receiver.start(); });
   queues.run();
-  network.home->sync([&] {
+  network.streamQueue->sync([&] {
     for (std::uint16_t i = 1; i <= 1000; ++i) {
       network.datagramHandler({}, CursorUpdate{i, {i, 0, true}}.datagram());
     }
@@ -386,7 +385,7 @@ TEST(Receiver, LetsNothingPileUpOnABusyMainQueueOrInTheAnswersToProbes) {
   const auto connection = network.arrive();
   queues.run();
   connection->taking = false;
-  for (int i = 0; i < 1000; ++i) network.say(*connection, Proto::probe, Bytes{0, 0, 0, 1});
+  for (int i = 0; i < 1000; ++i) connection->say(framing::message(Proto::probe, Bytes{0, 0, 0, 1}));
   EXPECT_LT(connection->untaken.size(), 50U);
 }
 

@@ -3,11 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "platform/common/media/MediaVideoDecoding.h"
+#include "protocol/Framing.h"
 #include "protocol/Hello.h"
 #include "protocol/Proto.h"
-#include "receiver/Doorway.h"
 #include "receiver/LatestPicture.h"
 #include "support/FakeDiscovery.h"
+#include "support/FakeNetwork.h"
 #include "support/FakePlatform.h"
 #include "support/TemporaryFolder.h"
 #include "support/VirtualQueues.h"
@@ -51,7 +52,7 @@ class ScreenControllerTest : public testing::Test {
   test::TemporaryFolder folder_;
   test::VirtualQueues queues_;
   UserDefaults defaults_{folder_.path() / "defaults.json"};
-  test::Doorway network_;
+  test::FakeNetwork network_;
   test::FakeDiscovery discovery_;
   test::FakeWorkspace workspace_;
   FakeWindows windows_;

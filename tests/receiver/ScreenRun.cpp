@@ -13,6 +13,7 @@
 #include "receiver/ScreenController.h"
 #include "receiver/ScreenWindows.h"
 #include "support/FakeDiscovery.h"
+#include "support/FakePlatform.h"
 
 namespace tessaline {
 namespace {

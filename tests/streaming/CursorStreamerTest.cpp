@@ -4,6 +4,7 @@
 
 #include "protocol/Proto.h"
 #include "support/FakeLink.h"
+#include "support/FakeNetwork.h"
 #include "support/FakePlatform.h"
 #include "support/VirtualQueues.h"
 

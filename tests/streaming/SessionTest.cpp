@@ -10,6 +10,7 @@
 #include "protocol/Proto.h"
 #include "streaming/Messages.h"
 #include "support/FakeLink.h"
+#include "support/FakeNetwork.h"
 #include "support/FakePlatform.h"
 #include "support/VirtualQueues.h"
 

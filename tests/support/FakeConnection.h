@@ -68,10 +68,20 @@ class FakeConnection final : public FakeAnyConnection<platform::Connection> {
  public:
   using FakeAnyConnection::FakeAnyConnection;
   void receive(std::size_t, std::size_t, std::function<void(Received)> done) override {
-    receiver = std::move(done);
+    receiver_ = std::move(done);
   }
   void finish() override { cancel(); }
-  std::function<void(Received)> receiver;
+
+  /// The peer sends a message, which is read in two parts: its length, and what follows.
+  void say(const Bytes& message) {
+    const auto body = message.begin() + 4;
+    for (const Bytes& part : {Bytes(message.begin(), body), Bytes(body, message.end())}) {
+      queue()->sync([&] { std::exchange(receiver_, nullptr)({part, false, false}); });
+    }
+  }
+
+ private:
+  std::function<void(Received)> receiver_;
 };
 
 class FakeWebSocket final : public FakeAnyConnection<platform::WebSocketConnection> {

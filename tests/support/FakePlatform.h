@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "platform/DesktopEnvironment.h"
-#include "platform/Network.h"
 #include "platform/VideoCoding.h"
 #include "platform/Workspace.h"
 
@@ -277,63 +276,6 @@ class FakeCoding final : public platform::VideoCoding {
     if (keyFrame) frame.parameterSets = {{0x67, 100, 12, 40}, {0x68, 1}};
     frame.data = std::make_shared<const Bytes>(std::move(data));
     coder->callbacks.onOutput(frame);
-  }
-};
-
-/// A network without wires: it hands out what the test prepared.
-class FakeNetwork : public platform::Network {
- public:
-  using Made = Result<std::unique_ptr<platform::Listener>>;
-
-  struct DatagramPort final : platform::Listener {
-    FakeNetwork* network = nullptr;
-    std::uint16_t number = 0;
-    ~DatagramPort() override { network->datagramHandler = nullptr; }
-    std::uint16_t port() const override { return number; }
-  };
-  std::optional<std::string> address = "192.0.2.1";
-  std::shared_ptr<platform::Connection> nextConnection;
-  std::vector<platform::ServiceEndpoint> connectedTo;
-  DatagramHandler datagramHandler;  // of the listener for datagrams that exists
-
-  std::shared_ptr<platform::Connection> connect(const platform::Endpoint&,
-                                                std::shared_ptr<Queue>) override {
-    return nextConnection;
-  }
-  std::shared_ptr<platform::Connection> connect(const platform::ServiceEndpoint& service,
-                                                std::shared_ptr<Queue>) override {
-    connectedTo.push_back(service);
-    return nextConnection;
-  }
-  Made listen(const platform::ListenerParameters&, std::shared_ptr<Queue>,
-              Accept<platform::Connection>) override {
-    return Failure{"no wires"};
-  }
-  Made listenWebSocket(const platform::ListenerParameters&, std::shared_ptr<Queue>, QueueMaker,
-                       Accept<platform::WebSocketConnection>) override {
-    return Failure{"no wires"};
-  }
-  std::unique_ptr<platform::DatagramConnection> openDatagram(const platform::Endpoint&,
-                                                             std::shared_ptr<Queue>) override {
-    return nullptr;
-  }
-  Made listenDatagrams(std::uint16_t port, std::shared_ptr<Queue>,
-                       DatagramHandler handler) override {
-    datagramHandler = std::move(handler);
-    auto made = std::make_unique<DatagramPort>();
-    made->network = this;
-    made->number = port;
-    return Made(std::move(made));
-  }
-  std::unique_ptr<platform::ReachabilityProbe> probe(
-      const platform::ServiceEndpoint&, std::shared_ptr<Queue>,
-      std::function<void(platform::Reachability)>) override {
-    return std::make_unique<platform::ReachabilityProbe>();
-  }
-  std::optional<std::string> localIPv4Address() override { return address; }
-  void reverseName(const std::string&, Duration, std::shared_ptr<Queue>,
-                   std::function<void(std::optional<std::string>)> done) override {
-    done(std::nullopt);
   }
 };
 

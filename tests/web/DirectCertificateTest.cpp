@@ -14,7 +14,7 @@
 #include "platform/common/net/OpenSslSecurity.h"
 #include "platform/linux/desktop/ChildProcesses.h"
 #include "support/Certificates.h"
-#include "support/FakePlatform.h"
+#include "support/FakeNetwork.h"
 #include "support/TemporaryFolder.h"
 
 namespace tessaline {

@@ -5,8 +5,7 @@
 #include <boost/json/object.hpp>
 
 #include "protocol/Proto.h"
-#include "support/FakeConnection.h"
-#include "support/FakePlatform.h"
+#include "support/FakeNetwork.h"
 #include "support/VirtualQueues.h"
 
 namespace tessaline {

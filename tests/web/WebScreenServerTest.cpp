@@ -5,7 +5,8 @@
 #include <algorithm>
 
 #include "protocol/Proto.h"
-#include "support/BrowserNetwork.h"
+#include "support/FakeNetwork.h"
+#include "support/FakePlatform.h"
 #include "support/TemporaryFolder.h"
 #include "support/VirtualQueues.h"
 
@@ -32,7 +33,7 @@ class WebScreenServerTest : public testing::Test {
   test::VirtualQueues queues_;
   test::FakeDesktop desktop_;
   test::FakeCoding coding_;
-  test::BrowserNetwork network_;
+  test::FakeNetwork network_;
   test::TemporaryFolder folder_;
   UserDefaults defaults_{folder_.path() / "defaults.json"};
   ApprovedDevices approved_{defaults_};
@@ -74,8 +75,8 @@ TEST_F(WebScreenServerTest, StrangersAreYoungButAPersonMayTakeTheirTimeToAnswer)
 
 TEST_F(WebScreenServerTest, MayGoWhileBrowsersAreArriving) {
   const auto socket = browse();
-  const auto late = std::make_shared<test::FakeWebSocket>(network_.queues());
-  network_.listenerQueue->sync([&] { network_.accept(late); });
+  const auto late = std::make_shared<test::FakeWebSocket>(network_.browserQueues());
+  network_.browserQueue->sync([&] { network_.acceptBrowser(late); });
   server_.reset();
   queues_.advance(10s);
   EXPECT_TRUE(desktop_.displays.empty());

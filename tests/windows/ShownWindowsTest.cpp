@@ -24,7 +24,8 @@
 #include "receiver/HomeWindow.h"
 #include "shell/AlertWindow.h"
 #include "shell/TextView.h"
-#include "support/BrowserNetwork.h"
+#include "support/FakeNetwork.h"
+#include "support/FakePlatform.h"
 #include "support/SessionBus.h"
 #include "support/TemporaryFolder.h"
 #include "support/VirtualQueues.h"
@@ -120,7 +121,7 @@ struct Server {
   test::VirtualQueues queues;
   test::FakeDesktop desktop;
   test::FakeCoding coding;
-  test::BrowserNetwork network;
+  test::FakeNetwork network;
   const test::TemporaryFolder folder;
   UserDefaults defaults{folder.path() / "defaults.json"};
   ApprovedDevices approved{defaults};
