@@ -10,6 +10,7 @@
 #include "base/SafeText.h"
 #include "platform/linux/desktop/ApplicationFolders.h"
 #include "platform/linux/desktop/DBusControl.h"
+#include "support/Eventually.h"
 #include "support/Program.h"
 #include "support/SessionBus.h"
 #include "support/TemporaryFolder.h"
@@ -42,8 +43,7 @@ class ControlBusTest : public testing::Test,
                                        control_.requests(), queues_.main());
     });
     // The endpoint takes its name in its own time.
-    for (int i = 0; i < 200 && ctl({"status"}).first == 3; ++i) {
-    }
+    EXPECT_TRUE(test::eventually([] { return ctl({"status"}).first == 0; }));
   }
   void stop() {
     onMain([this] {

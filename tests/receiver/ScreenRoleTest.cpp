@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <thread>
 
 #include "base/AsioQueue.h"
 #include "platform/common/media/MediaVideoCoding.h"
@@ -15,14 +14,13 @@
 #include "protocol/Cursor.h"
 #include "protocol/Proto.h"
 #include "receiver/FakeMain.h"
+#include "support/Eventually.h"
 #include "support/Program.h"
 #include "support/TemporaryFolder.h"
 #include "support/x11/PrivateXServer.h"
 
 namespace tessaline {
 namespace {
-
-using namespace std::chrono_literals;
 
 constexpr PixelSize kScreen{1280, 800};
 constexpr std::array<std::uint32_t, 4> kQuarters = {0xC02020, 0x20A040, 0x3050E0, 0xE0D020};
@@ -62,9 +60,8 @@ class Onlooker {
 
   /// The pixel gets that colour; what it is when it does not within a while.
   testing::AssertionResult shows(int x, int y, std::uint32_t colour) {
-    for (int i = 0; i < 1000; ++i) {
-      if (alike(pixel(x, y), colour)) return testing::AssertionSuccess();
-      std::this_thread::sleep_for(10ms);
+    if (test::eventually([&] { return alike(pixel(x, y), colour); })) {
+      return testing::AssertionSuccess();
     }
     return testing::AssertionFailure() << std::hex << pixel(x, y) << " instead of " << colour
                                        << std::dec << " at " << x << ", " << y;

@@ -12,9 +12,8 @@
 #include <ostream>
 #include <sstream>
 #include <string>
-#include <thread>
 
-#include "base/Bytes.h"
+#include "support/Eventually.h"
 
 namespace tessaline::test {
 
@@ -29,13 +28,10 @@ struct Census {
   static Census now() { return {entries("/proc/self/fd"), entries("/proc/self/task")}; }
   /// Waits until nothing more than that is left: sockets close on their own queues.
   [[nodiscard]] bool comesBack() const {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
-    for (Census seen = now(); seen.descriptors > descriptors || seen.threads > threads;
-         seen = now()) {
-      if (std::chrono::steady_clock::now() > end) return false;
-      std::this_thread::yield();
-    }
-    return true;
+    return eventually([this] {
+      const Census seen = now();
+      return seen.descriptors <= descriptors && seen.threads <= threads;
+    });
   }
   friend std::ostream& operator<<(std::ostream& out, const Census& census) {
     return out << census.descriptors << " descriptors, " << census.threads << " threads";
@@ -70,14 +66,7 @@ inline bool peerHasRead(boost::asio::ip::tcp::socket& socket) {
 }
 /// Waits for that.
 inline void awaitPeer(boost::asio::ip::tcp::socket& socket) {
-  const auto end = std::chrono::steady_clock::now() + kPatience;
-  while (!peerHasRead(socket)) {
-    if (std::chrono::steady_clock::now() > end) {
-      ADD_FAILURE() << "the peer does not read";
-      return;
-    }
-    std::this_thread::yield();
-  }
+  EXPECT_TRUE(eventually([&] { return peerHasRead(socket); })) << "the peer does not read";
 }
 
 }  // namespace tessaline::test

@@ -52,12 +52,11 @@ class CutBrowserTest : public testing::Test {
   /// Waits for what is true on the main queue.
   template <typename Condition>
   bool wait(Condition condition) {
-    const auto end = Clock::now() + std::chrono::seconds(30);
-    for (bool met = false; Clock::now() < end; std::this_thread::yield()) {
+    return test::eventually([&] {
+      bool met = false;
       onMain([&] { met = condition(); });
-      if (met) return true;
-    }
-    return false;
+      return met;
+    });
   }
   bool nobodyIsLeft() {
     return wait([&] { return server_->sessions().empty() && desktop_.displays.empty(); });

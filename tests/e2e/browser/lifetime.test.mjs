@@ -92,6 +92,14 @@ testApplication('switching the role forgets it and ends in order; a new process 
   application.storedDefaults = { mode: 'main', onboarded: true, approvedDevices };
 });
 
+testApplication('where no desktop serves, the application runs and says so', async () => {
+  const lost = new Application(tools.desktop, 'lost',
+    { mode: 'main', onboarded: true, desktop: 'elsewhere' });
+  await lost.start();
+  assert.match((await lost.status()).status, /cannot have extra screens/);
+  assert.equal(await lost.end('SIGTERM'), 0);
+});
+
 testApplication('a second start leaves at once; another configuration runs beside the first', async () => {
   const { application, desktop } = tools;
   const visitor = await tools.becomeScreen(size);
