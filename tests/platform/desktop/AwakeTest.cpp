@@ -31,8 +31,8 @@ class ScreenSaver {
           ++inhibitions_;
           return ++last_;
         });
-    object_.method(kInterface, "UnInhibit", [this](std::uint32_t) {
-      --inhibitions_;
+    object_.method(kInterface, "UnInhibit", [this](std::uint32_t cookie) {
+      if (cookie == last_) --inhibitions_;
       ++released_;
     });
     object_.publish();

@@ -1,9 +1,7 @@
 #include <gmock/gmock.h>
 
-#include <condition_variable>
 #include <csignal>
 #include <map>
-#include <mutex>
 #include <set>
 
 #include "PrivateNetwork.h"
@@ -11,6 +9,7 @@
 #include "platform/common/net/AsioNetwork.h"
 #include "platform/linux/discovery/AvahiDiscovery.h"
 #include "platform/linux/discovery/ServiceNames.h"
+#include "support/Eventually.h"
 
 namespace tessaline::platform {
 namespace {
@@ -42,24 +41,19 @@ class Discovery : public testing::Test {
     discovery_ = createDiscovery(*queues_);
     browser_ = discovery_->browse(
         kType, queue_,
-        {[this](std::vector<ServiceEndpoint> services) {
-           update([&] { services_ = std::move(services); });
-         },
-         [this](State state, std::optional<int>) { update([&] { state_ = state; }); }});
+        {[this](std::vector<ServiceEndpoint> services) { services_ = std::move(services); },
+         [this](State state, std::optional<int>) { state_ = state; }});
   }
   void TearDown() override {
     if (queue_) queue_->sync([this] { browser_.reset(); });
   }
-  template <typename Change>
-  void update(Change change) {
-    const std::lock_guard lock(mutex_);
-    change();
-    changed_.notify_all();
-  }
-  template <typename Condition>
-  bool wait(Condition condition) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, kPatience, condition);
+  /// Looks at what the callbacks have said, on their queue.
+  bool wait(const std::function<bool()>& condition) {
+    return test::eventually([&] {
+      bool is = false;
+      queue_->sync([&] { is = condition(); });
+      return is;
+    });
   }
   Names seen() const {
     Names names;
@@ -73,9 +67,8 @@ class Discovery : public testing::Test {
   }
   std::vector<Endpoint> resolve(const ServiceEndpoint& service, Duration limit = 10s) {
     std::optional<std::vector<Endpoint>> found;
-    discovery_->resolve(service, limit, queue_, [&](std::vector<Endpoint> endpoints) {
-      update([&] { found = std::move(endpoints); });
-    });
+    discovery_->resolve(service, limit, queue_,
+                        [&](std::vector<Endpoint> endpoints) { found = std::move(endpoints); });
     EXPECT_TRUE(wait([&] { return found.has_value(); }));
     return found.value_or(std::vector<Endpoint>{});
   }
@@ -83,8 +76,6 @@ class Discovery : public testing::Test {
   PrivateNetwork network_;  // first: it wants a process without threads
   std::optional<AsioQueues> queues_;
   std::shared_ptr<Queue> queue_;
-  std::mutex mutex_;  // guards what the callbacks say
-  std::condition_variable changed_;
   std::vector<ServiceEndpoint> services_;
   std::optional<State> state_;
   std::shared_ptr<ServiceDiscovery> discovery_;
@@ -99,7 +90,7 @@ TEST_F(Discovery, FindsAndResolvesServicesWhateverTheirNamesAndReachesThemByScop
   for (int i = 0; i < 40; ++i) lengthy += "é";
 
   bool reached = false;
-  auto listener = net->listen({}, queue_, [&](const auto&) { update([&] { reached = true; }); });
+  auto listener = net->listen({}, queue_, [&](const auto&) { reached = true; });
   ASSERT_TRUE(listener) << listener.error();
   std::vector<std::unique_ptr<ServiceAdvertisement>> advertised;
   std::map<std::string, std::uint16_t> ports;  // by the names that others see

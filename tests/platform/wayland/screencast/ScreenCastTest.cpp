@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <mutex>
 
 #include "base/AsioQueue.h"
 #include "platform/CapturedFrames.h"
@@ -38,12 +37,11 @@ class ScreenCastTest : public testing::Test {
     onMain([&] {
       capture_.reset();
       cast_.reset();
+      sizes_.clear();
+      ended_.clear();
     });
     source_.reset();
     frames_.clear();
-    const std::lock_guard lock(mutex_);
-    sizes_.clear();
-    ended_.clear();
   }
 
   void onMain(const Queue::Work& work) { queues_.main()->sync(work); }
@@ -56,12 +54,10 @@ class ScreenCastTest : public testing::Test {
       ScreenCast::Callbacks callbacks;
       callbacks.onFormat = [this](PixelSize size) {
         EXPECT_TRUE(queues_.main()->isCurrent());
-        const std::lock_guard lock(mutex_);
         sizes_.push_back(size);
       };
       callbacks.onEnded = [this](const std::string& text) {
         EXPECT_TRUE(queues_.main()->isCurrent());
-        const std::lock_guard lock(mutex_);
         ended_.push_back(text);
       };
       auto opened = ScreenCast::open(queues_, {node, -1}, {kSize, true, 60}, kDisplay, pointer_,
@@ -78,10 +74,12 @@ class ScreenCastTest : public testing::Test {
     });
   }
 
+  /// What the callbacks have said, read on their queue.
   template <typename T>
-  std::size_t countOf(const T& list) {
-    const std::lock_guard lock(mutex_);
-    return list.size();
+  T read(const T& list) {
+    T copy;
+    onMain([&] { copy = list; });
+    return copy;
   }
   static void expectLuma(const CapturedFrame& frame, PixelPoint at, int luma) {
     ASSERT_TRUE(frame.pixels);
@@ -118,8 +116,7 @@ class ScreenCastTest : public testing::Test {
   std::unique_ptr<ScreenCast> cast_;
   std::unique_ptr<CaptureStream> capture_;
   int marker_ = 0;
-  std::mutex mutex_;
-  std::vector<PixelSize> sizes_;  // guarded by mutex_, as the next
+  std::vector<PixelSize> sizes_;  // written on the main queue, as the next
   std::vector<std::string> ended_;
   test::CapturedFrames frames_;
 };
@@ -134,7 +131,7 @@ TEST_F(ScreenCastTest, ACaptureFindsTheStandingPictureAndThenWhatChanged) {
   EXPECT_EQ(whole.dirtyRects, (std::vector<PixelRect>{kWhole}));
   expectLuma(whole, {0, 0}, kGreenLuma);
   expectLuma(whole, {321, 240}, kGreenLuma);
-  EXPECT_EQ(countOf(sizes_), 1U);
+  EXPECT_EQ(read(sizes_).size(), 1U);
 
   ASSERT_TRUE(deliver({.colour = kRed, .damage = {{101, 51, 20, 10}}}));
   const auto changed = frames_.next();
@@ -208,9 +205,9 @@ TEST_F(ScreenCastTest, ACropOfAnotherSizeEndsTheCaptureAndIsTold) {
   ASSERT_TRUE(sendUntil({.colour = kGreen, .crop = PixelRect{10, 10, 100, 100}},
                         [&] { return frames_.stops().size() == 1; }));
   EXPECT_EQ(frames_.stops().front(), "the display has changed its size");
-  EXPECT_TRUE(eventually([&] { return countOf(sizes_) == 2; }));
-  EXPECT_EQ(sizes_.back(), (PixelSize{100, 100}));
-  EXPECT_EQ(countOf(ended_), 0U);
+  EXPECT_TRUE(eventually([&] { return read(sizes_).size() == 2; }));
+  EXPECT_EQ(read(sizes_).back(), (PixelSize{100, 100}));
+  EXPECT_EQ(read(ended_).size(), 0U);
 }
 
 TEST_F(ScreenCastTest, EveryEndIsToldOnce) {
@@ -221,9 +218,9 @@ TEST_F(ScreenCastTest, EveryEndIsToldOnce) {
     startCapture();
     frames_.next();
     way();
-    ASSERT_TRUE(eventually([&] { return countOf(ended_) > 0 && frames_.stops().size() > 0; }));
-    EXPECT_EQ(ended_.size(), 1U);
-    EXPECT_EQ(frames_.stops(), ended_);
+    ASSERT_TRUE(eventually([&] { return read(ended_).size() > 0 && frames_.stops().size() > 0; }));
+    EXPECT_EQ(read(ended_).size(), 1U);
+    EXPECT_EQ(frames_.stops(), read(ended_));
     close();
   }
 }
