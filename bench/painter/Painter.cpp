@@ -83,20 +83,23 @@ void Painter::run(const std::function<bool()>& ending,
   while (!ending()) {
     const auto now = Clock::now();
     if (canvas_.takeExposure()) paintEverything();
-    if (moving && now >= nextFrame) {
-      paintMoving(now);
-      paintClock();
-      if (!canvas_.settle()) return;
-      nextFrame = std::max(nextFrame + options_.frameInterval, Clock::now());
-    }
-    if (options_.load != Load::still && now >= nextCode) {
-      if (!(options_.load == Load::pointer ? movePointer(onCode) : paintCode(onCode))) return;
+    const bool frameDue = moving && now >= nextFrame;
+    const bool codeDue = options_.load != Load::still && now >= nextCode && (frameDue || !moving);
+    if (codeDue) {
+      if (!(options_.load == Load::pointer ? movePointer(onCode) : paintCode(now, onCode))) return;
       nextCode = Clock::now() + nextCodeInterval();
+    } else if (frameDue) {
+      paintFrame(now);
+      if (!canvas_.settle()) return;
     }
+    if (frameDue) nextFrame = std::max(nextFrame + options_.frameInterval, Clock::now());
     canvas_.flush();
     auto wake = Clock::now() + std::chrono::milliseconds(200);
-    if (moving) wake = std::min(wake, nextFrame);
-    if (options_.load != Load::still) wake = std::min(wake, nextCode);
+    if (moving) {
+      wake = std::min(wake, nextFrame);
+    } else if (options_.load != Load::still) {
+      wake = std::min(wake, nextCode);
+    }
     waitUntil(wake, canvas_.descriptor());
     if (!moving && options_.load == Load::still && !canvas_.settle()) return;
   }
@@ -111,10 +114,15 @@ void Painter::paintEverything() {
     canvas_.put(Scenery::page(options_.bounds.width, options_.bounds.height - Scenery::kBarHeight),
                 0, Scenery::kBarHeight);
   }
-  paintMoving(Clock::now());
+  paintBands(Clock::now());
 }
 
-void Painter::paintMoving(Clock::time_point now) {
+void Painter::paintFrame(Clock::time_point now) {
+  paintBands(now);
+  paintClock();
+}
+
+void Painter::paintBands(Clock::time_point now) {
   const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(now - start_).count();
   for (const Band& band : bands_) {
     const auto period = band.band.vertical ? band.band.picture.height() : band.band.picture.width();
@@ -144,11 +152,12 @@ void Painter::paintClock() {
   canvas_.put(picture, options_.bounds.width - picture.width(), kClockTop);
 }
 
-bool Painter::paintCode(const std::function<void(const Mark&)>& onCode) {
+bool Painter::paintCode(Clock::time_point now, const std::function<void(const Mark&)>& onCode) {
   counter_ = (counter_ + 1) & PaintedCode::kCounterMask;
   const QImage picture = codePicture(counter_);
   if (!canvas_.settle()) return false;
   Mark mark{counter_, wallMicroseconds(), 0};
+  if (!bands_.empty()) paintFrame(now);
   canvas_.put(picture, kCodeMargin, kCodeMargin);
   if (!canvas_.settle()) return false;
   mark.after = wallMicroseconds();

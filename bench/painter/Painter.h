@@ -30,7 +30,10 @@ struct PainterOptions {
   Duration frameInterval{};
 };
 
-/// Paints a code that counts up, and the load around it. Lives on the calling thread.
+/// Paints a code that counts up, and the load around it. Where something moves the code is part of
+/// a frame of it, the last that is painted: a display has so many frames a second, and a change
+/// that wanted one of its own between two of them would measure the wait for its turn. Lives on the
+/// calling thread.
 class Painter {
  public:
   /// Wall-clock microseconds around one painting of a code: `before` is taken when the server has
@@ -55,11 +58,13 @@ class Painter {
   };
 
   void paintEverything();
-  void paintMoving(Clock::time_point now);
+  void paintFrame(Clock::time_point now);
+  void paintBands(Clock::time_point now);
   void paintBand(const Band& band, int shift);
   void paintClock();
   [[nodiscard]] bool movePointer(const std::function<void(const Mark&)>& onCode);
-  [[nodiscard]] bool paintCode(const std::function<void(const Mark&)>& onCode);
+  [[nodiscard]] bool paintCode(Clock::time_point now,
+                               const std::function<void(const Mark&)>& onCode);
   [[nodiscard]] Duration nextCodeInterval();
 
   Canvas& canvas_;
