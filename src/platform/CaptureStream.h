@@ -27,7 +27,8 @@ struct CapturedFrame {
 
 struct CaptureConfiguration {
   PixelSize size;  ///< of the delivered pictures, in pixels
-  /// Between two delivered frames on average: one may come up to half an interval early.
+  /// Between two delivered frames on average, to a twentieth: one may come up to half an interval
+  /// early.
   Duration minimumFrameInterval{};
   bool showsCursor = false;
   /// Frames that may be alive at once, delivered and not yet released; with all of them in use the

@@ -91,7 +91,7 @@ TEST_F(X11CaptureTest, KeepsTheIntervalAndLosesNoChange) {
   } while (std::abs(all.back().pixels->luma()[595] - kRedLuma) > kTolerance);
   for (std::size_t i = 1; i < all.size(); ++i) {
     EXPECT_GE(all[i].presentationTime - all[0].presentationTime,
-              i * milliseconds(30) - milliseconds(15));
+              i * milliseconds(28) - milliseconds(15));
   }
   for (int i = 0; i < 59; ++i) expectLuma(*all.back().pixels, i * 10 + 5, 5, kGreenLuma);
 }

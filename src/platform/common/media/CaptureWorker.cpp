@@ -3,6 +3,14 @@
 #include <algorithm>
 
 namespace tessaline::platform {
+namespace {
+
+// Of the minimum interval. A film of sixty frames a second against a limit of exactly sixty would
+// meet its turn wherever its first frame, or a caret between two of them, has left it: up to a
+// whole interval late, for as long as it plays. So the turns catch up with it, and wait for it.
+constexpr double kTurnInterval = 0.95;
+
+}  // namespace
 
 CaptureWorker::CaptureWorker(const CaptureConfiguration& configuration, std::shared_ptr<Queue> main,
                              std::shared_ptr<Queue> queue, CaptureStream::Callbacks callbacks)
@@ -71,7 +79,8 @@ void CaptureWorker::evaluateAt(Clock::time_point time) {
 /// A program that paints as often as frames may come would else meet its turn anywhere, and its
 /// changes would wait for half an interval on average.
 void CaptureWorker::took(Clock::time_point time) {
-  turn_ = std::max(time, turn_) + configuration_.minimumFrameInterval;
+  turn_ = std::max(time, turn_) +
+          std::chrono::duration_cast<Duration>(configuration_.minimumFrameInterval * kTurnInterval);
   due_ = turn_ - configuration_.minimumFrameInterval / 2;
 }
 
