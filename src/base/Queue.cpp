@@ -16,4 +16,8 @@ void Queue::sync(const Work& work) {
   done.get_future().wait();
 }
 
+Timer Queue::everyTogether(Duration interval, Work work) {
+  return every(interval, std::move(work), interval - now().time_since_epoch() % interval);
+}
+
 }  // namespace tessaline

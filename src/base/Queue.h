@@ -78,6 +78,10 @@ class Queue {
     return every(interval, std::move(work), interval);
   }
 
+  /// Runs `work` every `interval`, at times that all such timers share: those of several sessions
+  /// wake a machine at rest as rarely as those of one. First within an interval.
+  [[nodiscard]] Timer everyTogether(Duration interval, Work work);
+
   /// `after` without a handle, for work that guards itself with a weak reference.
   virtual void asyncAfter(Duration delay, Work work) = 0;
 

@@ -54,12 +54,11 @@ void CursorStreamer::start() {
 }
 
 void CursorStreamer::tickEvery(Duration interval) {
-  timer_ = queue_->every(
-      interval,
-      [weak = weak_from_this()] {
-        if (const auto streamer = weak.lock()) streamer->tick();
-      },
-      interval == kTick ? Duration::zero() : interval);
+  const auto work = [weak = weak_from_this()] {
+    if (const auto streamer = weak.lock()) streamer->tick();
+  };
+  timer_ = interval == kTick ? queue_->every(interval, work, Duration::zero())
+                             : queue_->everyTogether(interval, work);
 }
 
 // Before the tick looks where the pointer is: a move after that look finds it resting and wakes it.

@@ -129,7 +129,7 @@ void Session::captureStarted(const std::optional<std::string>& error) {
   const auto weak = weak_from_this();
   streaming_ = true;
   if (link_->sendsPointerInline()) {
-    focusTimer_ = main->every(kFocusInterval, [weak] {
+    focusTimer_ = main->everyTogether(kFocusInterval, [weak] {
       if (const auto session = weak.lock()) session->focusTick();
     });
   }
@@ -138,7 +138,7 @@ void Session::captureStarted(const std::optional<std::string>& error) {
       services_.queues.serial("tessaline.cursor"));
   cursor_->onMove = onActivity;
   cursor_->start();
-  keepAlive_ = main->every(kKeepAlive, [weak] {
+  keepAlive_ = main->everyTogether(kKeepAlive, [weak] {
     if (const auto session = weak.lock()) session->keepAliveTick();
   });
   if (onStateChange) onStateChange();
