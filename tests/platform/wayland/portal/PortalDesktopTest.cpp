@@ -35,7 +35,14 @@ int connectToPipeWire() {
 /// A desktop on a bus of the test's own, used from its main queue as the application does.
 class PortalDesktop : public testing::Test {
  protected:
-  using Display = std::unique_ptr<VirtualDisplay>;
+  /// However a test ends, displays end where they live.
+  struct EndsOnMain {
+    std::shared_ptr<Queue> main;
+    void operator()(VirtualDisplay* display) const {
+      main->sync([display] { delete display; });
+    }
+  };
+  using Display = std::unique_ptr<VirtualDisplay, EndsOnMain>;
 
   template <typename Work>
   auto onMain(Work work) {
@@ -80,11 +87,8 @@ class PortalDesktop : public testing::Test {
       descriptor.name = "tablet";
       auto display = desktop_->createVirtualDisplay(descriptor);
       EXPECT_TRUE(display->apply({.modes = {{640, 480, 60}}}));
-      return display;
+      return Display(display.release(), {queues_.main()});
     });
-  }
-  void hide(Display& display) {
-    onMain([&] { display.reset(); });
   }
   bool becomes(const Display& display, State state) {
     return eventually([&] { return onMain([&] { return display->state(); }) == state; });
@@ -123,9 +127,9 @@ TEST_F(PortalDesktop, ARefusalStandsUntilTheUserWantsToBeAsked) {
   EXPECT_TRUE(becomes(third, State::refused));
   EXPECT_EQ(portal.questions(), 1);
   EXPECT_FALSE(granted());
-  hide(first);
-  hide(second);
-  hide(third);
+  first.reset();
+  second.reset();
+  third.reset();
 
   portal.setUser(FakePortal::User::grants);
   onMain([this] { desktop_->captureAccess().request(); });
@@ -148,7 +152,7 @@ TEST_F(PortalDesktop, ADialogLeftOpenEndsWithItsDisplay) {
   auto display = show();
   ASSERT_TRUE(eventually([&] { return portal.questions() == 1; }));
   EXPECT_EQ(onMain([&] { return display->state(); }), State::asking);
-  hide(display);
+  display.reset();
   EXPECT_TRUE(eventually([&] { return portal.closedRequests() > 0 && portal.sessions() == 0; }));
 
   // The user's yes was on its way: it brings no display, but is not wasted.
@@ -160,7 +164,7 @@ TEST_F(PortalDesktop, ADialogLeftOpenEndsWithItsDisplay) {
   // One that is created and given up before the portal has spoken leaves nothing either.
   for (int i = 0; i < 5; ++i) {
     auto hasty = show();
-    hide(hasty);
+    hasty.reset();
   }
   EXPECT_TRUE(eventually([&] { return portal.sessions() == 0; }));
 }
@@ -218,7 +222,7 @@ TEST_F(PortalDisplays, TheUserIsAskedOnce) {
   EXPECT_EQ(listed().front().pixels, kSize);
   EXPECT_EQ(portal->questions(), 1);
   const std::string before = tokens();
-  hide(first);
+  first.reset();
   EXPECT_TRUE(listed().empty());
   EXPECT_TRUE(eventually([&] { return portal->sessions() == 0; }));
 
@@ -231,7 +235,7 @@ TEST_F(PortalDisplays, TheUserIsAskedOnce) {
   EXPECT_EQ(portal->questions(), 1);
   EXPECT_TRUE(tokens().starts_with("token-2")) << "not renewed";
   EXPECT_NE(tokens(), before);
-  hide(first);
+  first.reset();
 
   // A token that has lost its worth is no failure: the question comes again.
   closeDesktop();
@@ -256,7 +260,7 @@ TEST_F(PortalDisplays, InputReachesTheDisplayAndNothingStaysPressed) {
     input.postText("я");
     input.postMove({bounds.x - 10.0, bounds.y - 10.0});  // on no extra display
   });
-  hide(display);
+  display.reset();
   const std::vector<std::string> expected = {"move 1 100 50", "button 272 1", "symbol 1745 1",
                                              "symbol 1745 0", "button 272 0", "closed"};
   EXPECT_TRUE(eventually([&] { return portal->heard() == expected; }))
@@ -290,7 +294,7 @@ TEST_F(PortalDisplays, EachLossEndsTheDisplayAndTheNextOneComes) {
       stream->stop();
       stream.reset();
     });
-    hide(display);
+    display.reset();
   };
   lose("the desktop's stop button", [&] { portal->endSharing(); });
   lose("the portal", [&] { portal.reset(); });
