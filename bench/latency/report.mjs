@@ -96,7 +96,8 @@ ${table(['where', 'load', 'through', 'median ms', '95th percentile ms', 'age, me
 ${missing ? `\n${missing}` : ''}
 - A painter changes a code on the display; the page's canvas, or the second computer's X server, is
   read back after each painting. Counted from right before the change is requested to the code's
-  having been read. "age" also counts changes that never showed, until a newer one did.
+  having been read. "age" also counts changes that never showed, until a newer one did. Where
+  something moves the code is part of one of its frames, sixty of which are painted each second.
 - The pointer goes to a second computer as datagrams, to a browser inside the stream: counted until
   it is drawn there.
 - Processor time is the application's: of both computers for a second computer, of the serving one
