@@ -170,6 +170,7 @@ if (!missing) {
 
 testApplication(`${sessions} sessions leave nothing behind`, (sessions + warmUp) * secondsEach,
   async () => {
+    await waitFor('the menu, a window here', () => /no tray/.test(application.log));
     await run(application, warmUp);
     await desktop.awaitExtraMonitors();
     const before = await census(desktop, application);
