@@ -9,26 +9,6 @@
 namespace tessaline::platform {
 namespace {
 
-TEST(PointerPng, DecodesBackToTheSamePixelsAndRefusesSizesThatDoNotFitThem) {
-  PointerImage original{.serial = 0, .width = 13, .height = 7, .rgba = Bytes(13 * 7 * 4)};
-  for (std::size_t i = 0; i < original.rgba.size(); ++i) {
-    original.rgba[i] = static_cast<std::uint8_t>(i * 37 + i / 11);
-  }
-  const Bytes file = encodePointerPng(original);
-  const auto decoded = decodePointerPng(file);
-  ASSERT_TRUE(decoded);
-  EXPECT_EQ((PixelSize{decoded->width, decoded->height}), (PixelSize{13, 7}));
-  EXPECT_EQ(decoded->rgba, original.rgba);
-
-  for (const PixelSize size : {PixelSize{13, 8}, {1025, 1}, {0, 0}, {-13, -7}}) {
-    PointerImage odd = original;
-    odd.width = size.width;
-    odd.height = size.height;
-    if (size.width == 1025) odd.rgba.resize(1025 * 4);
-    EXPECT_TRUE(encodePointerPng(odd).empty()) << size.width;
-  }
-}
-
 /// A picture of one pixel and a text that takes a thousandth of its size.
 Bytes fileWithText() {
   Bytes file;
