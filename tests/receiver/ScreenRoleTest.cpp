@@ -135,7 +135,7 @@ class ScreenRole : public testing::TestWithParam<std::string> {
 TEST_P(ScreenRole, ShowsAStreamWithItsPointerAndNothingOfItInTheNext) {
   test::FakeMain main(streamPort_);
   ASSERT_FALSE(main.read().empty());
-  ASSERT_TRUE(screen_->waitFor("Connecting…")) << screen_->output();
+  ASSERT_TRUE(screen_->waitFor("Connecting… awake 2 login 1")) << screen_->output();
   EXPECT_TRUE(onlooker_->shows(640, 400, 0x000000)) << "black until there is a picture";
 
   // As large as the screen: no pixel is scaled.
@@ -185,7 +185,7 @@ TEST_P(ScreenRole, ShowsAStreamWithItsPointerAndNothingOfItInTheNext) {
 
   main.send(Proto::bye);
   ASSERT_TRUE(main.read().empty());
-  ASSERT_TRUE(screen_->waitFor("Waiting for your main Mac…")) << screen_->output();
+  ASSERT_TRUE(screen_->waitFor("Waiting for your main Mac… awake 1")) << screen_->output();
   EXPECT_FALSE(Onlooker::alike(onlooker_->pixel(300, 200), kQuarters[0]));
 
   // The next stream begins with black, not with what the last one showed.

@@ -41,7 +41,8 @@ int run(const char* folder, bool opengl) {
     std::fflush(stdout);
   });
   const auto subscription = controller.observe([&] {
-    std::printf("status: %s\n", controller.status().c_str());
+    std::printf("status: %s awake %d login %d\n", controller.status().c_str(), workspace.activities,
+                workspace.atLogin);
     std::fflush(stdout);
   });
   return QCoreApplication::exec();
