@@ -28,17 +28,5 @@ TEST(QtQueue, CancelledTimersNeverFire) {
   EXPECT_EQ(fired, 0);
 }
 
-TEST(QtQueue, ALateTimerFiresOnceForAllItMissed) {
-  const auto queue = std::make_shared<QtMainQueue>();
-  int fired = 0;
-  Timer timer = queue->every(10ms, [&] {
-    if (++fired > 1) return;
-    std::this_thread::sleep_for(100ms);  // ten intervals
-    queue->asyncAfter(1ms, [] { QCoreApplication::exit(); });
-  });
-  QCoreApplication::exec();
-  EXPECT_LE(fired, 2);
-}
-
 }  // namespace
 }  // namespace tessaline

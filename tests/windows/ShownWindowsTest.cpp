@@ -44,33 +44,25 @@ QPalette palette(bool dark) {
 
 /// What the windows show in the tests: everything that can appear, with names as people give them.
 /// Actions append their entry's title and a bar to `done`.
-StatusMenuItem entry(std::string& done, const std::string& title) {
-  StatusMenuItem item;
-  item.title = title;
-  item.symbol = "display";
-  item.action = [&done, title] { done += title + "|"; };
-  return item;
-}
-
 StatusMenu sampleStatusMenu(std::string& done) {
   using Kind = StatusMenuItem::Kind;
-  StatusMenu menu{{"Live on Anna's iMac, Anna’s old tablet in the kitchen", StatusDot::green}, {}};
-  auto& items = menu.items;
-  items.push_back(entry(done, "Allow Local Network Access…"));
-  items.push_back(entry(done, "Stop Extra Screen"));
-  items.push_back(entry(done, "Screens"));
-  items.back().kind = Kind::sectionHeader;
-  items.push_back(entry(done, "Anna's iMac"));
-  items.back().checked = true;
-  items.push_back(entry(done, "The R&B room's rather long computer name 01"));
-  items.push_back(entry(done, "אייפד של דנה 🎨"));
-  items.push_back(entry(done, "Add a Screen"));
-  items.back().submenu = {entry(done, "Phone, Tablet or Computer (Scan a QR Code)…"),
-                          entry(done, "Another Mac (Best Quality)…")};
-  items.push_back(entry(done, {}));
-  items.back().kind = Kind::separator;
-  items.push_back(entry(done, "Quit Tessaline"));
-  items.back().key = 'q';
+  const auto entry = [&done](const std::string& title, Kind kind = Kind::command) {
+    StatusMenuItem item;
+    item.kind = kind;
+    item.title = title;
+    item.symbol = "display";
+    item.action = [&done, title] { done += title + "|"; };
+    return item;
+  };
+  StatusMenu menu{{"Live on Anna's iMac, Anna’s old tablet in the kitchen", StatusDot::green},
+                  {entry("Allow Local Network Access…"), entry("Stop Extra Screen"),
+                   entry("Screens", Kind::sectionHeader), entry("Anna's iMac"),
+                   entry("The R&B room's rather long computer name 01"), entry("אייפד של דנה 🎨"),
+                   entry("Add a Screen"), entry("", Kind::separator), entry("Quit Tessaline")}};
+  menu.items[3].checked = true;
+  menu.items[6].submenu = {entry("Phone, Tablet or Computer (Scan a QR Code)…"),
+                           entry("Another Mac (Best Quality)…")};
+  menu.items.back().key = 'q';
   return menu;
 }
 
