@@ -44,8 +44,6 @@ class ControllerFixture : public testing::Test {
             touch_};
   }
   void launch() {
-    controller_->onTerminate = [this] { ++terminations_; };
-    observed_ = controller_->observe([this] { ++changes_; });
     prepareConnection();
     controller_->launch();
     queues_.run();
@@ -119,9 +117,6 @@ class ControllerFixture : public testing::Test {
   TouchInput touch_{queues_.main(), defaults_, desktop_};
   std::unique_ptr<Controller> controller_ = std::make_unique<Controller>(services(), defaults_);
   std::shared_ptr<FakeConnection> next_;
-  Subscription observed_;
-  int changes_ = 0;
-  int terminations_ = 0;
 
  private:
   void begin() {
