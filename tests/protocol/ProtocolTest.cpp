@@ -1,9 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <limits>
-
-#include "protocol/Cursor.h"
 #include "protocol/Hello.h"
 
 namespace tessaline {
@@ -36,26 +32,6 @@ TEST(HelloPayload, ReadsOlderAndBrokenForms) {
   }
   for (std::size_t size = 0; size < 8; ++size) {
     EXPECT_FALSE(Hello::decoded(ByteView(sizes).first(size), "S"));
-  }
-}
-
-TEST(CursorPosition, IsNormalizedToItsDisplayAndClamped) {
-  const PixelRect bounds{1000, 100, 800, 600};
-  const struct {
-    double x, y;
-    CursorPosition expected;
-  } cases[] = {
-      {1000, 100, {0, 0, true}},
-      {1400, 400, {32768, 32768, true}},
-      {1799, 699, {65453, 65426, true}},
-      {1800, 400, {65535, 32768, false}},  // the right edge lies outside
-      {0, 400, {0, 32768, false}},
-      {1e12, -1e12, {65535, 0, false}},
-      {std::numeric_limits<double>::infinity(), 100, {65535, 0, false}},
-      {std::nan(""), 100, {0, 0, false}},
-  };
-  for (const auto& [x, y, expected] : cases) {
-    EXPECT_EQ(CursorPosition::on(bounds, x, y), expected) << x << ", " << y;
   }
 }
 

@@ -82,8 +82,7 @@ class FakeInputEvents final : public platform::InputEvents {
 
 class FakeAccessibility final : public platform::Accessibility {
  public:
-  std::optional<platform::FocusedElement> focused;
-  std::optional<platform::FocusedElement> focusedElement() const override { return focused; }
+  std::optional<platform::FocusedElement> focusedElement() const override { return {}; }
 };
 
 /// The services of a desktop that the test looks at: what was opened, whether the application opens

@@ -120,22 +120,5 @@ TEST_F(TouchInputTest, TakesNothingWithoutTheUsersSettingOrTheSystemsTrustNorToo
   EXPECT_LT(events[0].size(), 10'000U);
 }
 
-TEST_F(TouchInputTest, FindsTheFocusedTextFieldOnItsDisplayOnly) {
-  using Role = platform::FocusedElement::Role;
-  EXPECT_EQ(touch_.focusedTextField(42), std::nullopt);
-  desktop_.elements.focused = {Role::other, true, PixelRect{1100, 250, 200, 30}};
-  EXPECT_EQ(touch_.focusedTextField(42), (UnitRect{0.125, 0.25, 0.25, 0.05}));
-  desktop_.elements.focused = {Role::textArea, true, PixelRect{500, 250, 900, 30}};
-  EXPECT_EQ(touch_.focusedTextField(42), std::nullopt) << "its middle lies left of the display";
-  // Where programs do not know where their windows are, it is where the last touch was.
-  desktop_.elements.focused = {Role::textField, true, std::nullopt};
-  EXPECT_EQ(touch_.focusedTextField(42), std::nullopt);
-  eventsOf(R"({"t":"tap"})");
-  EXPECT_EQ(touch_.focusedTextField(42), (UnitRect{0, 0, 1, 1}));
-  EXPECT_EQ(touch_.focusedTextField(43), std::nullopt);
-  desktop_.input.allowed = false;
-  EXPECT_EQ(touch_.focusedTextField(42), std::nullopt);
-}
-
 }  // namespace
 }  // namespace tessaline
