@@ -161,9 +161,17 @@ testApplication('what is typed arrives in any script, and keys by their names', 
   const field = visitor.page.locator('#ti');
   await field.focus();
 
-  const text = 'Grüße, 你好! שלום e\u0301 👍🏽 ~@{€}';
+  // More than any keyboard has keys to lend.
+  const many = String.fromCodePoint(...Array.from({ length: 80 }, (_, index) => 0x4e00 + index));
+  const text = `Grüße, 你好! שלום e\u0301 👍🏽 ~@{€} ${many}`;
   await visitor.page.keyboard.insertText(text);
   await see('the text', () => recorder.text, (seen) => seen === text);
+  if (has('capsLock')) {
+    await tools.desktop.run('xdotool', ['key', 'Caps_Lock']);
+    await visitor.page.keyboard.insertText(' aZ éЖ');
+    await see('the capitals', () => recorder.text, (seen) => seen === `${text} aZ éЖ`);
+    await tools.desktop.run('xdotool', ['key', 'Caps_Lock']);
+  }
   recorder.forget();
   const names = { Enter: 'Return', Backspace: 'Backspace', Tab: 'Tab', Escape: 'Escape',
                   ArrowLeft: 'Left', ArrowRight: 'Right', ArrowUp: 'Up', ArrowDown: 'Down' };

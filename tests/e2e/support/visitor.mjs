@@ -86,7 +86,8 @@ export class Visitor {
     return awaitColours((places) => this.colours(places), wanted);
   }
 
-  // The middle of the pointer that the page draws and how many of its pixels can be seen; nothing
+  // The middle of the pointer that the page draws and how many of its pixels have the
+  // crosshair's orange; nothing
   // while it is hidden.
   pointer() {
     return this.page.evaluate(() => {
@@ -96,7 +97,9 @@ export class Visitor {
       const context = canvas.getContext('2d');
       context.drawImage(image, 0, 0);
       const { data } = context.getImageData(0, 0, canvas.width, canvas.height);
-      const visible = data.filter((value, index) => index % 4 === 3 && value > 128).length;
+      const orange = (at) => data[at] > 240 && Math.abs(data[at + 1] - 0x80) < 16
+        && data[at + 2] < 16 && data[at + 3] > 128;
+      const visible = data.filter((_, at) => at % 4 === 0 && orange(at)).length;
       const { x, y, width, height } = image.getBoundingClientRect();
       return { x: x + width / 2, y: y + height / 2, visible };
     });

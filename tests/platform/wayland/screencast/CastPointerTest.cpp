@@ -24,22 +24,6 @@ struct Meta {
   }
 };
 
-TEST(CastPointer, ReadsEveryOrderOfColoursAndDividesByAlpha) {
-  const std::pair<spa_video_format, Bytes> cases[] = {// 40, 20, 10 of 80
-                                                      {SPA_VIDEO_FORMAT_RGBA, {40, 20, 10, 80}},
-                                                      {SPA_VIDEO_FORMAT_BGRA, {10, 20, 40, 80}},
-                                                      {SPA_VIDEO_FORMAT_ARGB, {80, 40, 20, 10}},
-                                                      {SPA_VIDEO_FORMAT_ABGR, {80, 10, 20, 40}}};
-  for (const auto& [format, pixel] : cases) {
-    Meta meta;
-    meta.bitmap = {format, {1, 1}, 4, sizeof(spa_meta_bitmap)};
-    meta.pixels = pixel;
-    const auto pointer = meta.read();
-    ASSERT_TRUE(pointer && pointer->image);
-    EXPECT_EQ(pointer->image->rgba, (Bytes{128, 64, 32, 80})) << format;
-  }
-}
-
 TEST(CastPointer, NonsenseIsNoImage) {
   const spa_meta_bitmap wrongs[] = {
       // A size, a stride and an offset, each in turn beyond what is there.
