@@ -41,7 +41,6 @@ FakePortal::FakePortal(std::uint32_t node, std::function<int()> remote)
       connection_(sdbus::createSessionBusConnection()),
       portal_(std::make_unique<bus::Object>(*connection_, kPath)) {
   serveSessions();
-  serveInput();
   portal_->publish();
   connection_->enterEventLoopAsync();
   connection_->requestName(bus::ServiceName(kService));
@@ -85,22 +84,6 @@ void FakePortal::serveSessions() {
   });
 }
 
-void FakePortal::serveInput() {
-  using Path = sdbus::ObjectPath;
-  portal_->method(kRemote, "NotifyPointerMotionAbsolute",
-                  [this](const Path&, const Values&, std::uint32_t node, double x, double y) {
-                    hear("move", {node == node_, static_cast<int>(x), static_cast<int>(y)});
-                  });
-  portal_->method(kRemote, "NotifyPointerButton",
-                  [this](const Path&, const Values&, std::int32_t code, std::uint32_t state) {
-                    hear("button", {code, static_cast<int>(state)});
-                  });
-  portal_->method(kRemote, "NotifyKeyboardKeysym",
-                  [this](const Path&, const Values&, std::int32_t symbol, std::uint32_t state) {
-                    hear("symbol", {symbol, static_cast<int>(state)});
-                  });
-}
-
 std::string FakePortal::pathOf(const std::string& kind, const sdbus::Variant& token) const {
   return std::string(kPath) + "/" + kind + "/" +
          senderOf((*portal_)->getCurrentlyProcessedMessage()) + "/" + token.get<std::string>();
@@ -129,11 +112,8 @@ void FakePortal::respond(const std::string& request, std::uint32_t response, con
 void FakePortal::openSession(const std::string& path) {
   auto object = std::make_unique<bus::Object>(*connection_, path);
   object->method(kSession, "Close", [this, path] {
-    {
-      const std::lock_guard lock(mutex_);
-      sessions_.erase(path);
-    }
-    hear("closed", {});
+    const std::lock_guard lock(mutex_);
+    sessions_.erase(path);
   });
   object->signal<>(kSession, "Closed");
   object->publish();
@@ -201,17 +181,6 @@ void FakePortal::endSharing() {
 std::size_t FakePortal::sessions() {
   const std::lock_guard lock(mutex_);
   return sessions_.size();
-}
-
-void FakePortal::hear(std::string event, const std::vector<int>& values) {
-  for (const int value : values) event += " " + std::to_string(value);
-  const std::lock_guard lock(mutex_);
-  heard_.push_back(event);
-}
-
-std::vector<std::string> FakePortal::heard() {
-  const std::lock_guard lock(mutex_);
-  return heard_;
 }
 
 }  // namespace tessaline::test

@@ -42,20 +42,16 @@ class FakePortal {
   [[nodiscard]] int questions() const { return questions_; }
   [[nodiscard]] std::size_t sessions();
   [[nodiscard]] int closedRequests() const { return closedRequests_; }
-  /// What came for input, in order.
-  [[nodiscard]] std::vector<std::string> heard();
 
  private:
   using Values = std::map<std::string, sdbus::Variant>;
 
   void serveSessions();
-  void serveInput();
   sdbus::ObjectPath request(const Values& options);
   void respond(const std::string& request, std::uint32_t response, const Values& values);
   void openSession(const std::string& path);
   sdbus::ObjectPath start(const std::string& session, const Values& options);
   void grant(const std::string& request, std::uint32_t sourceType);
-  void hear(std::string event, const std::vector<int>& values);
   /// Of an object of the caller that is served at present.
   [[nodiscard]] std::string pathOf(const std::string& kind, const sdbus::Variant& token) const;
 
@@ -70,7 +66,6 @@ class FakePortal {
   std::mutex mutex_;
   std::set<std::string> tokens_;
   std::string open_;  // the request that waits for the user
-  std::vector<std::string> heard_;
   int given_ = 0;
   std::unique_ptr<sdbus::IConnection> connection_;
   std::unique_ptr<platform::bus::Object> portal_;
