@@ -3,18 +3,16 @@
 // node --test tests/e2e/browser/endurance.test.mjs
 import assert from 'node:assert/strict';
 import { readFileSync, readdirSync, readlinkSync } from 'node:fs';
-import { join } from 'node:path';
-import { after, before, test } from 'node:test';
 import { isDeepStrictEqual } from 'node:util';
 
-import { Application, missing as missingApplication } from '../support/application.mjs';
 import { inPath } from '../support/desktop.mjs';
-import { patience, pause, residentKiB, waitFor } from '../support/programs.mjs';
+import { pause, residentKiB, waitFor } from '../support/programs.mjs';
 import { type } from '../support/visitor.mjs';
-import { X11Desktop } from '../support/x11Desktop.mjs';
+import { testApplication, useApplication } from './harness.mjs';
 
 const { default: WebSocket } = await import('ws').catch(() => ({}));
 
+const tools = useApplication();
 const sessions = Number(process.env.TESSALINE_ENDURANCE ?? 60);
 const warmUp = 20;           // sessions until pools, caches and the allocator have what they need
 const mayGrow = 16 * 1024;   // KiB of memory, whatever the number of sessions
@@ -22,11 +20,8 @@ const secondsEach = 20;      // at most; on a quiet machine it is a fraction of 
 const sizes = [[800, 600], [640, 480], [1024, 768], [333, 777]];
 const device = 'endurance';
 
-const missing = missingApplication || X11Desktop.missing
-  || (WebSocket ? false : 'the npm package ws is not installed');
-if (missing) console.log(`SKIPPED: ${missing}`);
 const countsResources = inPath('xrestop');
-if (!missing && !countsResources) console.log('X resources not counted: xrestop is not installed');
+if (!countsResources) console.log('X resources not counted: xrestop is not installed');
 
 // What the application has open, by kind: [socket], [eventpoll], a path.
 function descriptors(pid) {
@@ -137,63 +132,37 @@ async function run(application, count) {
   }
 }
 
-let desktop;
-let application;
+testApplication(`${sessions} sessions leave nothing behind`, async () => {
+  const { application, desktop } = tools;
+  const first = begin(application, 0);
+  await application.answer(device, 'allow');
+  await first.shown;
+  first.socket.close();
+  await waitFor('the menu, a window here', () => /no tray/.test(application.log));
+  await run(application, warmUp);
+  await desktop.awaitExtraMonitors();
+  const before = await census(desktop, application);
+  const memoryBefore = memory(desktop, application);
 
-function testApplication(name, timeout, body) {
-  test(name, { skip: missing, timeout: timeout * patience * 1000 }, async () => {
-    try {
-      await body();
-    } catch (error) {
-      console.error(application?.log);  // the log tells what the assertion cannot
-      throw error;
-    }
-  });
-}
+  await run(application, sessions);
+  await desktop.awaitExtraMonitors();
+  let after;
+  await waitFor('', async () => {
+    after = await census(desktop, application);
+    return isDeepStrictEqual(after, before);
+  }).catch(() => assert.deepEqual(after, before));
+  const memoryAfter = memory(desktop, application);
+  console.log(`${sessions} sessions; KiB before and after: ${JSON.stringify(memoryBefore)} `
+    + `${JSON.stringify(memoryAfter)}; descriptors ${after.descriptors.length}, threads `
+    + `${after.threads.length}, X server's descriptors ${after.connections}`);
+  for (const program of ['application', 'server']) {
+    const grown = memoryAfter[program] - memoryBefore[program];
+    assert.ok(grown < mayGrow, `the ${program} grew by ${grown} KiB`);
+  }
+}, { seconds: (sessions + warmUp) * secondsEach });
 
-if (!missing) {
-  before(async () => {
-    desktop = new X11Desktop();
-    await desktop.start();
-    application = new Application(desktop);
-    await application.start();
-    const first = begin(application, 0);
-    await application.answer(device, 'allow');
-    await first.shown;
-    first.socket.close();
-  });
-  after(async () => {
-    if (application?.running) await application.end('SIGKILL');
-    await desktop?.stop();
-  });
-}
-
-testApplication(`${sessions} sessions leave nothing behind`, (sessions + warmUp) * secondsEach,
-  async () => {
-    await waitFor('the menu, a window here', () => /no tray/.test(application.log));
-    await run(application, warmUp);
-    await desktop.awaitExtraMonitors();
-    const before = await census(desktop, application);
-    const memoryBefore = memory(desktop, application);
-
-    await run(application, sessions);
-    await desktop.awaitExtraMonitors();
-    let after;
-    await waitFor('', async () => {
-      after = await census(desktop, application);
-      return isDeepStrictEqual(after, before);
-    }).catch(() => assert.deepEqual(after, before));
-    const memoryAfter = memory(desktop, application);
-    console.log(`${sessions} sessions; KiB before and after: ${JSON.stringify(memoryBefore)} `
-      + `${JSON.stringify(memoryAfter)}; descriptors ${after.descriptors.length}, threads `
-      + `${after.threads.length}, X server's descriptors ${after.connections}`);
-    for (const program of ['application', 'server']) {
-      const grown = memoryAfter[program] - memoryBefore[program];
-      assert.ok(grown < mayGrow, `the ${program} grew by ${grown} KiB`);
-    }
-  });
-
-testApplication('an X server that dies ends the application at once, with one line', 60, async () => {
+testApplication('an X server that dies ends the application at once, with one line', async () => {
+  const { application, desktop } = tools;
   const session = begin(application, 0);
   await session.shown;
   // Qt 6.4 crashes where the server goes while it asks about a new monitor.

@@ -31,10 +31,10 @@ export function connects(port) {
 
 // Declares a test that is skipped, aloud, where something that all of them need is missing, or where
 // this kind of desktop lacks what `needs` names (see the desktop's `lacks`).
-export function testApplication(name, body, { needs } = {}) {
+export function testApplication(name, body, { needs, seconds = 90 } = {}) {
   const skip = missing || (Desktop.lacks[needs] ?? false);
   if (skip && !missing) console.log(`Not tested, "${name}": ${skip}`);
-  test(name, { skip, timeout: 90_000 * patience }, body);
+  test(name, { skip, timeout: seconds * 1000 * patience }, body);
 }
 
 // Whether this kind of desktop has what some of them lack.
