@@ -15,11 +15,13 @@ constexpr Duration kFrame = 16ms;
 constexpr double kKernelHolds = 32'768;   // bytes that are not sent yet
 constexpr double kWanted = 25'000'000.0;  // bit/s, of the pictures
 
-/// A way of a certain rate, with a sender that keeps to what the pace says. The kernel
+/// A way of a certain rate and length, with a sender that keeps to what the pace says. The kernel
 /// sends more than fills the way, which forms a line of a fifth of a second.
 class Way {
  public:
   double bitsPerSecond = 0;
+  Duration length = 40ms;  // there and back, with nobody else on it
+  double lostShare = 0;    // of the packets
 
   void run(Duration time) {
     for (const auto end = now_ + time; now_ < end; now_ += kStep) {
@@ -55,14 +57,18 @@ class Way {
       const double bytes = waiting_.front();
       waiting_.pop_front();
       onTheWay_ += bytes;
+      const auto packets = bytes / 1448;
+      resent_ += packets * lostShare;
       pace.taken(static_cast<std::size_t>(bytes),
-                 platform::NetworkPath{2 * kShortest + lineDelay(), 0}, now_);
+                 platform::NetworkPath{length + lineDelay(), static_cast<std::uint32_t>(resent_)},
+                 now_);
     }
   }
 
   Clock::time_point now_;
   Clock::time_point nextFrame_;
   std::deque<double> waiting_;  // bytes of each message
+  double resent_ = 0;           // packets
   double onTheWay_ = 0;         // bytes, and in lines
 };
 
@@ -87,6 +93,27 @@ TEST(LinkPace, FollowsWhatTheNetworkCarriesWithoutALineInIt) {
   }
   way.bitsPerSecond = 1e9;
   way.run(20s);
+  EXPECT_EQ(way.rate(), kWanted);
+}
+
+TEST(LinkPace, SendsLessWhereLossHoldsMostOfItUp) {
+  Way way;
+  way.bitsPerSecond = 100e6;
+  way.lostShare = 0.01;
+  way.run(20s);
+  EXPECT_GT(way.rate(), 4e6);
+  EXPECT_LT(way.rate(), 14e6);
+  way.lostShare = 0;
+  way.run(20s);
+  EXPECT_EQ(way.rate(), kWanted);
+}
+
+TEST(LinkPace, TakesALongerWayForWhatItIs) {
+  Way way;
+  way.bitsPerSecond = 1e9;
+  way.run(5s);
+  way.length = 120ms;
+  way.run(15s);
   EXPECT_EQ(way.rate(), kWanted);
 }
 

@@ -148,6 +148,23 @@ TEST_F(ScreenCastTest, HoldsTheNewestBackUntilItIsWanted) {
   }
 }
 
+TEST_F(ScreenCastTest, DamageThatGotLostIsMadeUpFor) {
+  open();
+  ASSERT_TRUE(deliver({.colour = kGreen}));
+  startCapture();
+  frames_.next();
+  ASSERT_TRUE(deliver({.colour = kRed, .damage = {{0, 0, 2, 2}}}));
+  expectLuma(frames_.next(), {10, 10}, kGreenLuma);
+  const auto whole = frames_.next();
+  EXPECT_EQ(whole.dirtyRects, (std::vector<PixelRect>{{0, 0, kSize.width, kSize.height}}));
+  expectLuma(whole, {10, 10}, kRedLuma);
+
+  // A picture that repeats is no frame.
+  ASSERT_TRUE(deliver({.colour = kRed}));
+  ASSERT_TRUE(deliver({.colour = kGreen}));
+  expectLuma(frames_.next(), {10, 10}, kGreenLuma);
+}
+
 TEST_F(ScreenCastTest, ACropOfAnotherSizeEndsTheCaptureAndIsTold) {
   open();
   ASSERT_TRUE(deliver({.colour = kGreen}));
