@@ -2,11 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <future>
 #include <thread>
-#include <vector>
 
 #include "base/AsioQueue.h"
 
@@ -23,22 +21,6 @@ class RealQueues : public testing::TestWithParam<bool> {
 };
 
 INSTANTIATE_TEST_SUITE_P(StrandsAndThreads, RealQueues, testing::Bool());
-
-TEST_P(RealQueues, RunWorkInOrderOneAtATime) {
-  std::vector<int> order;
-  std::atomic<int> running = 0;
-  for (int i = 0; i < 500; ++i) {
-    queue_->async([&, i] {
-      EXPECT_EQ(++running, 1);
-      EXPECT_TRUE(queue_->isCurrent());
-      order.push_back(i);
-      --running;
-    });
-  }
-  queue_->sync([&] { EXPECT_EQ(order.size(), 500U); });
-  EXPECT_FALSE(queue_->isCurrent());
-  EXPECT_TRUE(std::ranges::is_sorted(order));
-}
 
 TEST_P(RealQueues, CancelledTimersNeverFire) {
   std::atomic<int> fired = 0;

@@ -72,33 +72,6 @@ TEST_F(TouchInputTest, DoesWhatOddMessagesSayAndNothingForThoseThatSayNothing) {
   EXPECT_EQ(eventsOf(R"({"t":"tap"})"), Events());
 }
 
-TEST_F(TouchInputTest, BorrowsThePointerUntilTheLastActionIsOver) {
-  handle(R"({"t":"scroll","dy":1})");
-  for (int i = 0; i < 2; ++i) {
-    queues_.advance(200ms);
-    handle(R"({"t":"scroll","dy":1,"x":0.9})");
-  }
-  queues_.advance(599ms);
-  EXPECT_EQ(desktop_.fakePointer->where->x, 1720);
-  queues_.advance(1ms);
-  EXPECT_EQ(desktop_.fakePointer->where->x, 7);
-  EXPECT_EQ(std::ranges::count(desktop_.input.events, "move @7,8"), 1);
-
-  // A click shortens the wait. A touch that begins while the desktop still moves the pointer back
-  // must not take the place of the last touch for the user's own.
-  handle(R"({"t":"scroll","dy":1})");
-  handle(R"({"t":"tap"})");
-  desktop_.input.pointer = nullptr;
-  desktop_.input.waiting = 1;
-  queues_.advance(50ms);
-  EXPECT_EQ(desktop_.input.events.back(), "move @7,8");
-  handle(R"({"t":"tap"})");
-  queues_.advance(49ms);
-  EXPECT_NE(desktop_.input.events.back(), "move @7,8");
-  queues_.advance(1ms);
-  EXPECT_EQ(desktop_.input.events.back(), "move @7,8");
-}
-
 TEST_F(TouchInputTest, TakesNothingWithoutTheUsersSettingOrTheSystemsTrustNorTooMuch) {
   const auto nothingComes = [this] {
     return eventsOf(R"({"t":"tap"})").empty() && eventsOf(R"({"t":"text","s":"x"})").empty();
