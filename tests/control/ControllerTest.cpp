@@ -75,24 +75,6 @@ TEST_F(ControllerTest, StartsOnTheLastScreenByItselfWhenNothingSpeaksAgainstIt) 
   EXPECT_EQ(active(), "-") << "stopped by the user";
 }
 
-TEST_F(ControllerTest, TheHotKeyStartsOnOneScreenAndStopsAll) {
-  launch();
-  const auto press = [this] {
-    desktop_.hotKeyAction();
-    queues_.run();
-  };
-  show({"B", "A"});
-  press();
-  EXPECT_EQ(active(), "A") << "the alphabetically first";
-  stream(*connected());
-  streamToBrowser("iPad");
-  press();
-  queues_.advance(2s);
-  EXPECT_EQ(active(), "-");
-  EXPECT_THAT(controller_->web().sessions(), IsEmpty());
-  EXPECT_THAT(desktop_.displays, IsEmpty());
-}
-
 TEST_F(ControllerTest, AnEndedSessionStartsAgainByItsReason) {
   enum class End { plain, blocked, noDisplay, refused };
   const struct {

@@ -162,11 +162,6 @@ class FakeDesktop final : public platform::DesktopEnvironment {
     }
   };
 
-  struct Registration final : platform::HotKeyRegistration {
-    FakeDesktop* desktop = nullptr;
-    ~Registration() override { desktop->hotKeyAction = nullptr; }
-  };
-
   int refusals = 0;  // how many displays are refused before one is made
   int queriesUntilListed = 0;
   platform::VirtualDisplay::State state = platform::VirtualDisplay::State::coming;
@@ -181,7 +176,6 @@ class FakeDesktop final : public platform::DesktopEnvironment {
   FakeInputEvents input;
   FakeAccessibility elements;
   FakeCaptureAccess access;
-  std::function<void()> hotKeyAction;  // empty while no hot key is registered
 
   std::string kind() const override { return "fake"; }
   std::unique_ptr<platform::VirtualDisplay> createVirtualDisplay(
@@ -221,12 +215,9 @@ class FakeDesktop final : public platform::DesktopEnvironment {
   platform::InputEvents& inputEvents() override { return input; }
   platform::Accessibility& accessibility() override { return elements; }
   platform::ScreenCaptureAccess& captureAccess() override { return access; }
-  std::unique_ptr<platform::HotKeyRegistration> registerHotKey(
-      const platform::HotKey&, std::function<void()> action) override {
-    hotKeyAction = std::move(action);
-    auto made = std::make_unique<Registration>();
-    made->desktop = this;
-    return made;
+  std::unique_ptr<platform::HotKeyRegistration> registerHotKey(const platform::HotKey&,
+                                                               std::function<void()>) override {
+    return nullptr;
   }
 };
 

@@ -22,6 +22,8 @@ const slowestChange = 1000;     // ms to the other screen, over the slow cable, 
 const mayGrow = 32 * 1024;      // KiB
 
 const computers = async () => (await tools.status()).computers;
+// Which starts on the last screen, or stops.
+const pressHotKey = () => main.desktop.run('xdotool', ['key', 'ctrl+alt+super+s']);
 
 testHosts('a computer is found, asked about once, shown, left with Esc, and comes back', async () => {
   await screen.awaitHome();
@@ -93,7 +95,7 @@ testHosts('a second screen on one computer says why it waits in vain', async () 
 });
 
 testHosts('a cable that is out for ten seconds costs the picture for little longer', async () => {
-  await main.application.control('start', screen.name);
+  await pressHotKey();
   await tools.awaitPicture();
   await network.pull(screen.port);
   const pulled = performance.now();
@@ -163,6 +165,7 @@ testHosts('strangers at the ports of a screen cost neither the picture for long 
     await tools.awaitPicture();
     const grown = residentKiB(screen.application.processID) - before;
     assert.ok(grown < mayGrow, `the screen grew by ${grown} KiB`);
-    await main.application.control('stop');
+    await pressHotKey();
+    await main.desktop.awaitExtraMonitors();
     await screen.awaitHome();
   });
