@@ -6,6 +6,7 @@ device.py LINK TESSALINECTL refuse|agree|known LOG: the same with GNOME's portal
 refuses; one who agrees; one who agreed before. LOG is where the portal's dialogs write what they
 tell the compositor."""
 
+import concurrent.futures
 import json
 import re
 import subprocess
@@ -46,7 +47,6 @@ class Device:
     def __init__(self, link):
         host, key = re.match(r"http://([^:/]+)[^#]*#k=([a-z0-9]+)", link).groups()
         self.counts = {}
-        self.bytes = 0
         self.cursor = set()
         self.socket = websocket.create_connection(f"ws://{host}:7791", 10,
                                                   origin=f"http://{host}:7790")
@@ -61,32 +61,44 @@ class Device:
     def read(self):
         try:
             while data := self.socket.recv():
-                self.received(data)
+                kind = data[0]
+                self.counts[kind] = self.counts.get(kind, 0) + 1
+                if kind == CURSOR:
+                    self.cursor.add(bytes(data[1:]))
+                if kind == PROBE:
+                    self.socket.send_binary(bytes([PROBE_ACK]) + data[1:5] + b"\x00\x10")
         except (websocket.WebSocketException, OSError):
             pass
         self.counts["end"] = 1
 
-    def received(self, data):
-        kind = data[0]
-        self.counts[kind] = self.counts.get(kind, 0) + 1
-        if kind == FRAME:
-            self.bytes += len(data)
-        if kind == CURSOR:
-            self.cursor.add(bytes(data[1:]))
-        if kind == PROBE:
-            self.socket.send_binary(bytes([PROBE_ACK]) + data[1:5] + b"\x00\x10")
+    def shows(self, frames=1):
+        return eventually(lambda: self.counts.get(FRAME, 0) >= frames)
 
     def close(self):
         self.socket.shutdown()
 
 
+def on_main(work):
+    """Runs `work` on GTK's thread and gives its answer."""
+    done = concurrent.futures.Future()
+    GLib.idle_add(lambda: done.set_result(work()))
+    return done.result(20)
+
+
 def monitors():
+    """Each with its size. On GTK's thread."""
     listed = Gdk.Display.get_default().get_monitors()
-    found = []
-    for i in range(listed.get_n_items()):
-        area = listed.get_item(i).get_geometry()
-        found.append((area.width, area.height))
-    return found
+    every = [listed.get_item(i) for i in range(listed.get_n_items())]
+    return [(monitor, (monitor.get_geometry().width, monitor.get_geometry().height))
+            for monitor in every]
+
+
+def sizes():
+    return on_main(lambda: [size for _, size in monitors()])
+
+
+def check_alone(what):
+    check(what, eventually(lambda: sizes() == [(1280, 720)]), str(sizes()))
 
 
 class Window:
@@ -105,31 +117,14 @@ class Window:
                                            propagation_phase=Gtk.PropagationPhase.CAPTURE)
         scroll.connect("scroll", self.scrolled)
         self.window.add_controller(scroll)
-        listed = Gdk.Display.get_default().get_monitors()
-        for i in range(listed.get_n_items()):
-            area = listed.get_item(i).get_geometry()
-            if (area.width, area.height) == SIZE:
-                self.window.fullscreen_on_monitor(listed.get_item(i))
+        for monitor, size in monitors():
+            if size == SIZE:
+                self.window.fullscreen_on_monitor(monitor)
         self.window.present()
 
     def scrolled(self, controller, dx, dy):
         click = 60 if controller.get_unit() == Gdk.ScrollUnit.WHEEL else 1  # pixels, about
         self.heard.append(("scroll", dx * click, dy * click))
-
-
-def on_main(work):
-    """Runs `work` on GTK's thread and gives its answer."""
-    done = threading.Event()
-    answer = []
-
-    def run():
-        answer.append(work())
-        done.set()
-        return False
-
-    GLib.idle_add(run)
-    done.wait(20)
-    return answer[0]
 
 
 def allow(control):
@@ -150,7 +145,7 @@ class Person:
         self.bus = Gio.bus_get_sync(Gio.BusType.SESSION)
         self.session = self.call("/org/gnome/Mutter/RemoteDesktop", "", "CreateSession").unpack()[0]
         self.call(self.session, ".Session", "Start")
-        self.press(self.SHIFT)  # programs have to hear that there is a keyboard before they hear it
+        self.strike(self.SHIFT)  # programs have to hear that there is a keyboard before they hear it
         time.sleep(1)
 
     def call(self, path, interface, method, arguments=None):
@@ -166,14 +161,10 @@ class Person:
                           GLib.Variant("(ub)", (key, down)))
                 time.sleep(0.1)
 
-    def press(self, *keys):
-        for key in keys:
-            self.strike(key)
-
     def begin_to_work(self):
         """Leaves the overview that GNOME starts with, and the corner where the pointer begins: what
         jumps out of that corner opens the overview."""
-        self.press(self.ESCAPE)
+        self.strike(self.ESCAPE)
         for step in ((200.0, 0.0), (0.0, 200.0)):
             self.call(self.session, ".Session", "NotifyPointerMotionRelative",
                       GLib.Variant("(dd)", step))
@@ -187,30 +178,21 @@ class Person:
         return asked, asked - len(re.findall(r"xdg_toplevel\S*\.destroy\(", text))
 
     def sees_question(self, what="the desktop asks"):
-        asked = eventually(lambda: self.questions()[1] == 1)
-        check(what, asked, f"{self.questions()[0]} dialogs so far")
+        check(what, eventually(lambda: self.questions()[1] == 1), f"{self.questions()[0]} so far")
         time.sleep(2)  # until it has the keyboard
 
     def adds_hot_key(self):
         """Backwards from the dialog's first button to its last one, Add."""
         self.strike(self.SHIFT, self.TAB)
-        self.press(self.SPACE)
+        self.strike(self.SPACE)
         check("the dialog for the hot key can be answered",
               eventually(lambda: self.questions()[1] == 0))
-
-    def presses_hot_key(self):
-        self.strike(self.CONTROL, self.ALT, self.SUPER, self.S)
-
-    def refuses(self):
-        self.press(self.ESCAPE)
 
     def agrees(self):
         """From the box for remembering, which is ticked: the switch for input, which is off, the
         monitor, Cancel, Share."""
-        self.press(self.TAB, self.SPACE, self.TAB, self.TAB, self.TAB, self.SPACE)
-
-    def goes(self):
-        self.call(self.session, ".Session", "Stop")
+        for key in (self.TAB, self.SPACE, self.TAB, self.TAB, self.TAB, self.SPACE):
+            self.strike(key)
 
 
 def refuse(link, control, person):
@@ -226,38 +208,34 @@ def refuse(link, control, person):
     check("a question left open holds up nothing", status.returncode == 0
           and device.counts.get(PING, 0) >= pings + 10 and "end" not in device.counts
           and person.questions() == (asked + 1, 1), str(device.counts))
-    person.refuses()
+    person.strike(person.ESCAPE)
     check("a refusal ends the session", eventually(lambda: "end" in device.counts),
           str(device.counts))
-    ends = 0
     for _ in range(3):
         again = Device(link)
-        ends += eventually(lambda: "end" in again.counts)  # noqa: B023
+        check("and the next one, without another question",
+              eventually(lambda: "end" in again.counts)  # noqa: B023
+              and person.questions() == (asked + 1, 0), f"{person.questions()[0]} so far")
         time.sleep(1)
-    check("and the next ones, without another question",
-          ends == 3 and person.questions() == (asked + 1, 0),
-          f"{ends} ended, {person.questions()[0]} dialogs so far")
-    check("no monitor came", on_main(monitors) == [(1280, 720)], str(on_main(monitors)))
+    check_alone("no monitor came")
 
 
 def play(link, control, person=None):
-    check("before: one monitor", on_main(monitors) == [(1280, 720)], str(on_main(monitors)))
+    check_alone("before: one monitor")
     device = Device(link)
     if person:
         person.sees_question()
         asked = person.questions()[0]
         person.agrees()
-        person.goes()
+        person.call(person.session, ".Session", "Stop")
     else:
         allow(control)
-    check("pictures arrive", eventually(lambda: device.counts.get(FRAME, 0) > 0),
-          f"{device.counts.get(FRAME, 0)} frames, {device.bytes} bytes")
+    check("pictures arrive", device.shows(), str(device.counts))
     check("the desktop has the extra monitor, in the size asked for",
-          eventually(lambda: SIZE in on_main(monitors)), str(on_main(monitors)))
+          eventually(lambda: SIZE in sizes()), str(sizes()))
     window = on_main(Window)
-    time.sleep(3)
-    frames = device.counts.get(FRAME, 0)
-    check("a window on it makes new pictures", frames > 1, f"{frames} frames, {device.bytes} bytes")
+    check("a window on it makes new pictures", device.shows(2), str(device.counts))
+    time.sleep(3)  # until it has come to rest
 
     device.send({"t": "tap", "x": 0.25, "y": 0.5})
     expected = (SIZE[0] // 4, SIZE[1] // 2)
@@ -283,31 +261,26 @@ def play(link, control, person=None):
     on_main(window.window.destroy)
 
     device.close()
-    check("the monitor goes with the device",
-          eventually(lambda: on_main(monitors) == [(1280, 720)]), str(on_main(monitors)))
+    check_alone("the monitor goes with the device")
     again = Device(link)
-    check("it can come again", eventually(lambda: again.counts.get(FRAME, 0) > 0),
-          f"{again.counts.get(FRAME, 0)} frames")
+    check("it can come again", again.shows(), str(again.counts))
     again.close()
-    eventually(lambda: on_main(monitors) == [(1280, 720)])
+    check_alone("and goes again")
     if person:
-        check("without a question", person.questions()[1] == 0 and person.questions()[0] == asked,
-              f"{person.questions()[0]} dialogs so far")
+        check("without a question", person.questions() == (asked, 0), f"{person.questions()}")
 
 
 def known(link, person):
     asked = person.questions()
     device = Device(link)
-    check("pictures arrive without a question", eventually(lambda: device.counts.get(FRAME, 0) > 0)
-          and person.questions() == asked, f"{device.counts.get(FRAME, 0)} frames, "
-          f"{person.questions()[0]} dialogs so far")
+    check("pictures arrive without a question", device.shows() and person.questions() == asked,
+          f"{device.counts}, {person.questions()}")
     time.sleep(5)  # until the hot key is there
-    person.presses_hot_key()
+    person.strike(person.CONTROL, person.ALT, person.SUPER, person.S)
     check("the hot key ends it, and nobody was asked for that either",
           eventually(lambda: BYE in device.counts) and person.questions() == asked,
           str(device.counts))
-    check("the monitor goes with the session",
-          eventually(lambda: on_main(monitors) == [(1280, 720)]), str(on_main(monitors)))
+    check_alone("the monitor goes with the session")
 
 
 def run():

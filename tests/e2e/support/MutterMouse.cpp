@@ -1,72 +1,24 @@
-// What a person at a Mutter desktop sees of its monitors and does with a mouse, for
-// tests. Each line of standard input is an order and is answered with a line:
-//   monitors            a JSON list of name, width and height (pixels), x and y (desktop), scale,
-//   and
-//                       whether places on the desktop are points
-//   move MONITOR X Y    the pointer goes to this place of the desktop, as seen from the top left of
-//                       the monitor, which is the same one each time: "done"
-// or with "failed: " and the reason. Ends with its input.
+// A mouse at a Mutter desktop, for tests: mutter_mouse MONITOR. Each line of standard input, X Y,
+// leads the pointer to this place of the desktop, as seen from the top left of the monitor, and is
+// answered with "done". Ends with its input, and where Mutter refuses.
 #include <sdbus-c++/sdbus-c++.h>
 
-#include <cstdint>
+#include <cstdlib>
 #include <iostream>
 #include <map>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace {
 
 using namespace std::chrono_literals;
 using Properties = std::map<std::string, sdbus::Variant>;
-using Name = sdbus::Struct<std::string, std::string, std::string, std::string>;
-using Mode = sdbus::Struct<std::string, std::int32_t, std::int32_t, double, double,
-                           std::vector<double>, Properties>;
-using Monitor = sdbus::Struct<Name, std::vector<Mode>, Properties>;
-using LogicalMonitor = sdbus::Struct<std::int32_t, std::int32_t, double, std::uint32_t, bool,
-                                     std::vector<Name>, Properties>;
 
-constexpr char kDisplays[] = "org.gnome.Mutter.DisplayConfig";
 constexpr char kRemoteDesktop[] = "org.gnome.Mutter.RemoteDesktop";
 constexpr char kRemoteSession[] = "org.gnome.Mutter.RemoteDesktop.Session";
 constexpr char kScreenCast[] = "org.gnome.Mutter.ScreenCast";
-constexpr std::uint32_t kLogicalLayout = 1;  // positions are points, not pixels
 constexpr auto kDeviceTime = 200ms;  // programs get to know a new pointer; nothing says when
-
-std::string monitors(sdbus::IConnection& bus) {
-  std::uint32_t serial = 0;
-  std::vector<Monitor> monitors;
-  std::vector<LogicalMonitor> logical;
-  Properties properties;
-  sdbus::createProxy(bus, kDisplays, "/org/gnome/Mutter/DisplayConfig")
-      ->callMethod("GetCurrentState")
-      .onInterface(kDisplays)
-      .storeResultsTo(serial, monitors, logical, properties);
-  const auto layout = properties.find("layout-mode");
-  const bool points =
-      layout != properties.end() && layout->second.get<std::uint32_t>() == kLogicalLayout;
-  std::ostringstream json;
-  json << "[";
-  const char* separator = "";
-  for (const auto& group : logical) {
-    for (const auto& monitor : monitors) {
-      // No two of these tests' monitors show the same: a group is one monitor.
-      const std::string name = monitor.get<0>().get<0>();
-      if (name != group.get<5>().at(0).get<0>()) continue;
-      for (const auto& mode : monitor.get<1>()) {
-        if (!mode.get<6>().contains("is-current")) continue;
-        json << separator << R"({"name":")" << name << R"(","x":)" << group.get<0>() << R"(,"y":)"
-             << group.get<1>() << R"(,"width":)" << mode.get<1>() << R"(,"height":)"
-             << mode.get<2>() << R"(,"scale":)" << group.get<2>() << R"(,"points":)"
-             << std::boolalpha << points << "}";
-        separator = ",";
-      }
-    }
-  }
-  return json.str() + "]";
-}
 
 /// A mouse. Absolute places need a stream that they refer to: that of a monitor, at which nobody
 /// looks. It does not clip them, so that they lead to all monitors.
@@ -109,24 +61,12 @@ class Mouse {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  if (argc != 2) return EXIT_FAILURE;
   const auto bus = sdbus::createSessionBusConnection();
-  std::unique_ptr<Mouse> mouse;
-  for (std::string line; std::getline(std::cin, line);) {
-    std::istringstream words(line);
-    std::string verb, monitor;
-    double x = 0, y = 0;
-    words >> verb >> monitor >> x >> y;
-    try {
-      if (verb == "monitors") {
-        std::cout << monitors(*bus) << std::endl;
-        continue;
-      }
-      if (!mouse) mouse = std::make_unique<Mouse>(*bus, monitor);
-      mouse->move(x, y);
-      std::cout << "done" << std::endl;
-    } catch (const std::exception& error) {
-      std::cout << "failed: " << error.what() << std::endl;
-    }
+  Mouse mouse(*bus, argv[1]);
+  for (double x = 0, y = 0; std::cin >> x >> y;) {
+    mouse.move(x, y);
+    std::cout << "done" << std::endl;
   }
 }

@@ -3,8 +3,8 @@ import { Desktop, missingOf, missingTestProgram, testProgram } from './desktop.m
 import { Dialogue } from './programs.mjs';
 
 export class MutterDesktop extends Desktop {
-  static missing = missingOf(['mutter', 'pipewire', 'wireplumber', 'dbus-daemon']) ||
-    missingTestProgram('paint_areas', 'record_input', 'mutter_control');
+  static missing = missingOf(['mutter', 'pipewire', 'wireplumber', 'dbus-daemon', 'busctl']) ||
+    missingTestProgram('paint_areas', 'record_input', 'mutter_mouse');
   // What this kind of desktop cannot do, and why.
   static lacks = {
     capsLock: 'only Mutter itself could press a key',
@@ -17,33 +17,35 @@ export class MutterDesktop extends Desktop {
 
   // Taps are touches, which leave the pointer where it is.
   takesTouches = true;
-  #control;
+  #mouse;
 
   constructor({ size = '1280x800' } = {}) {
     super(['--wayland', '--size', size], []);
   }
 
   async stop() {
-    await this.#control?.close();
+    await this.#mouse?.close();
     await super.stop();
   }
 
   async monitors() {
-    return JSON.parse(await this.#order('monitors'));
+    const { data: [, monitors, logical, properties] } = JSON.parse(await this.run('busctl',
+      ['--user', '--json=short', 'call', 'org.gnome.Mutter.DisplayConfig',
+       '/org/gnome/Mutter/DisplayConfig', 'org.gnome.Mutter.DisplayConfig', 'GetCurrentState']));
+    const points = properties['layout-mode']?.data === 1;  // places on the desktop are not pixels
+    // No two of these tests' monitors show the same: a group is one monitor.
+    return logical.map(([x, y, scale, , , [[name]]]) => {
+      const [, modes] = monitors.find(([[connector]]) => connector === name);
+      const [, width, height] = modes.find((mode) => 'is-current' in mode[6]);
+      return { name, x, y, width, height, scale, points };
+    });
   }
 
-  movePointer(monitor, x, y) {
+  async movePointer(monitor, x, y) {
     const scale = monitor.points ? monitor.scale : 1;
     const { name, x: left, y: top } = this.ownMonitor;
-    return this.#order(
-      `move ${name} ${monitor.x + x / scale - left} ${monitor.y + y / scale - top}`);
-  }
-
-  async #order(line) {
-    this.#control ??= new Dialogue(
-      this.launch(testProgram('mutter_control'), [], { input: 'pipe' }));
-    const answer = await this.#control.ask(line);
-    if (answer.startsWith('failed')) throw new Error(`${line}: ${answer}`);
-    return answer;
+    this.#mouse ??= new Dialogue(
+      this.launch(testProgram('mutter_mouse'), [name], { input: 'pipe' }));
+    await this.#mouse.ask(`${monitor.x + x / scale - left} ${monitor.y + y / scale - top}`);
   }
 }
