@@ -56,7 +56,10 @@ void LatestPicture::scaleNewest() {
     lock.unlock();
     Picture scaled = decoding_.scale(*picture, size);
     lock.lock();
-    if (scaled && epoch == epoch_) place(std::move(scaled), std::nullopt);
+    // One of another size that came meanwhile may be shown already, being as large as the view.
+    if (scaled && epoch == epoch_ && newest_->size == picture->size) {
+      place(std::move(scaled), std::nullopt);
+    }
   }
   scaling_ = false;
   // A picture that stays may be the last for long: it is also due again in the view's new size.

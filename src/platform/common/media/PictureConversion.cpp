@@ -6,7 +6,7 @@
 #include <cassert>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <memory>
 
 namespace tessaline::platform {
 namespace {
@@ -26,19 +26,19 @@ class OwnPicture final : public VideoPicture {
     const auto lumaBytes = static_cast<std::size_t>(stride) * static_cast<std::size_t>(size.height);
     const auto chromaBytes =
         static_cast<std::size_t>(stride) * static_cast<std::size_t>((size.height + 1) / 2);
-    memory_.resize(lumaBytes + 2 * chromaBytes);
-    planes[0] = {memory_.data(), stride};
-    planes[1] = {memory_.data() + lumaBytes, stride};
-    if (planar) planes[2] = {memory_.data() + lumaBytes + chromaBytes, stride};
+    memory_ = std::make_unique_for_overwrite<std::uint8_t[]>(lumaBytes + 2 * chromaBytes);
+    planes[0] = {memory_.get(), stride};
+    planes[1] = {memory_.get() + lumaBytes, stride};
+    if (planar) planes[2] = {memory_.get() + lumaBytes + chromaBytes, stride};
   }
 
   /// To fill it, before anybody else has it.
   std::uint8_t* writable(std::size_t plane) {
-    return memory_.data() + (planes[plane].data - memory_.data());
+    return memory_.get() + (planes[plane].data - memory_.get());
   }
 
  private:
-  std::vector<std::uint8_t> memory_;
+  std::unique_ptr<std::uint8_t[]> memory_;
 };
 
 const libyuv::YuvConstants* constantsOf(const VideoPicture& picture) {
