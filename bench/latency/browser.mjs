@@ -18,7 +18,7 @@ export async function openBrowser(size, { within } = {}, trusted = '') {
   const scale = size.scale ?? 1;
   const viewport = { width: size.width / scale, height: size.height / scale };
   const context = await browser.newContext({ viewport, deviceScaleFactor: scale });
-  await context.addInitScript(installProbe, codePlace);
+  await context.addInitScript(installProbe, { ...codePlace, width: size.width });
   const page = await context.newPage();
   const watcher = {
     start: (load) => page.evaluate((what) => window.tessalineProbe.start(what), load),

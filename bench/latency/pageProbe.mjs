@@ -2,9 +2,9 @@
 // there, and counts what its WebSockets receive. The function is sent to the browser as it is, so
 // it uses nothing from outside. The layout of the code is bench/painter/PaintedCode.h's.
 
-export function installProbe({ x, y }) {
+// The code is at (x, y) of a display `width` pixels wide; the canvas may hold a coarser picture.
+export function installProbe({ x, y, width: displayWidth }) {
   const cells = 32;
-  const cellSize = 16;
   const rowsRead = 4;  // from the middle of the cells, where neighbours do not bleed in
   const counterBits = 20;
 
@@ -43,18 +43,21 @@ export function installProbe({ x, y }) {
   }
 
   function readCounter(context) {
+    const scale = Math.min(1, context.canvas.width / displayWidth);
+    const cellSize = 16 * scale;
+    const margin = cellSize / 4;
     const width = cells * cellSize;
-    const top = y + (cellSize - rowsRead) / 2;
-    const { data } = context.getImageData(x, top, width, rowsRead);
+    const top = y * scale + (cellSize - rowsRead) / 2;
+    const { data } = context.getImageData(x * scale, top, width, rowsRead);
     let bits = 0n;
     for (let cell = 0; cell < cells; cell++) {
       let sum = 0;
       for (let row = 0; row < rowsRead; row++) {
-        for (let column = 4; column < cellSize - 4; column++) {
+        for (let column = margin; column < cellSize - margin; column++) {
           sum += data[(row * width + cell * cellSize + column) * 4 + 1];
         }
       }
-      bits = (bits << 1n) | (sum > 128 * rowsRead * (cellSize - 8) ? 1n : 0n);
+      bits = (bits << 1n) | (sum > 128 * rowsRead * (cellSize - 2 * margin) ? 1n : 0n);
     }
     const value = Number(bits);
     const counter = Math.floor(value / 2 ** 10) % 2 ** counterBits;

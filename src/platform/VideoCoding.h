@@ -37,6 +37,9 @@ struct CodedFrame {
   /// sets are not repeated in it.
   SharedBytes data;
   Clock::time_point presentationTime;
+  /// Half as wide and high as the picture that was submitted, in whole chroma samples. It changes
+  /// with key frames only.
+  bool coarse = false;
 };
 
 /// What a coder should know of a picture, and what is wanted of it.
@@ -46,6 +49,8 @@ struct FrameNotes {
   std::optional<std::vector<PixelRect>> changed = std::nullopt;
   /// The picture stands still: it may take more bits than one that moves.
   bool refine = false;
+  /// The picture may be coded at half its width and height. Coders that cannot code it whole.
+  bool coarse = false;
 };
 
 /// An H.264 encoder: Constrained High profile, no reordering, one frame in, one frame out. Encoding

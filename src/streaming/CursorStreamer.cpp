@@ -121,16 +121,31 @@ void CursorStreamer::sendPosition(const CursorPosition& position) {
 
 void CursorStreamer::checkShape() {
   const auto image = pointer_->image();
+  const std::lock_guard lock(shapeMutex_);
   if (!image || image->serial == shapeSerial_) return;
-  const Bytes png = coding_.encodePng(*image);
+  Bytes png = coding_.encodePng(*image);
   const std::uint64_t hash = hashValueStable(png);
   if (hash != shapeHash_ && !png.empty()) {
     const CursorShape shape{image->hotSpotX, image->hotSpotY, static_cast<double>(image->width),
                             static_cast<double>(image->height)};
-    if (!link_->send(Proto::cursorShape, shape.encoded(png))) return;  // the next check retries
+    if (!sendShape(shape, png)) return;  // the next check retries
+    shape_ = shape;
+    png_ = std::move(png);
     shapeHash_ = hash;
   }
   shapeSerial_ = image->serial;
+}
+
+bool CursorStreamer::sendShape(const CursorShape& shape, ByteView png) {
+  const CursorShape scaled{shape.hotSpotX * scale_, shape.hotSpotY * scale_, shape.width * scale_,
+                           shape.height * scale_};
+  return link_->send(Proto::cursorShape, scaled.encoded(png));
+}
+
+void CursorStreamer::setPictureScale(double scale) {
+  const std::lock_guard lock(shapeMutex_);
+  scale_ = scale;
+  if (!png_.empty() && !sendShape(shape_, png_)) shapeHash_ = shapeSerial_ = 0;
 }
 
 }  // namespace tessaline

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 
 #include "base/Queue.h"
@@ -28,6 +29,9 @@ class CursorStreamer : public std::enable_shared_from_this<CursorStreamer> {
   std::function<void()> onMove;
 
   void start();
+  /// From now on a pixel of the picture is 1/`scale` pixels of the display, in which sizes of
+  /// pointers are given. Callable from any thread; sends the pointer's image before it returns.
+  void setPictureScale(double scale);
   /// Nothing is sent and nothing called back after it has returned.
   void stop();
 
@@ -37,6 +41,7 @@ class CursorStreamer : public std::enable_shared_from_this<CursorStreamer> {
   void restOnceStill();
   void wake();
   void checkShape();
+  [[nodiscard]] bool sendShape(const CursorShape& shape, ByteView png);
   [[nodiscard]] CursorPosition positionOn(const PixelRect& bounds) const;
   void sendPosition(const CursorPosition& position);
 
@@ -55,7 +60,12 @@ class CursorStreamer : public std::enable_shared_from_this<CursorStreamer> {
   std::uint16_t sequence_ = 0;         // of the last position sent; wraps
   std::optional<CursorPosition> last_;
   std::uint64_t ticks_ = 0;
-  std::uint64_t shapeHash_ = 0;    // of the last image the link accepted
+
+  std::mutex shapeMutex_;  // guards what follows
+  double scale_ = 1;
+  CursorShape shape_;  // of the last image the link accepted, like the rest
+  Bytes png_;
+  std::uint64_t shapeHash_ = 0;
   std::uint64_t shapeSerial_ = 0;  // of the image whose hash that is
 };
 

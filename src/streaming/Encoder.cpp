@@ -15,9 +15,8 @@ constexpr int kMaxKeyFrameInterval = 600;  // frames: 10 s at full rate
 }  // namespace
 
 std::unique_ptr<Encoder> Encoder::create(platform::VideoCoding& coding, PixelSize size, int bitrate,
-                                         std::shared_ptr<ScreenLink> link,
-                                         std::function<void(bool keyFrame)> onOutput) {
-  std::unique_ptr<Encoder> encoder(new Encoder(std::move(link), std::move(onOutput)));
+                                         std::shared_ptr<ScreenLink> link, Callbacks callbacks) {
+  std::unique_ptr<Encoder> encoder(new Encoder(std::move(link), std::move(callbacks)));
   auto coder = coding.createCompressionSession(
       {.size = size,
        .averageBitRate = bitrate,
@@ -25,7 +24,7 @@ std::unique_ptr<Encoder> Encoder::create(platform::VideoCoding& coding, PixelSiz
        .maxKeyFrameInterval = kMaxKeyFrameInterval},
       {.onOutput = [self = encoder.get()](const std::optional<platform::CodedFrame>& frame) {
         if (frame) self->output(*frame);
-        if (self->onOutput_) self->onOutput_(frame && frame->keyFrame);
+        if (self->callbacks_.onOutput) self->callbacks_.onOutput(frame && frame->keyFrame);
       }});
   if (!coder) {
     log("could not create encoder (" + coder.error() + ")");
@@ -35,8 +34,8 @@ std::unique_ptr<Encoder> Encoder::create(platform::VideoCoding& coding, PixelSiz
   return encoder;
 }
 
-Encoder::Encoder(std::shared_ptr<ScreenLink> link, std::function<void(bool keyFrame)> onOutput)
-    : link_(std::move(link)), onOutput_(std::move(onOutput)) {}
+Encoder::Encoder(std::shared_ptr<ScreenLink> link, Callbacks callbacks)
+    : link_(std::move(link)), callbacks_(std::move(callbacks)) {}
 
 Encoder::~Encoder() = default;
 
@@ -68,6 +67,9 @@ void Encoder::output(const platform::CodedFrame& frame) {
     if (!link_->send(Proto::params, payload)) {
       setForceKey(true);
       return;
+    }
+    if (std::exchange(coarse_, frame.coarse) != frame.coarse && callbacks_.onSizeChange) {
+      callbacks_.onSizeChange(frame.coarse);
     }
   }
   if (!frame.data || frame.data->empty()) return;

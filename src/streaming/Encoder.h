@@ -17,13 +17,18 @@ namespace tessaline {
 /// the coder's own thread. Owned by its session.
 class Encoder {
  public:
-  /// Nothing when the coder cannot be made, with a log line. `onOutput` runs on the coder's thread
-  /// after each frame, whatever became of it: another may be submitted. It says whether a key
-  /// frame was made.
+  /// On the coder's thread.
+  struct Callbacks {
+    /// After each frame, whatever became of it: another may be submitted.
+    std::function<void(bool keyFrame)> onOutput;
+    /// Between the parameter sets and the first frame of another size.
+    std::function<void(bool coarse)> onSizeChange;
+  };
+  /// Nothing when the coder cannot be made, with a log line.
   [[nodiscard]] static std::unique_ptr<Encoder> create(platform::VideoCoding& coding,
                                                        PixelSize size, int bitrate,
                                                        std::shared_ptr<ScreenLink> link,
-                                                       std::function<void(bool keyFrame)> onOutput);
+                                                       Callbacks callbacks);
   ~Encoder();
 
   /// Submits one picture; returns at once.
@@ -40,11 +45,12 @@ class Encoder {
   [[nodiscard]] int pendingFrames() const { return coder_->pendingFrames(); }
 
  private:
-  explicit Encoder(std::shared_ptr<ScreenLink> link, std::function<void(bool keyFrame)> onOutput);
+  explicit Encoder(std::shared_ptr<ScreenLink> link, Callbacks callbacks);
   void output(const platform::CodedFrame& frame);
 
   const std::shared_ptr<ScreenLink> link_;
-  const std::function<void(bool keyFrame)> onOutput_;
+  const Callbacks callbacks_;
+  bool coarse_ = false;  // the size of the parameter sets that the link took last
   mutable std::mutex mutex_;
   bool forceKey_ = true;                                 // guarded by mutex_
   std::unique_ptr<platform::CompressionSession> coder_;  // destroyed first: it calls back

@@ -1,5 +1,8 @@
 #include "streaming/PictureFeed.h"
 
+#include <utility>
+
+#include "base/Log.h"
 #include "streaming/Encoder.h"
 
 namespace tessaline {
@@ -20,12 +23,7 @@ constexpr int kRefinements = 4;
 }  // namespace
 
 bool noticeable(const platform::CapturedFrame& frame) {
-  if (!frame.dirtyRects) return true;
-  std::int64_t changed = 0;
-  for (const auto& rect : *frame.dirtyRects) changed += rect.area();
-  const PixelSize size = frame.pixels->size();
-  const auto whole = static_cast<double>(size.width) * size.height;
-  return static_cast<double>(changed) / whole > kNoticeableChange;
+  return changedShare(frame) > kNoticeableChange;
 }
 
 PictureFeed::PictureFeed(Encoder& encoder, std::shared_ptr<Queue> queue,
@@ -38,13 +36,19 @@ void PictureFeed::captured(platform::CapturedFrame frame) {
   lastFrame_ = frame.pixels;
   lastFrameTime_ = queue_->now();
   if (noticeable(frame)) owe(lastFrameTime_);
+  const bool coarse = detail_.submit(frame, lastFrameTime_);
   encoder_->encode(std::move(frame.pixels), frame.presentationTime,
-                   {.changed = std::move(frame.dirtyRects)});
+                   {.changed = std::move(frame.dirtyRects), .coarse = coarse});
 }
 
-void PictureFeed::keyFrameCoded() {
+void PictureFeed::coded(bool keyFrame) {
   const std::lock_guard lock(mutex_);
-  if (encoder_ && lastFrame_) owe(queue_->now());
+  if (!encoder_ || !lastFrame_) return;
+  const auto now = queue_->now();
+  if (detail_.coded(now) && !std::exchange(toldCoarse_, true)) {
+    log("this computer is slow at coding pictures of this size: they are coarser while they move");
+  }
+  if (keyFrame) owe(now);
 }
 
 void PictureFeed::refreshKeyFrame() {
@@ -88,6 +92,12 @@ void PictureFeed::refine() {
   // A timer for each picture of a film would cost more than this one, which runs late at most once.
   if (const auto still = now - movedAt_; still < kRefineAfter) return wait(kRefineAfter - still);
   if (encoder_->forceKey() || !mayEncode_()) return wait(kRefineRetry);
+  if (detail_.coarse()) {
+    // A key frame, after which refinements are owed again.
+    detail_.stop();
+    encoder_->encode(lastFrame_, now, {});
+    return wait(kRefineAfter);
+  }
   encoder_->encode(lastFrame_, now, {.changed = std::vector<PixelRect>(), .refine = true});
   if (--owed_ > 0) wait(kRefineInterval);
 }

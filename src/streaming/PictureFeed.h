@@ -6,6 +6,7 @@
 
 #include "base/Queue.h"
 #include "platform/CaptureStream.h"
+#include "streaming/MotionDetail.h"
 
 namespace tessaline {
 
@@ -22,8 +23,9 @@ class PictureFeed : public std::enable_shared_from_this<PictureFeed> {
   PictureFeed(Encoder& encoder, std::shared_ptr<Queue> queue, std::function<bool()> mayEncode);
 
   void captured(platform::CapturedFrame frame);
-  /// The encoder made a key frame, which has little of the sharpness that pictures gather.
-  void keyFrameCoded();
+  /// The encoder is done with a picture; a key frame has little of the sharpness that pictures
+  /// gather.
+  void coded(bool keyFrame);
   /// A still screen delivers nothing, so a key frame that is owed comes from the last picture.
   void refreshKeyFrame();
   [[nodiscard]] Clock::time_point lastFrameTime() const;
@@ -41,6 +43,8 @@ class PictureFeed : public std::enable_shared_from_this<PictureFeed> {
   std::function<bool()> mayEncode_;
   std::shared_ptr<const platform::PixelBuffer> lastFrame_;
   Clock::time_point lastFrameTime_;
+  MotionDetail detail_;
+  bool toldCoarse_ = false;
   int owed_ = 0;               // refinements of the last picture
   Clock::time_point movedAt_;  // when the picture changed by more than a little
   bool waiting_ = false;       // the timer runs

@@ -109,6 +109,7 @@ class Session : public std::enable_shared_from_this<Session> {
   void captureStarted(const std::optional<std::string>& error);
   void receivedFrame(platform::CapturedFrame frame);
   void encoded(bool keyFrame);
+  void sizeChanged(bool coarse);
   [[nodiscard]] bool mayCapture() const;
   void followNetwork();
   void letDecoderCatchUp(double decodeTime);
@@ -138,7 +139,8 @@ class Session : public std::enable_shared_from_this<Session> {
   std::unique_ptr<Encoder> encoder_;
   std::shared_ptr<PictureFeed> feed_;
   std::atomic<bool> decoderBehind_ = false;
-  double fastestDecode_ = std::numeric_limits<double>::infinity();  // ms
+  static constexpr double kNoDecodeTime = std::numeric_limits<double>::infinity();
+  double fastestDecode_ = kNoDecodeTime;  // ms
   std::shared_ptr<CursorStreamer> cursor_;
 
   Timer keepAlive_;

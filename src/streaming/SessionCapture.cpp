@@ -86,8 +86,13 @@ void Session::findDisplay(int query) {
 
 void Session::startCapture() {
   rate_ = highestRate_ = encoderBitrate(bitrate_, pictureSize_);
+  cursor_ = std::make_shared<CursorStreamer>(
+      screen_->displayID(), link_, services_.desktop.pointer(), services_.coding, services_.network,
+      services_.queues.serial("tessaline.cursor"));
+  cursor_->onMove = onActivity;
   encoder_ = Encoder::create(services_.coding, pictureSize_, highestRate_, link_,
-                             [this](bool keyFrame) { encoded(keyFrame); });
+                             {.onOutput = [this](bool keyFrame) { encoded(keyFrame); },
+                              .onSizeChange = [this](bool coarse) { sizeChanged(coarse); }});
   if (!encoder_) {
     endWith(Messages::noEncoder);
     return;
@@ -133,10 +138,6 @@ void Session::captureStarted(const std::optional<std::string>& error) {
       if (const auto session = weak.lock()) session->focusTick();
     });
   }
-  cursor_ = std::make_shared<CursorStreamer>(
-      screen_->displayID(), link_, services_.desktop.pointer(), services_.coding, services_.network,
-      services_.queues.serial("tessaline.cursor"));
-  cursor_->onMove = onActivity;
   cursor_->start();
   keepAlive_ = main->everyTogether(kKeepAlive, [weak] {
     if (const auto session = weak.lock()) session->keepAliveTick();
@@ -183,8 +184,16 @@ void Session::receivedFrame(platform::CapturedFrame frame) {
 }
 
 void Session::encoded(bool keyFrame) {
-  if (keyFrame) feed_->keyFrameCoded();
+  feed_->coded(keyFrame);
   waker_->wake();
+}
+
+void Session::sizeChanged(bool coarse) {
+  cursor_->setPictureScale(coarse ? 0.5 : 1);
+  // Other pictures take another time to decode.
+  services_.queues.main()->async([weak = weak_from_this()] {
+    if (const auto session = weak.lock()) session->fastestDecode_ = kNoDecodeTime;
+  });
 }
 
 void Session::tearDown() {
@@ -195,10 +204,10 @@ void Session::tearDown() {
   focusTimer_.cancel();
   catchUp_.cancel();
   if (cursor_) cursor_->stop();
-  cursor_.reset();
   if (stream_) stream_->stop();
   if (feed_) feed_->stop();
-  encoder_.reset();  // its output wakes the stream
+  encoder_.reset();  // its output wakes the stream and tells the pointer's sender
+  cursor_.reset();
   waker_->set(nullptr);
   stream_.reset();
   feed_.reset();

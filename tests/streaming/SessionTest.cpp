@@ -278,6 +278,83 @@ TEST_F(SessionTest, RefinesAPictureThatStandsStillAFewTimesAndThenCostsNothing) 
   EXPECT_EQ(coding_.refinements, 4 * refinements) << "a key frame is blurred whatever changed";
 }
 
+// Ten pictures, some of them of something that moves.
+struct MotionCase {
+  PixelSize size;
+  double share;     // of it that changes
+  Duration coding;  // of one picture
+  Duration interval;
+  bool coarse;
+};
+
+TEST_F(SessionTest, CodesCoarselyWhatMovesForAsLongAsWholePicturesTakeTooLong) {
+  constexpr PixelSize kLarge{2732, 2048};
+  const MotionCase cases[] = {{kLarge, 0.9, 30ms, 30ms, true},
+                              {kLarge, 0.9, 400ms, 400ms, true},
+                              {kLarge, 0.9, 20ms, 20ms, false},
+                              {kLarge, 0.9, 30ms, 200ms, false},  // rather a change of pages
+                              {kLarge, 0.3, 30ms, 30ms, false},   // a film in a window
+                              {{1920, 1080}, 0.9, 30ms, 30ms, false}};
+  for (const auto& [size, share, coding, interval, coarse] : cases) {
+    renew();
+    const auto picture = std::make_shared<platform::PixelBuffer>(size);
+    const auto move = [&](Duration time, double part) {
+      platform::CapturedFrame frame;
+      frame.pixels = picture;
+      const int rows = static_cast<int>(part * size.height);
+      frame.dirtyRects.emplace().push_back({0, 0, size.width, rows});
+      desktop_.stream->callbacks.onFrame(std::move(frame));
+      queues_.advance(time);
+      coding_.output(false);
+    };
+    stream();
+    for (int i = 0; i < 10; ++i) {
+      move(coding, share);
+      queues_.advance(interval - coding);
+    }
+    EXPECT_EQ(coding_.coarse, coarse) << share << " of " << size.width;
+    if (!coarse) continue;
+
+    // A letter that is typed meanwhile changes nothing; two quick seconds do, or its standing
+    // still.
+    move(1ms, 0.001);
+    EXPECT_TRUE(coding_.coarse);
+    for (int i = 0; i < 130; ++i) move(3ms, share);
+    EXPECT_FALSE(coding_.coarse);
+    for (int i = 0; i < 6; ++i) move(30ms, share);
+    EXPECT_TRUE(coding_.coarse);
+    const auto submitted = coding_.submitted.size();
+    queues_.advance(200ms);
+    EXPECT_EQ(coding_.submitted.size(), submitted + 1);
+    EXPECT_FALSE(coding_.coarse);
+    coding_.output(true);
+  }
+}
+
+TEST_F(SessionTest, APointerHasItsSizeInPixelsOfThePictureAlsoWhereThatIsCoarse) {
+  auto image = std::make_shared<platform::PointerImage>();
+  *image = {1, 24, 16, 1.5, 2, {0x89}};
+  desktop_.fakePointer->picture = image;
+  stream();
+  queues_.advance(48ms);
+  link_->sent.clear();
+  for (const bool coarse : {false, true, true, false}) {
+    deliverFrame();
+    coding_.coarse = coarse;
+    coding_.output(true);
+  }
+  std::vector<std::uint8_t> order;
+  for (const auto& message : link_->sent) {
+    if (message.type != Proto::cursorPos) order.push_back(message.type);
+  }
+  constexpr auto kParams = Proto::params, kFrame = Proto::frame, kShape = Proto::cursorShape;
+  EXPECT_EQ(order, (std::vector<std::uint8_t>{kParams, kFrame, kParams, kShape, kFrame, kParams,
+                                              kFrame, kParams, kShape, kFrame}));
+  EXPECT_EQ(link_->payloads(Proto::cursorShape),
+            (std::vector<Bytes>{{0, 12, 0, 16, 0, 192, 0, 128, 0x89},
+                                {0, 24, 0, 32, 1, 128, 1, 0, 0x89}}));
+}
+
 TEST_F(SessionTest, HandsInputOnAndBoundsWhatWaits) {
   stream();
   const auto tap = boost::json::parse(R"({"t":"tap"})").as_object();

@@ -232,6 +232,7 @@ class FakeCoding final : public platform::VideoCoding {
                 platform::FrameNotes notes) override {
       coding->submitted.push_back(notes.keyFrame);
       coding->refinements += notes.refine ? 1 : 0;
+      coding->coarse = notes.coarse;
       ++coding->pending;
     }
     void setBitRate(int) override {}
@@ -242,6 +243,7 @@ class FakeCoding final : public platform::VideoCoding {
   int pending = 0;
   std::vector<bool> submitted;  // whether each picture was to be a key frame
   int refinements = 0;          // pictures submitted to be made sharper
+  bool coarse = false;          // what the last picture may be
   platform::CompressionOptions options;
   Coder* coder = nullptr;
 
@@ -263,6 +265,7 @@ class FakeCoding final : public platform::VideoCoding {
     --pending;
     platform::CodedFrame frame;
     frame.keyFrame = keyFrame;
+    frame.coarse = coarse;
     if (keyFrame) frame.parameterSets = {{0x67, 100, 12, 40}, {0x68, 1}};
     frame.data = std::make_shared<const Bytes>(std::move(data));
     coder->callbacks.onOutput(frame);

@@ -91,6 +91,7 @@ const panel = new Panel(element('msg'));
 const wakeLock = new WakeLock();
 const video = new Video(element('v'), () => {
   panel.hide();
+  pointer.settle();
   if (pictureShown) return;
   pictureShown = true;
   wakeLock.hold();

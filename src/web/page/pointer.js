@@ -31,6 +31,7 @@ class Pointer {
   #letterbox;
   #position = null;  // 0…1 of the picture, while the pointer is on this screen
   #shape = null;     // of the image that is loaded
+  #coming = null;    // the shape that belongs to pictures which are about to be shown
   #url = '';
 
   constructor(image, letterbox) {
@@ -54,12 +55,20 @@ class Pointer {
     URL.revokeObjectURL(this.#url);
     this.#url = URL.createObjectURL(new Blob([payload.subarray(8)], { type: 'image/png' }));
     const loaded = (shape) => () => {
-      this.#shape = shape;
-      this.place();
+      this.#coming = { shape };
+      if (!this.#letterbox.video.changing) this.settle();
     };
     this.#image.onload = loaded({ hotX, hotY, width, height });
     this.#image.onerror = loaded(null);
     this.#image.src = this.#url;
+  }
+
+  // A pointer is measured in pixels of the picture, which may have become larger or smaller.
+  settle() {
+    if (!this.#coming) return;
+    this.#shape = this.#coming.shape;
+    this.#coming = null;
+    this.place();
   }
 
   // Also called when the picture's size or the viewport's changes.

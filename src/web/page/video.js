@@ -270,6 +270,11 @@ class Video {
     this.#onPicture();
   }
 
+  // Pictures of another configuration, perhaps of another size, are about to be shown.
+  get changing() {
+    return this.#kept !== null;
+  }
+
   // What is known of the frame; the changes of those before it, which may never come, are its too.
   #takeUpTo(timestamp) {
     const known = this.#decoding.get(timestamp);

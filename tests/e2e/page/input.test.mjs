@@ -66,6 +66,13 @@ test('draws the pointer where the computer has it', options, async () => {
     });
     await page.setViewportSize({ width: 400, height: 320 });
     await pointerBecomes(page, connection, { x: 100 - 1.75, y: 320 - 0.125, width: 4.25 });
+
+    // The size that belongs to other pictures waits for the first of them.
+    connection.send(type.params, picture.params);
+    connection.send(type.cursorShape, cursorShape({ ...shape, width: 17, height: 18 }));
+    await pointerBecomes(page, connection, { width: 4.25 });
+    await show(page, connection, picture);
+    await pointerBecomes(page, connection, { width: 17 * 400 / 640 });
     connection.send(type.cursorShape, cursorShape({ ...shape, png: Buffer.from('no image') }));
     await pointerBecomes(page, connection, null);
   });

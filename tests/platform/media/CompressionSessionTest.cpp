@@ -6,6 +6,7 @@
 #include "base/AsioQueue.h"
 #include "platform/common/media/H264Decoder.h"
 #include "platform/common/media/MediaVideoCoding.h"
+#include "platform/common/media/PictureConversion.h"
 #include "platform/common/media/SequenceParameterSet.h"
 #include "platform/media/FrameCoder.h"
 #include "platform/media/PictureMaker.h"
@@ -91,6 +92,32 @@ TEST_F(Compression, MakesKeyFramesWhenAskedAndEverySixHundredFramesOnly) {
     if (coded->keyFrame) keys.push_back(i);
   }
   EXPECT_THAT(keys, testing::ElementsAre(0, 7, 607));
+}
+
+TEST_F(Compression, CodesCoarsePicturesAtHalfTheSizeAndEachChangeOfSizeIsAKeyFrame) {
+  constexpr PixelSize kSize{322, 182};
+  constexpr PixelSize kHalf{160, 90};  // whole chroma samples
+  test::FrameCoder coder(*coding_, kSize);
+  std::unique_ptr<H264Decoder> decoder;
+  int number = 0;
+  for (const bool coarse : {false, true, false, true}) {
+    coder.coarse = coarse;
+    const PixelSize size = coarse ? kHalf : kSize;
+    for (int i = 0; i < 3; ++i, ++number) {
+      const auto coded = coder.tryCode(makePicture(kSize, number));
+      ASSERT_TRUE(coded) << number;
+      EXPECT_EQ(coded->keyFrame, i == 0) << number;
+      EXPECT_EQ(coded->coarse, coarse) << number;
+      if (i == 0) {
+        decoder = H264Decoder::open({*coded->parameterSets, size}, H264Decoder::Device::none);
+      }
+      const auto decoded = decoder->decode(*coded->data);
+      ASSERT_TRUE(decoded) << number;
+      EXPECT_EQ(decoded->size, size) << number;
+      const auto whole = scalePicture(*decoded, kSize);
+      EXPECT_LT(meanLumaError(*makePicture(kSize, number), *whole), coarse ? 12 : 6) << number;
+    }
+  }
 }
 
 TEST(CompressionMailbox, ANewerFrameReplacesTheWaitingOneAndInheritsItsKeyDemand) {

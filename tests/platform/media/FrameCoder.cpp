@@ -22,7 +22,7 @@ FrameCoder::FrameCoder(platform::VideoCoding& coding, PixelSize size, int bitRat
 std::optional<platform::CodedFrame> FrameCoder::tryCode(
     std::shared_ptr<const platform::PixelBuffer> picture, bool keyFrame, Duration gap) {
   time_ += gap;
-  session_->encode(std::move(picture), time_, {.keyFrame = keyFrame});
+  session_->encode(std::move(picture), time_, {.keyFrame = keyFrame, .coarse = coarse});
   std::unique_lock lock(mutex_);
   if (!arrived_.wait_for(lock, std::chrono::seconds(30), [&] { return !outputs_.empty(); })) {
     throw std::runtime_error("the encoder made nothing");

@@ -19,6 +19,8 @@ class FrameCoder {
   std::optional<platform::CodedFrame> tryCode(
       std::shared_ptr<const platform::PixelBuffer> picture, bool keyFrame = false,
       Duration gap = std::chrono::duration_cast<Duration>(std::chrono::seconds(1)) / 60);
+  /// Whether the pictures that follow may be coarse.
+  bool coarse = false;
   platform::CodedFrame code(std::shared_ptr<const platform::PixelBuffer> picture,
                             bool keyFrame = false) {
     return tryCode(std::move(picture), keyFrame).value();

@@ -12,6 +12,7 @@ extern "C" {
 #include "base/Log.h"
 #include "platform/common/media/EncoderRecipes.h"
 #include "platform/common/media/FFmpegCompressionSession.h"
+#include "platform/common/media/HalvingEncoder.h"
 #include "platform/common/media/MediaVideoCoding.h"
 #include "platform/common/media/PointerPng.h"
 
@@ -49,9 +50,10 @@ class FFmpegVideoCoding final : public VideoCoding {
     std::string refusals;
     std::unique_ptr<PictureEncoder> encoder = openHardware(options, refusals);
     if (!encoder) {
-      encoder = X264Encoder::open(x264Recipe(std::thread::hardware_concurrency()), options);
+      encoder = openSoftware(options);
       if (!encoder) return Failure{std::to_string(AVERROR(EINVAL))};
       announce("encoder: x264 (no hardware encoder: " + refusals + ")");
+      encoder = std::make_unique<HalvingEncoder>(std::move(encoder), options, openSoftware);
     }
     return std::unique_ptr<CompressionSession>(std::make_unique<FFmpegCompressionSession>(
         std::move(encoder), queues_.thread("tessaline.encode"), std::move(callbacks)));
@@ -60,6 +62,10 @@ class FFmpegVideoCoding final : public VideoCoding {
   Bytes encodePng(const PointerImage& image) override { return encodePointerPng(image); }
 
  private:
+  static std::unique_ptr<PictureEncoder> openSoftware(const CompressionOptions& options) {
+    return X264Encoder::open(x264Recipe(std::thread::hardware_concurrency()), options);
+  }
+
   /// The first hardware encoder that opens, with its log line; else why none did.
   std::unique_ptr<PictureEncoder> openHardware(const CompressionOptions& options,
                                                std::string& refusals) {
