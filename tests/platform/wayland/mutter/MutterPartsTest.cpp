@@ -25,31 +25,20 @@ std::vector<PixelRect> boundsOf(const MonitorLayout& layout) {
 
 TEST(MonitorLayoutTest, WishesAreMetWithinMuttersRules) {
   const PixelRect real{0, 0, 1000, 800};
+  constexpr int kFar = 2'000'000'000;
   struct {
     std::string what;
     std::optional<PixelPoint> origin;
     bool hiDPI;
     PixelRect real, extra;
   } const cases[] = {
-      {"right of all others", std::nullopt, false, real, {1000, 0, 600, 400}},
-      {"left: the corner moves",
-       PixelPoint{-600, -50},
-       false,
-       {600, 50, 1000, 800},
-       {0, 0, 600, 400}},
-      {"apart: the nearest side", PixelPoint{100, 900}, false, real, {100, 800, 600, 400}},
-      {"overlapping: pushed out", PixelPoint{900, 100}, false, real, {1000, 100, 600, 400}},
-      {"only corners meet: one pixel along",
-       PixelPoint{1000, 800},
-       false,
-       real,
-       {1000, 799, 600, 400}},
-      {"two pixels for a point", std::nullopt, true, real, {1000, 0, 300, 200}},
-      {"far away",
-       PixelPoint{2000000000, -2000000000},
-       false,
-       {0, 400, 1000, 800},
-       {999, 0, 600, 400}},
+      {"right of all others", {}, false, real, {1000, 0, 600, 400}},
+      {"left: the corner moves", {{-600, -50}}, false, {600, 50, 1000, 800}, {0, 0, 600, 400}},
+      {"apart: the nearest side", {{100, 900}}, false, real, {100, 800, 600, 400}},
+      {"overlapping: pushed out", {{900, 100}}, false, real, {1000, 100, 600, 400}},
+      {"a corner alone: one pixel along", {{1000, 800}}, false, real, {1000, 799, 600, 400}},
+      {"two pixels for a point", {}, true, real, {1000, 0, 300, 200}},
+      {"far away", {{kFar, -kFar}}, false, {0, 400, 1000, 800}, {999, 0, 600, 400}},
   };
   for (const auto& expected : cases) {
     MonitorLayout layout;
