@@ -27,10 +27,7 @@ TEST_F(ListenerTest, RunningOutOfDescriptorsIsSurvivedAndLoggedOnce) {
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &tight), 0);
   // The kernel completes the connection; accepting it needs a descriptor that there is not.
   peer.connect({asio::ip::address_v4::loopback(), listener->port()});
-  std::unique_lock lock(streams_.mutex);
-  EXPECT_FALSE(
-      streams_.changed.wait_for(lock, 2 * kMoment, [&] { return !streams_.waiting.empty(); }));
-  lock.unlock();
+  EXPECT_FALSE(streams_.waitFor(1, 2 * kMoment));
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
   EXPECT_TRUE(streams_.waitFor(1));
   const std::string said = ::testing::internal::GetCapturedStderr();

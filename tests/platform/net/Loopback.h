@@ -133,9 +133,9 @@ class Loopback : public ::testing::Test {
         changed.notify_all();
       };
     }
-    bool waitFor(std::size_t count) {
+    bool waitFor(std::size_t count, std::chrono::milliseconds patience = kPatience) {
       std::unique_lock lock(mutex);
-      return changed.wait_for(lock, kPatience, [&] { return waiting.size() >= count; });
+      return changed.wait_for(lock, patience, [&] { return waiting.size() >= count; });
     }
     std::shared_ptr<Owner<C>> next() {
       if (!waitFor(1)) return nullptr;
