@@ -13,6 +13,7 @@ constexpr std::int64_t kSmallest = 2560 * 1440;  // pixels; half of it is still 
 // pictures a second. Several in a row, as anything can hold up one.
 constexpr auto kSlow = 25ms;
 constexpr int kSlowPictures = 5;
+constexpr int kSlowPicturesAgain = 3;  // once there were five: who scrolls, scrolls on
 // A whole picture takes about four times as long as a coarse one, so that this is far from slow;
 // for two seconds at 60 pictures each, as each change costs a key frame.
 constexpr auto kQuick = 4ms;
@@ -42,8 +43,9 @@ bool MotionDetail::coded(Clock::time_point now) {
   submitted_.reset();
   movedAt_ = now;
   run_ = (coarse_ ? took < kQuick : took > kSlow) ? run_ + 1 : 0;
-  if (run_ < (coarse_ ? kQuickPictures : kSlowPictures)) return false;
-  coarse_ = !coarse_;
+  const int enough = slow_ ? kSlowPicturesAgain : kSlowPictures;
+  if (run_ < (coarse_ ? kQuickPictures : enough)) return false;
+  slow_ = coarse_ = !coarse_;
   run_ = 0;
   return coarse_;
 }

@@ -26,6 +26,7 @@ class MotionDetail {
   Clock::time_point movedAt_;                   // when the last picture that moved was done
   std::optional<Clock::time_point> submitted_;  // one that moves and is being coded
   bool coarse_ = false;
+  bool slow_ = false;  // this computer was too slow for whole pictures the last time
   int run_ = 0;  // pictures in a row that took so long, or so little, that the other way is better
 };
 

@@ -323,6 +323,10 @@ TEST_F(SessionTest, CodesCoarselyWhatMovesForAsLongAsWholePicturesTakeTooLong) {
     EXPECT_FALSE(coding_.coarse);
     for (int i = 0; i < 6; ++i) move(30ms, share);
     EXPECT_TRUE(coding_.coarse);
+    queues_.advance(200ms);
+    coding_.output(true);
+    for (int i = 0; i < 4; ++i) move(30ms, share);
+    EXPECT_TRUE(coding_.coarse) << "sooner than the first time";
     const auto submitted = coding_.submitted.size();
     queues_.advance(200ms);
     EXPECT_EQ(coding_.submitted.size(), submitted + 1);
