@@ -96,8 +96,7 @@ class FakeWorkspace final : public platform::Workspace {
 
   std::vector<std::string> opened;
   bool atLogin = false;
-  int activities = 0;                 // that last now
-  platform::ActivityOptions options;  // of the last one begun
+  int activities = 0;  // that last now
 
   bool open(const std::string& url) override {
     opened.push_back(url);
@@ -107,9 +106,8 @@ class FakeWorkspace final : public platform::Workspace {
   std::string computerName() const override { return "Studio"; }
   bool opensAtLogin(std::string_view) const override { return atLogin; }
   void setOpensAtLogin(std::string_view, bool on) override { atLogin = on; }
-  std::unique_ptr<platform::Activity> beginActivity(platform::ActivityOptions wanted,
+  std::unique_ptr<platform::Activity> beginActivity(platform::ActivityOptions,
                                                     const std::string&) override {
-    options = wanted;
     ++activities;
     auto made = std::make_unique<Running>();
     made->workspace = this;
