@@ -16,6 +16,7 @@ const union = (a, b) => ({
 // of 6), and convert only what has changed: that is what this does once drawing has turned out to
 // be slow.
 class Painter {
+  #canvas;
   #context;
   #drawCost = 0;      // ms, average
   #copies = true;     // the browser has not refused to hand out pixels
@@ -25,6 +26,7 @@ class Painter {
   #stale = everywhere;  // where the canvas is not yet what was decoded
 
   constructor(canvas) {
+    this.#canvas = canvas;
     this.#context = canvas.getContext('2d', { alpha: false, desynchronized: true });
     canvas.addEventListener('contextrestored', () => this.add(everywhere));
   }
@@ -34,7 +36,7 @@ class Painter {
     this.#stale = union(this.#stale, area);
   }
 
-  // The caller goes on owning `frame`. The canvas has its size already.
+  // The caller goes on owning `frame`. The canvas takes its size together with its pixels.
   paint(frame) {
     if (!this.#copies || this.#drawCost < slowDrawing) {
       this.#draw(frame);
@@ -53,8 +55,17 @@ class Painter {
     this.#stale = everywhere;
   }
 
+  // A new size empties the canvas: pixels have to follow in the same task.
+  #fit({ displayWidth, displayHeight }) {
+    const canvas = this.#canvas;
+    if (canvas.width === displayWidth && canvas.height === displayHeight) return;
+    canvas.width = displayWidth;
+    canvas.height = displayHeight;
+  }
+
   #draw(frame) {
     const start = performance.now();
+    this.#fit(frame);
     this.#context.drawImage(frame, 0, 0);
     this.#stale = nowhere;
     this.#drawCost += drawCostWeight * (performance.now() - start - this.#drawCost);
@@ -74,7 +85,11 @@ class Painter {
     const image = new ImageData(this.#pixels.subarray(0, size), width, height);
     this.#copying = frame;
     frame.copyTo(image.data, { format: 'RGBA', rect: { x, y, width, height } }).then(
-      () => { if (this.#copying === frame) this.#context.putImageData(image, x, y); },
+      () => {
+        if (this.#copying !== frame) return;
+        this.#fit(frame);
+        this.#context.putImageData(image, x, y);
+      },
       () => {
         this.#copies = false;
         if (this.#copying === frame) this.#draw(frame);

@@ -56,16 +56,17 @@ class Pointer {
     this.#url = URL.createObjectURL(new Blob([payload.subarray(8)], { type: 'image/png' }));
     const loaded = (shape) => () => {
       this.#coming = { shape };
-      if (!this.#letterbox.video.changing) this.settle();
+      this.settle();
     };
     this.#image.onload = loaded({ hotX, hotY, width, height });
     this.#image.onerror = loaded(null);
     this.#image.src = this.#url;
   }
 
-  // A pointer is measured in pixels of the picture, which may have become larger or smaller.
+  // A pointer is measured in pixels of the picture, which is about to become larger or smaller while
+  // `changing`. Also called with each picture.
   settle() {
-    if (!this.#coming) return;
+    if (!this.#coming || this.#letterbox.video.changing) return;
     this.#shape = this.#coming.shape;
     this.#coming = null;
     this.place();

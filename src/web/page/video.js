@@ -80,7 +80,6 @@ function inspect(payload) {
 const accelerations = new Map();
 
 class Video {
-  #canvas;
   #painter;
   #onPicture;
   #decoder = null;
@@ -102,7 +101,6 @@ class Video {
   height = 0;
 
   constructor(canvas, onPicture) {
-    this.#canvas = canvas;
     this.#painter = new Painter(canvas);
     this.#onPicture = onPicture;
   }
@@ -258,9 +256,7 @@ class Video {
     const waited = this.#measure(this.#takeUpTo(timestamp), now);
     if (this.#outdated(timestamp, waited, now)) return;
     this.#paintedAt = now;
-    if (this.#canvas.width !== displayWidth || this.#canvas.height !== displayHeight) {
-      this.#canvas.width = displayWidth;
-      this.#canvas.height = displayHeight;
+    if (this.width !== displayWidth || this.height !== displayHeight) {
       this.#painter.add(everywhere);
     }
     this.#painter.paint(frame);
