@@ -17,7 +17,7 @@ struct ViewRect {
 /// without a size fills the view.
 [[nodiscard]] ViewRect aspectFit(PixelSize video, PixelSize view);
 
-/// The pointer's image as the stream describes it, in pixels of the main computer's display.
+/// The pointer's image as the stream describes it, in pixels of the video.
 struct PointerShape {
   double hotSpotX = 0;
   double hotSpotY = 0;

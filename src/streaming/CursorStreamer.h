@@ -32,7 +32,7 @@ class CursorStreamer : public std::enable_shared_from_this<CursorStreamer> {
   /// From now on a pixel of the picture is 1/`scale` pixels of the display, in which sizes of
   /// pointers are given. Callable from any thread; sends the pointer's image before it returns.
   void setPictureScale(double scale);
-  /// Nothing is sent and nothing called back after it has returned.
+  /// After it has returned nothing is called back, and only `setPictureScale` sends.
   void stop();
 
  private:

@@ -30,24 +30,28 @@ double changedShare(const platform::CapturedFrame& frame) {
 }
 
 bool MotionDetail::submit(const platform::CapturedFrame& frame, Clock::time_point now) {
-  if (now - movedAt_ > kStopsAfter) stop();
   const PixelSize size = frame.pixels->size();
   if (std::int64_t{size.width} * size.height < kSmallest) return false;
-  if (changedShare(frame) > kMoves) submitted_ = movedAt_ = now;
+  const bool moves = changedShare(frame) > kMoves;
+  if (now - movedAt_ > kStopsAfter) {
+    run_ = 0;
+    // What still moves was only held up, by the network or the device.
+    if (!moves) stop();
+  }
+  if (moves) submitted_ = movedAt_ = now;
   return coarse_;
 }
 
-bool MotionDetail::coded(Clock::time_point now) {
-  if (!submitted_) return false;
+void MotionDetail::coded(Clock::time_point now) {
+  if (!submitted_) return;
   const Duration took = now - *submitted_;
   submitted_.reset();
   movedAt_ = now;
   run_ = (coarse_ ? took < kQuick : took > kSlow) ? run_ + 1 : 0;
   const int enough = slow_ ? kSlowPicturesAgain : kSlowPictures;
-  if (run_ < (coarse_ ? kQuickPictures : enough)) return false;
+  if (run_ < (coarse_ ? kQuickPictures : enough)) return;
   slow_ = coarse_ = !coarse_;
   run_ = 0;
-  return coarse_;
 }
 
 void MotionDetail::stop() {

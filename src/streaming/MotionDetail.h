@@ -16,8 +16,8 @@ class MotionDetail {
  public:
   /// A picture is about to be coded: whether it may be coarse.
   [[nodiscard]] bool submit(const platform::CapturedFrame& frame, Clock::time_point now);
-  /// It was coded. True when that made pictures coarse from now on.
-  bool coded(Clock::time_point now);
+  /// It was coded.
+  void coded(Clock::time_point now);
   /// Nothing moves any more.
   void stop();
   [[nodiscard]] bool coarse() const { return coarse_; }

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "base/Log.h"
 #include "streaming/Encoder.h"
 
 namespace tessaline {
@@ -45,9 +44,7 @@ void PictureFeed::coded(bool keyFrame) {
   const std::lock_guard lock(mutex_);
   if (!encoder_ || !lastFrame_) return;
   const auto now = queue_->now();
-  if (detail_.coded(now) && !std::exchange(toldCoarse_, true)) {
-    log("this computer is slow at coding pictures of this size: they are coarser while they move");
-  }
+  detail_.coded(now);
   if (keyFrame) owe(now);
 }
 

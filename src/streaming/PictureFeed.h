@@ -44,7 +44,6 @@ class PictureFeed : public std::enable_shared_from_this<PictureFeed> {
   std::shared_ptr<const platform::PixelBuffer> lastFrame_;
   Clock::time_point lastFrameTime_;
   MotionDetail detail_;
-  bool toldCoarse_ = false;
   int owed_ = 0;               // refinements of the last picture
   Clock::time_point movedAt_;  // when the picture changed by more than a little
   bool waiting_ = false;       // the timer runs

@@ -138,6 +138,7 @@ class Session : public std::enable_shared_from_this<Session> {
   const std::shared_ptr<CaptureWaker> waker_;
   std::unique_ptr<Encoder> encoder_;
   std::shared_ptr<PictureFeed> feed_;
+  bool toldCoarse_ = false;  // on the coder's thread
   std::atomic<bool> decoderBehind_ = false;
   static constexpr double kNoDecodeTime = std::numeric_limits<double>::infinity();
   double fastestDecode_ = kNoDecodeTime;  // ms

@@ -2,6 +2,7 @@
 // teardown.
 
 #include <algorithm>
+#include <utility>
 
 #include "base/Log.h"
 #include "streaming/CaptureWaker.h"
@@ -189,6 +190,9 @@ void Session::encoded(bool keyFrame) {
 }
 
 void Session::sizeChanged(bool coarse) {
+  if (coarse && !std::exchange(toldCoarse_, true)) {
+    log("this computer is slow at coding pictures of this size: they are coarser while they move");
+  }
   cursor_->setPictureScale(coarse ? 0.5 : 1);
   // Other pictures take another time to decode.
   services_.queues.main()->async([weak = weak_from_this()] {
