@@ -16,17 +16,19 @@ constexpr int kMeanings = 4;      // plain, Shift, and both in the second layout
 
 constexpr xcb_keysym_t kFirstUnicode = 0x0100'0000;  // from here on X servers know no letters
 
-xcb_keysym_t capitalLetter(xcb_keysym_t symbol) {
-  const xcb_keysym_t capital = xkb_keysym_to_upper(symbol);
-  return symbol < kFirstUnicode && capital < kFirstUnicode ? capital : symbol;
-}
-
 xcb_keysym_t smallLetter(xcb_keysym_t symbol) {
   const xcb_keysym_t small = xkb_keysym_to_lower(symbol);
   return capitalLetter(small) == symbol ? small : symbol;
 }
 
 }  // namespace
+
+xcb_keysym_t capitalLetter(xcb_keysym_t symbol) {
+  const xcb_keysym_t capital = xkb_keysym_to_upper(symbol);
+  // Of some (the German sharp s) xkbcommon makes what is no letter at all.
+  const bool pair = xkb_keysym_to_lower(capital) == symbol;
+  return symbol < kFirstUnicode && capital < kFirstUnicode && pair ? capital : symbol;
+}
 
 SpareKeys::Answer SpareKeys::keyFor(xcb_keysym_t symbol, const KeyboardMap& map, bool capsLock,
                                     Clock::time_point now) {

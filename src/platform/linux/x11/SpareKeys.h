@@ -10,6 +10,9 @@
 
 namespace tessaline::platform {
 
+/// The capital letter that X servers know of it; itself when they know none.
+[[nodiscard]] xcb_keysym_t capitalLetter(xcb_keysym_t symbol);
+
 /// Lends keys that mean nothing to symbols that no key has. A program learns what a key means when
 /// it gets round to it, so a key keeps a meaning for a while after its last press, and is not
 /// pressed at once after it got one. Lives on the X11 queue, owned by X11Keyboard.

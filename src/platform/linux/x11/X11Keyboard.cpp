@@ -23,6 +23,12 @@ constexpr struct {
     {VirtualKey::kDown, XK_Down},           {VirtualKey::kUp, XK_Up},
 };
 
+/// Whether programs make a capital letter of it when Caps Lock is on, of which X servers, and so
+/// the key, know nothing.
+bool capitalOnlyInPrograms(xcb_keysym_t symbol) {
+  return xkb_keysym_to_upper(symbol) != symbol && capitalLetter(symbol) == symbol;
+}
+
 }  // namespace
 
 X11Keyboard::~X11Keyboard() {
@@ -62,16 +68,17 @@ std::optional<Duration> X11Keyboard::type(char32_t character, Clock::time_point 
     return std::nullopt;  // no key types the other control characters
   } else if (const auto key = map_.typing(character, group_, capsLock_);
              key && !spare_.lends(key->code)) {
-    press(key->code, key->shift);
+    pressLetter(*key, xkb_utf32_to_keysym(character));
     return std::nullopt;
   }
   if (symbol != XCB_NO_SYMBOL) {
     press(keyFor(symbol), false);
     return std::nullopt;
   }
-  const auto answer = spare_.keyFor(xkb_utf32_to_keysym(character), map_, capsLock_, now);
+  symbol = xkb_utf32_to_keysym(character);
+  const auto answer = spare_.keyFor(symbol, map_, capsLock_, now);
   if (answer.key) {
-    press(answer.key->code, answer.key->shift);
+    pressLetter(*answer.key, symbol);
   } else if (answer.wait != Duration::zero()) {
     return answer.wait;
   } else if (!std::exchange(saidNoKeys_, true)) {
@@ -95,6 +102,14 @@ void X11Keyboard::shortcut(Shortcut shortcut) {
   fake(control, true);
   press(key ? key->code : keyFor(keypad), key && key->shift);
   fake(control, false);
+}
+
+void X11Keyboard::pressLetter(const KeyboardMap::Key& key, xcb_keysym_t symbol) {
+  const bool unlock = capsLock_ && capitalOnlyInPrograms(symbol);
+  const xcb_keycode_t lock = unlock ? keyFor(XK_Caps_Lock) : xcb_keycode_t{0};
+  press(lock, false);
+  press(key.code, key.shift);
+  press(lock, false);
 }
 
 void X11Keyboard::press(xcb_keycode_t code, bool shift) {

@@ -39,6 +39,7 @@ class X11Keyboard {
  private:
   void refresh();
   void press(xcb_keycode_t code, bool shift);
+  void pressLetter(const KeyboardMap::Key& key, xcb_keysym_t symbol);
   void fake(xcb_keycode_t code, bool down);
   [[nodiscard]] xcb_keycode_t keyFor(xcb_keysym_t symbol) const;
 
