@@ -295,7 +295,8 @@ TEST_F(SessionTest, CodesCoarselyWhatMovesForAsLongAsWholePicturesTakeTooLong) {
                               {kLarge, 0.9, 30ms, 200ms, false},  // rather a change of pages
                               {kLarge, 0.3, 30ms, 30ms, false},   // a film in a window
                               {{1920, 1080}, 0.9, 30ms, 30ms, false}};
-  for (const auto& [size, share, coding, interval, coarse] : cases) {
+  for (const MotionCase& motion : cases) {
+    const PixelSize size = motion.size;
     renew();
     const auto picture = std::make_shared<platform::PixelBuffer>(size);
     const auto move = [&](Duration time, double part) {
@@ -309,23 +310,23 @@ TEST_F(SessionTest, CodesCoarselyWhatMovesForAsLongAsWholePicturesTakeTooLong) {
     };
     stream();
     for (int i = 0; i < 10; ++i) {
-      move(coding, share);
-      queues_.advance(interval - coding);
+      move(motion.coding, motion.share);
+      queues_.advance(motion.interval - motion.coding);
     }
-    EXPECT_EQ(coding_.coarse, coarse) << share << " of " << size.width;
-    if (!coarse) continue;
+    EXPECT_EQ(coding_.coarse, motion.coarse) << motion.share << " of " << size.width;
+    if (!motion.coarse) continue;
 
     // A letter that is typed meanwhile changes nothing; two quick seconds do, or its standing
     // still.
     move(1ms, 0.001);
     EXPECT_TRUE(coding_.coarse);
-    for (int i = 0; i < 130; ++i) move(3ms, share);
+    for (int i = 0; i < 130; ++i) move(3ms, motion.share);
     EXPECT_FALSE(coding_.coarse);
-    for (int i = 0; i < 6; ++i) move(30ms, share);
+    for (int i = 0; i < 6; ++i) move(30ms, motion.share);
     EXPECT_TRUE(coding_.coarse);
     queues_.advance(200ms);
     coding_.output(true);
-    for (int i = 0; i < 4; ++i) move(30ms, share);
+    for (int i = 0; i < 4; ++i) move(30ms, motion.share);
     EXPECT_TRUE(coding_.coarse) << "sooner than the first time";
     const auto submitted = coding_.submitted.size();
     queues_.advance(200ms);
