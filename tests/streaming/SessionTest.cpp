@@ -320,6 +320,11 @@ TEST_F(SessionTest, CodesCoarselyWhatMovesForAsLongAsWholePicturesTakeTooLong) {
     // still.
     move(1ms, 0.001);
     EXPECT_TRUE(coding_.coarse);
+    link_->unsent = 1'000'000;
+    queues_.advance(400ms);
+    link_->unsent = 0;
+    move(30ms, motion.share);
+    EXPECT_TRUE(coding_.coarse) << "the network held it up";
     for (int i = 0; i < 130; ++i) move(3ms, motion.share);
     EXPECT_FALSE(coding_.coarse);
     for (int i = 0; i < 6; ++i) move(30ms, motion.share);
