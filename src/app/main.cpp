@@ -81,8 +81,11 @@ int start(int argc, char** argv) {
 
   AsioQueues queues(std::make_shared<QtMainQueue>());
   UserDefaults defaults(folders.configuration / "defaults.json");
-  return run({queues, defaults, workspace, folders.busName, folders.support,
-              std::vector<std::string>(argv + 1, argv + argc)});
+  const int exitCode = run({queues, defaults, workspace, folders.busName, folders.support,
+                            std::vector<std::string>(argv + 1, argv + argc)});
+  // What was to be deleted by the loop and ended after it, timers above all.
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+  return exitCode;
 }
 
 }  // namespace
