@@ -124,10 +124,11 @@ void CursorStreamer::checkShape() {
   const std::lock_guard lock(shapeMutex_);
   if (!image || image->serial == shapeSerial_) return;
   Bytes png = coding_.encodePng(*image);
-  const std::uint64_t hash = hashValueStable(png);
+  const CursorShape shape{image->hotSpotX, image->hotSpotY, static_cast<double>(image->width),
+                          static_cast<double>(image->height)};
+  // With its hot spot, which some desktops tell a moment after the image that it belongs to.
+  const std::uint64_t hash = hashValueStable(shape.encoded(png));
   if (hash != shapeHash_ && !png.empty()) {
-    const CursorShape shape{image->hotSpotX, image->hotSpotY, static_cast<double>(image->width),
-                            static_cast<double>(image->height)};
     if (!sendShape(shape, png)) return;  // the next check retries
     shape_ = shape;
     png_ = std::move(png);

@@ -87,6 +87,12 @@ TEST_F(CursorStreamerTest, SendsAnImageOnceAndAgainUntilTheLinkTakesIt) {
   show(3, {0x89, 2});
   queues_.advance(48ms);
   EXPECT_EQ(link_->count(Proto::cursorShape), 2U);
+  auto moved = std::make_shared<platform::PointerImage>(*pointer_->picture);
+  moved->serial = 4;
+  moved->hotSpotX = 7;
+  pointer_->picture = moved;
+  queues_.advance(48ms);
+  EXPECT_EQ(link_->count(Proto::cursorShape), 3U) << "the hot spot is part of it";
 }
 
 }  // namespace

@@ -86,9 +86,8 @@ export class Visitor {
     return awaitColours((places) => this.colours(places), wanted);
   }
 
-  // The middle of the pointer that the page draws and how many of its pixels have the
-  // crosshair's orange; nothing
-  // while it is hidden.
+  // The middle of the pointer that the page draws and how many of its pixels have the crosshair's
+  // orange; nothing while it is hidden.
   pointer() {
     return this.page.evaluate(() => {
       const image = document.getElementById('p');
