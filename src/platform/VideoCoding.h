@@ -49,7 +49,8 @@ struct FrameNotes {
   std::optional<std::vector<PixelRect>> changed = std::nullopt;
   /// The picture stands still: it may take more bits than one that moves.
   bool refine = false;
-  /// The picture may be coded at half its width and height. Coders that cannot code it whole.
+  /// The picture may be coded at half its width and height; a coder that cannot do so codes it
+  /// whole.
   bool coarse = false;
 };
 
