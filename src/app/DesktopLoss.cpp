@@ -32,4 +32,8 @@ void DesktopLoss::report() {
   if (!reported.exchange(true)) log("the desktop has gone; ending");
 }
 
+bool DesktopLoss::wasReported() {
+  return reported;
+}
+
 }  // namespace tessaline

@@ -15,6 +15,7 @@ class DesktopLoss {
 
   /// Writes the log line, once for the process, whoever notices first.
   static void report();
+  [[nodiscard]] static bool wasReported();
 };
 
 }  // namespace tessaline

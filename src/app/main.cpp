@@ -30,6 +30,8 @@ constexpr auto kSettlingLimit = 3s;
 /// process without the crash report that Qt would have the system make.
 void logToolkit(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text) {
   if (type == QtDebugMsg || type == QtInfoMsg) return;
+  // Of a desktop that has gone the log has its line already.
+  if (type == QtFatalMsg && DesktopLoss::wasReported()) std::_Exit(EXIT_FAILURE);
   log("window system: " + text.toStdString());
   if (type == QtFatalMsg) std::_Exit(EXIT_FAILURE);
 }

@@ -79,7 +79,7 @@ CastSource::CastSource(PixelSize size) : size_(size) {
     std::vector<const spa_pod*> params;
     params.push_back(static_cast<const spa_pod*>(spa_pod_builder_add_object(
         &builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_buffers,
-        SPA_POD_CHOICE_RANGE_Int(4, 2, 4), SPA_PARAM_BUFFERS_blocks, SPA_POD_Int(1),
+        SPA_POD_CHOICE_RANGE_Int(8, 2, 8), SPA_PARAM_BUFFERS_blocks, SPA_POD_Int(1),
         SPA_PARAM_BUFFERS_size, SPA_POD_Int(self->size_.width * self->size_.height * 4),
         SPA_PARAM_BUFFERS_stride, SPA_POD_Int(self->size_.width * 4), SPA_PARAM_BUFFERS_dataType,
         SPA_POD_CHOICE_FLAGS_Int(1 << SPA_DATA_MemFd))));
@@ -88,11 +88,15 @@ CastSource::CastSource(PixelSize size) : size_(size) {
           &builder, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type,
           SPA_POD_Id(type), SPA_PARAM_META_size, SPA_POD_Int(static_cast<int>(bytes)))));
     };
+    meta(SPA_META_Header, sizeof(spa_meta_header));
     meta(SPA_META_VideoCrop, sizeof(spa_meta_region));
     meta(SPA_META_VideoDamage, sizeof(spa_meta_region) * kRegions);
     meta(SPA_META_Cursor, kCursorBytes);
     pw_stream_update_params(self->stream_, params.data(),
                             static_cast<std::uint32_t>(params.size()));
+  };
+  events_.state_changed = [](void* data, pw_stream_state, pw_stream_state state, const char*) {
+    if (state == PW_STREAM_STATE_STREAMING) ++static_cast<CastSource*>(data)->starts_;
   };
   events_.add_buffer = [](void* data, pw_buffer* buffer) {
     const auto bytes = static_cast<CastSource*>(data)->pictureBytes();
@@ -153,29 +157,37 @@ std::uint32_t CastSource::node() {
 }
 
 bool CastSource::send(const Buffer& content) {
-  return eventually([&] { return trySend(content); });
+  return eventually([&] { return trySend(content, true); });
 }
 
-bool CastSource::trySend(const Buffer& content) {
+bool CastSource::lose(const Buffer& content) {
+  return eventually([&] { return trySend(content, false); });
+}
+
+bool CastSource::trySend(const Buffer& content, bool arrives) {
   pw_thread_loop_lock(loop_);
   pw_buffer* const buffer = pw_stream_get_state(stream_, nullptr) == PW_STREAM_STATE_STREAMING
                                 ? pw_stream_dequeue_buffer(stream_)
                                 : nullptr;
   if (buffer) {
     fill(*buffer, content);
-    pw_stream_queue_buffer(stream_, buffer);
+    if (arrives) pw_stream_queue_buffer(stream_, buffer);
   }
   pw_thread_loop_unlock(loop_);
   return buffer != nullptr;
 }
 
-void CastSource::fill(pw_buffer& buffer, const Buffer& content) const {
+void CastSource::fill(pw_buffer& buffer, const Buffer& content) {
   const spa_buffer& target = *buffer.buffer;
   spa_data& data = target.datas[0];
   const std::size_t pixels = pictureBytes() / 4;
   auto* const to = static_cast<std::uint32_t*>(data.data);
   std::fill(to, to + pixels, content.colour);
-  *data.chunk = {0, static_cast<std::uint32_t>(pixels * 4), size_.width * 4, 0};
+  const auto bytes = static_cast<std::uint32_t>(content.picture ? pixels * 4 : 0);
+  *data.chunk = {0, bytes, size_.width * 4, 0};
+  if (auto* const header = metaOf<spa_meta_header>(target, SPA_META_Header)) {
+    header->pts = content.timed ? ++time_ : 0;
+  }
   if (auto* const crop = metaOf<spa_meta_region>(target, SPA_META_VideoCrop)) {
     crop->region = regionOf(content.crop.value_or(PixelRect()));
   }
@@ -186,6 +198,13 @@ void CastSource::fill(pw_buffer& buffer, const Buffer& content) const {
   }
   if (auto* const cursor = metaOf<spa_meta_cursor>(target, SPA_META_Cursor)) {
     *cursor = {1, 0, {content.pointer.x, content.pointer.y}, {0, 0}, 0};
+    if (content.imageSide > 0) {
+      cursor->bitmap_offset = sizeof(spa_meta_cursor);
+      const auto side = static_cast<std::uint32_t>(content.imageSide);
+      const spa_meta_bitmap bitmap{
+          SPA_VIDEO_FORMAT_RGBA, {side, side}, content.imageSide * 4, sizeof(spa_meta_bitmap)};
+      std::memcpy(cursor + 1, &bitmap, sizeof(bitmap));
+    }
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <pipewire/pipewire.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -45,6 +46,9 @@ class CastSource {
     std::vector<PixelRect> damage = {};  ///< none: no such word
     std::optional<PixelRect> crop = std::nullopt;
     PixelPoint pointer = {};
+    int imageSide = 0;    ///< of a new image of the pointer; 0: none
+    bool picture = true;  ///< false: tells of the pointer only
+    bool timed = false;   ///< says when it was written
   };
 
   explicit CastSource(PixelSize size);
@@ -54,15 +58,21 @@ class CastSource {
   [[nodiscard]] std::uint32_t node();
   /// Sends a buffer once one is free and somebody takes it; false when that does not happen.
   bool send(const Buffer& content);
+  /// Fills a buffer that never arrives, as a busy PipeWire drops it.
+  bool lose(const Buffer& content);
+  /// How often somebody began to take pictures.
+  [[nodiscard]] int starts() const { return starts_; }
 
  private:
   [[nodiscard]] std::size_t pictureBytes() const {
     return static_cast<std::size_t>(size_.width) * static_cast<std::size_t>(size_.height) * 4;
   }
-  bool trySend(const Buffer& content);
-  void fill(pw_buffer& buffer, const Buffer& content) const;
+  bool trySend(const Buffer& content, bool arrives);
+  void fill(pw_buffer& buffer, const Buffer& content);
 
   const PixelSize size_;
+  std::int64_t time_ = 0;  // of the last buffer
+  std::atomic<int> starts_ = 0;
   pw_thread_loop* loop_ = nullptr;
   pw_context* context_ = nullptr;
   pw_core* core_ = nullptr;

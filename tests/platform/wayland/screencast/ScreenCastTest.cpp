@@ -165,6 +165,36 @@ TEST_F(ScreenCastTest, DamageThatGotLostIsMadeUpFor) {
   expectLuma(frames_.next(), {10, 10}, kGreenLuma);
 }
 
+TEST_F(ScreenCastTest, WhatPipeWireDroppedIsMissedAndAskedForAgain) {
+  open();
+  ASSERT_TRUE(deliver({.colour = kGreen}));
+  startCapture();
+  frames_.next();
+  ASSERT_EQ(source_->starts(), 1);
+  const auto sees = [&](int imageSide, int x) {
+    return eventually([&] {
+      const auto image = pointer_->image();
+      const auto location = pointer_->location();
+      return image && image->width == imageSide && location && location->x == x;
+    });
+  };
+  const auto pointer = [](int x, int imageSide = 0) {
+    return CastSource::Buffer{
+        .pointer = {x, 1}, .imageSide = imageSide, .picture = false, .timed = true};
+  };
+  // The pointer is read where it was written: newer ones than these need not follow.
+  ASSERT_TRUE(source_->lose(pointer(100, 7)));
+  ASSERT_TRUE(source_->send(pointer(101)));
+  EXPECT_TRUE(sees(7, 101));
+  ASSERT_TRUE(source_->lose({.colour = kRed, .pointer = {102, 1}, .timed = true}));
+  ASSERT_TRUE(source_->send(pointer(103)));
+  EXPECT_TRUE(sees(7, 103));
+  // A picture may be overwritten while it is read: the desktop is to begin again with a whole one.
+  ASSERT_TRUE(eventually([&] { return source_->starts() == 2; }));
+  ASSERT_TRUE(sendUntil({.colour = kRed}, [&] { return frames_.count() > 0; }));
+  expectLuma(frames_.next(), {10, 10}, kRedLuma);
+}
+
 TEST_F(ScreenCastTest, ACropOfAnotherSizeEndsTheCaptureAndIsTold) {
   open();
   ASSERT_TRUE(deliver({.colour = kGreen}));

@@ -85,7 +85,7 @@ void MutterSession::gotNode(std::uint32_t node) {
                                       if (!ended_) callbacks_.onSize(size);
                                     },
                                 .onEnded = [this](const std::string& reason) { end(reason); },
-                                .onRest = [this] { stir(); }});
+                                .onStill = [this] { stir(); }});
   if (!cast) return end("no pictures: " + cast.error());
   cast_ = std::move(*cast);
 }

@@ -11,6 +11,7 @@
 
 #include "base/Log.h"
 #include "platform/linux/wayland/screencast/CastFormat.h"
+#include "platform/linux/wayland/screencast/CastMeta.h"
 #include "platform/linux/wayland/screencast/CastPointer.h"
 
 namespace tessaline::platform {
@@ -20,8 +21,9 @@ namespace {
 // one of some 100 ms), before it counts as gone: longer than a busy desktop needs.
 constexpr std::time_t kPatience = 10;  // seconds
 
-// Longer than between two pictures of something that moves, shorter than a person waits.
-constexpr std::chrono::milliseconds kRest(100);
+// After something has come, how soon it is looked whether something else has not: longer than a
+// buffer is on its way, shorter than a person waits.
+constexpr std::chrono::milliseconds kLossCheck(100);
 
 PixelRect rectOf(const spa_region& region) {
   // A size that is no positive int is left to the reader of the rectangle, who finds it empty.
@@ -33,15 +35,6 @@ bool inside(const PixelRect& rect, PixelSize size) {
   return !rect.empty() && rect.x >= 0 && rect.y >= 0 && rect.width <= size.width &&
          rect.height <= size.height && rect.x <= size.width - rect.width &&
          rect.y <= size.height - rect.height;
-}
-
-template <typename T>
-std::optional<T> metaOf(const spa_buffer& buffer, std::uint32_t type) {
-  const void* const found = spa_buffer_find_meta_data(&buffer, type, sizeof(T));
-  if (!found) return std::nullopt;
-  T value;
-  std::memcpy(&value, found, sizeof(T));  // the other process may change it at any time
-  return value;
 }
 
 pw_context* newContext(pw_loop* loop) {
@@ -114,7 +107,7 @@ CastStream::~CastStream() {
   if (core_) pw_core_disconnect(core_);
   if (patience_) pw_loop_destroy_source(pw_thread_loop_get_loop(loop_), patience_);
   if (returned_) pw_loop_destroy_source(pw_thread_loop_get_loop(loop_), returned_);
-  if (rest_) pw_loop_destroy_source(pw_thread_loop_get_loop(loop_), rest_);
+  if (lossCheck_) pw_loop_destroy_source(pw_thread_loop_get_loop(loop_), lossCheck_);
   if (context_) pw_context_destroy(context_);
   if (loop_) pw_thread_loop_destroy(loop_);
   pointer_.shared->leave(pointer_.display);
@@ -145,12 +138,12 @@ bool CastStream::connect(int remote) {
       loop, [](void* data, std::uint64_t) { static_cast<CastStream*>(data)->runOut(); }, this);
   returned_ = pw_loop_add_event(
       loop, [](void* data, std::uint64_t) { static_cast<CastStream*>(data)->comeBack(); }, this);
-  rest_ = pw_loop_add_timer(
-      loop, [](void* data, std::uint64_t) { static_cast<CastStream*>(data)->rest(); }, this);
+  lossCheck_ = pw_loop_add_timer(
+      loop, [](void* data, std::uint64_t) { static_cast<CastStream*>(data)->checkLosses(); }, this);
   returns_->open(loop, returned_);
   core_ = remote >= 0 ? pw_context_connect_fd(context_, remote, nullptr, 0)
                       : pw_context_connect(context_, nullptr, 0);
-  if (!core_ || !patience_ || !returned_ || !rest_) return false;
+  if (!core_ || !patience_ || !returned_ || !lossCheck_) return false;
   pw_core_add_listener(core_, &hooks_->coreHook, &hooks_->core, this);
   registry_ = pw_core_get_registry(core_, PW_VERSION_REGISTRY, 0);
   if (!registry_) return false;
@@ -187,14 +180,36 @@ void CastStream::runOut() {
   end(ran_ ? "the desktop has paused the screen cast" : "the desktop does not send pictures");
 }
 
-void CastStream::awaitRest() {
-  if (damageTold_) return;
-  timespec after{0, std::chrono::nanoseconds(kRest).count()};
-  pw_loop_update_timer(pw_thread_loop_get_loop(loop_), rest_, &after, nullptr, false);
+void CastStream::awaitLossCheck() {
+  if (std::exchange(lossCheckWaits_, true)) return;
+  timespec after{0, std::chrono::nanoseconds(kLossCheck).count()};
+  pw_loop_update_timer(pw_thread_loop_get_loop(loop_), lossCheck_, &after, nullptr, false);
 }
 
-void CastStream::rest() {
-  if (!ended_) events_.onRest();
+void CastStream::checkLosses() {
+  lossCheckWaits_ = false;
+  if (ended_ || pw_stream_get_state(stream_, nullptr) != PW_STREAM_STATE_STREAMING) return;
+  std::vector<const spa_buffer*> buffers;
+  for (const auto& [buffer, slot] : slots_) buffers.push_back(buffer->buffer);
+  const CastLosses::Found found = losses_.check(buffers);
+  // Written halfway at worst, and then it arrives whole.
+  if (found.image) readPointer(*found.image, PointerPart::image);
+  if (found.place) readPointer(*found.place, PointerPart::place);
+  const bool rested = awaitsRest_ && !std::exchange(news_, false);
+  if (rested) awaitsRest_ = false;
+  if (found.picture) {
+    // A compositor that begins to send begins with a whole picture.
+    renewing_ = true;
+    pw_stream_set_active(stream_, false);
+  } else if (found.something || rested) {
+    events_.onStill();
+  }
+  if (found.picture || found.something || awaitsRest_) awaitLossCheck();
+}
+
+void CastStream::awaitRest() {
+  news_ = true;
+  awaitsRest_ = !damageTold_;
 }
 
 void CastStream::changeState(pw_stream_state state, const char* error) {
@@ -207,9 +222,11 @@ void CastStream::changeState(pw_stream_state state, const char* error) {
     case PW_STREAM_STATE_CONNECTING:
       return;
     case PW_STREAM_STATE_PAUSED:
+      if (std::exchange(renewing_, false)) pw_stream_set_active(stream_, true);
       return watch(true);
     case PW_STREAM_STATE_STREAMING:
       ran_ = true;
+      awaitLossCheck();
       return watch(false);
   }
 }
@@ -258,7 +275,8 @@ void CastStream::process() {
   while (pw_buffer* const buffer = pw_stream_dequeue_buffer(stream_)) {
     const PixelPoint origin = origin_;
     auto picture = ended_ ? nullptr : pictureIn(buffer);
-    if (!ended_) news |= readPointer(*buffer->buffer);
+    if (!ended_) news |= readPointer(*buffer->buffer, PointerPart::all);
+    losses_.arrived(*buffer->buffer);
     if (!picture) {
       pw_stream_queue_buffer(stream_, buffer);
       continue;
@@ -279,6 +297,7 @@ void CastStream::process() {
   }
   newest.reset();
   if (news) awaitRest();
+  awaitLossCheck();
   comeBack();
 }
 
@@ -292,15 +311,9 @@ std::shared_ptr<const CastPicture> CastStream::pictureIn(pw_buffer* buffer) {
   const auto slot = slots_.find(buffer);
   const spa_buffer& content = *buffer->buffer;
   if (slot == slots_.end() || !slot->second->memory || !format_) return nullptr;
+  if (!castHasPicture(content)) return nullptr;
   spa_chunk chunk{};
   std::memcpy(&chunk, content.datas[0].chunk, sizeof(chunk));
-  // So come buffers that tell of the pointer only.
-  if (chunk.size == 0 || (chunk.flags & static_cast<int>(SPA_CHUNK_FLAG_CORRUPTED)) != 0) {
-    return nullptr;
-  }
-  const auto header = metaOf<spa_meta_header>(content, SPA_META_Header);
-  if (header && (header->flags & SPA_META_HEADER_FLAG_CORRUPTED) != 0) return nullptr;
-
   const CastMemory& memory = *slot->second->memory;
   const auto rowBytes = static_cast<std::size_t>(format_->width) * 4;
   const std::size_t stride = chunk.stride == 0 ? rowBytes : static_cast<std::size_t>(chunk.stride);
@@ -314,7 +327,7 @@ std::shared_ptr<const CastPicture> CastStream::pictureIn(pw_buffer* buffer) {
   }
 
   PixelRect part{0, 0, format_->width, format_->height};
-  if (const auto crop = metaOf<spa_meta_region>(content, SPA_META_VideoCrop)) {
+  if (const auto crop = castMeta<spa_meta_region>(content, SPA_META_VideoCrop)) {
     const PixelRect wanted = rectOf(crop->region);
     if (inside(wanted, *format_)) part = wanted;
   }
@@ -360,13 +373,14 @@ std::optional<std::vector<PixelRect>> CastStream::damageIn(const spa_buffer& buf
   return rects;
 }
 
-bool CastStream::readPointer(const spa_buffer& buffer) {
+bool CastStream::readPointer(const spa_buffer& buffer, PointerPart part) {
   const spa_meta* const meta = spa_buffer_find_meta(&buffer, SPA_META_Cursor);
   if (!meta || !announced_) return false;
   auto pointer = CastPointer::read({static_cast<const std::uint8_t*>(meta->data), meta->size});
   if (!pointer) return false;
-  const bool newImage = pointer->image.has_value();
+  const bool newImage = part != PointerPart::place && pointer->image;
   if (newImage) pointer_.shared->show(std::move(*pointer->image));
+  if (part == PointerPart::image) return newImage;
   const std::int64_t x = std::int64_t{pointer->position.x} - origin_.x;
   const std::int64_t y = std::int64_t{pointer->position.y} - origin_.y;
   const bool on =

@@ -11,6 +11,7 @@
 
 #include "base/Geometry.h"
 #include "platform/linux/wayland/screencast/CastFrames.h"
+#include "platform/linux/wayland/screencast/CastLosses.h"
 #include "platform/linux/wayland/screencast/CastReturns.h"
 #include "platform/linux/wayland/screencast/ScreenCast.h"
 
@@ -25,7 +26,7 @@ class CastStream {
   struct Events {
     std::function<void(PixelSize)> onFormat;
     std::function<void(std::string description)> onEnded;
-    std::function<void()> onRest;
+    std::function<void()> onStill;
   };
   struct Pointer {
     DisplayID display = 0;
@@ -49,9 +50,9 @@ class CastStream {
   /// The patience with a stream that does not run begins, or ends.
   void watch(bool waiting);
   void runOut();
-  /// Something new has come: the rest after it is told of.
+  void awaitLossCheck();
   void awaitRest();
-  void rest();
+  void checkLosses();
 
   void changeState(pw_stream_state state, const char* error);
   void changeFormat(const spa_pod* format);
@@ -61,7 +62,8 @@ class CastStream {
   void comeBack();
 
   /// True when it has moved or changed.
-  bool readPointer(const spa_buffer& buffer);
+  enum class PointerPart { place, image, all };
+  bool readPointer(const spa_buffer& buffer, PointerPart part);
   /// The picture in a buffer; nothing when it has none.
   [[nodiscard]] std::shared_ptr<const CastPicture> pictureIn(pw_buffer* buffer);
   /// What changed, in pixels of the picture; nothing when that is not known.
@@ -84,7 +86,7 @@ class CastStream {
   pw_stream* stream_ = nullptr;
   spa_source* patience_ = nullptr;
   spa_source* returned_ = nullptr;
-  spa_source* rest_ = nullptr;
+  spa_source* lossCheck_ = nullptr;
 
   // The rest belongs to the thread.
   std::map<pw_buffer*, std::shared_ptr<CastSlot>> slots_;
@@ -96,6 +98,11 @@ class CastStream {
   bool damageBelieved_ = true;
   bool damageTold_ = false;  // by this compositor, be it right or not
   std::optional<PixelPoint> pointerAt_;
+  CastLosses losses_;
+  bool news_ = false;  // since the last check
+  bool awaitsRest_ = false;
+  bool lossCheckWaits_ = false;
+  bool renewing_ = false;  // paused by us, to have the compositor begin again
   bool nonsenseLogged_ = false;
   bool ended_ = false;
 };

@@ -45,10 +45,10 @@ class PipeWireScreenCast final : public ScreenCast {
         if (callbacks && callbacks->onEnded) callbacks->onEnded(description);
       });
     };
-    events.onRest = [main = main_, weak = std::weak_ptr(callbacks_)] {
+    events.onStill = [main = main_, weak = std::weak_ptr(callbacks_)] {
       main->async([weak] {
         const auto callbacks = weak.lock();
-        if (callbacks && callbacks->onRest) callbacks->onRest();
+        if (callbacks && callbacks->onStill) callbacks->onStill();
       });
     };
     return events;

@@ -35,10 +35,10 @@ class ScreenCast {
     /// The node, the daemon or the agreement is gone; nothing follows. Main queue, never from
     /// within `open`.
     std::function<void(std::string description)> onEnded;
-    /// Pictures came, and then none for a moment. A busy machine may keep back the last one until
-    /// the next: whoever can have the compositor send something that changes nothing does so now.
-    /// Only of compositors that do not tell what has changed, which are old. Main queue.
-    std::function<void()> onRest = nullptr;
+    /// Something that the desktop has sent has not arrived, or something came and then nothing for
+    /// a moment: PipeWire may keep the last one back until the next. Whoever can have the desktop
+    /// send something that changes nothing does so now. Main queue.
+    std::function<void()> onStill = nullptr;
   };
 
   virtual ~ScreenCast() = default;
