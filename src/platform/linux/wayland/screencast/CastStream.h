@@ -50,9 +50,11 @@ class CastStream {
   /// The patience with a stream that does not run begins, or ends.
   void watch(bool waiting);
   void runOut();
+  /// Something has come: soon it is looked whether something else has not.
   void awaitLossCheck();
-  void awaitRest();
   void checkLosses();
+  /// What has come is new: the rest after it is told of.
+  void awaitRest();
 
   void changeState(pw_stream_state state, const char* error);
   void changeFormat(const spa_pod* format);
@@ -61,8 +63,8 @@ class CastStream {
   void process();
   void comeBack();
 
-  /// True when it has moved or changed.
   enum class PointerPart { place, image, all };
+  /// True when it has moved or changed.
   bool readPointer(const spa_buffer& buffer, PointerPart part);
   /// The picture in a buffer; nothing when it has none.
   [[nodiscard]] std::shared_ptr<const CastPicture> pictureIn(pw_buffer* buffer);
