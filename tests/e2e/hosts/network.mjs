@@ -3,6 +3,7 @@
 // machine's own network is touched, and all of it is gone when this process is, however it ends.
 import { execFileSync } from 'node:child_process';
 import { existsSync } from 'node:fs';
+import { fileURLToPath } from 'node:url';
 
 import { Program, run, waitFor } from '../support/programs.mjs';
 
@@ -11,7 +12,7 @@ const switchAddress = 99;       // the last byte of the switch's own address
 const isRoot = process.getuid() === 0;
 // Somebody else than root becomes root of a user namespace first, where the system allows that.
 const asRoot = isRoot ? [] : ['--user', '--map-root-user'];
-const cableProgram = process.env.TESSALINE_SLOW_CABLE ?? '';
+const cableProgram = fileURLToPath(new URL('slow_cable.py', import.meta.url));
 
 function findMissing() {
   try {
@@ -30,8 +31,7 @@ function findMissing() {
 export const missing = findMissing();
 
 // Whether cables can be slow, and if not, why.
-export const slowCableMissing = !existsSync('/dev/net/tun') ? 'there is no /dev/net/tun'
-  : !existsSync(cableProgram) ? 'TESSALINE_SLOW_CABLE does not name the program slow_cable' : false;
+export const slowCableMissing = existsSync('/dev/net/tun') ? false : 'there is no /dev/net/tun';
 
 // A process that does nothing but keep its namespaces, until its input ends.
 async function keepNamespaces(within, script) {
