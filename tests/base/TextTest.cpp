@@ -4,6 +4,7 @@
 
 #include "base/Hashes.h"
 #include "base/RandomText.h"
+#include "base/SafeText.h"
 #include "base/Utf8.h"
 
 namespace tessaline {
@@ -25,6 +26,11 @@ TEST(Utf8, InvalidSequencesBecomeReplacements) {
   };
   for (const auto& [bytes, repaired] : cases) EXPECT_EQ(repairUtf8(viewBytes(bytes)), repaired);
   EXPECT_EQ(firstCharacters("né日🙂x", 4), "né日🙂");
+}
+
+TEST(SafeText, LeavesLettersAndNothingThatATerminalObeys) {
+  EXPECT_EQ(withoutControls("Größe “é” 屏幕 🖥️"), "Größe “é” 屏幕 🖥️");
+  EXPECT_EQ(withoutControls("a\x1b[2Jb\u009bc\u202ed\u2066e\x7f"), "a?[2Jb?c?d?e?");
 }
 
 // A display's serial number and the page's version must not change between releases.

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -28,12 +27,7 @@ constexpr std::chrono::seconds kPatience{20};
 }  // namespace
 
 Program::Program(const std::vector<std::string>& arguments,
-                 const std::vector<std::string>& environment, Terminal terminal) {
-  if (terminal == Terminal::pseudo) {
-    pid_ = ::forkpty(&descriptor_, nullptr, nullptr, nullptr);
-    if (pid_ == 0) become(arguments, environment);
-    return;
-  }
+                 const std::vector<std::string>& environment) {
   int pipe[2];
   if (::pipe2(pipe, O_CLOEXEC) != 0) return;
   pid_ = ::fork();
@@ -71,10 +65,6 @@ bool Program::waitFor(const std::string& text) {
     if (!readSome()) return false;
   }
   return true;
-}
-
-void Program::write(const std::string& keys) const {
-  [[maybe_unused]] const auto written = ::write(descriptor_, keys.data(), keys.size());
 }
 
 void Program::signal(int number) const {

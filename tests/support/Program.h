@@ -10,13 +10,9 @@ namespace tessaline::test {
 /// A real program that a test starts, with its output collected. It is killed with this object.
 class Program {
  public:
-  enum class Terminal { none, pseudo };
-
-  /// Starts `arguments[0]` with `environment` ("NAME=value") on top of this process's own. With a
-  /// pseudo terminal all three standard files are that terminal.
+  /// Starts `arguments[0]` with `environment` ("NAME=value") on top of this process's own.
   explicit Program(const std::vector<std::string>& arguments,
-                   const std::vector<std::string>& environment = {},
-                   Terminal terminal = Terminal::none);
+                   const std::vector<std::string>& environment = {});
   ~Program();
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
@@ -26,7 +22,6 @@ class Program {
 
   /// Reads output until it contains `text`; false when the program ends first or takes too long.
   bool waitFor(const std::string& text);
-  void write(const std::string& keys) const;
   void signal(int number) const;
   /// Reads the rest of the output and waits for the end; the exit code, minus the signal that
   /// killed it, or -1000 when it takes too long.
@@ -36,7 +31,7 @@ class Program {
   bool readSome();
 
   pid_t pid_ = -1;
-  int descriptor_ = -1;  // what the program writes to, or the terminal's other side
+  int descriptor_ = -1;  // what the program writes to
   std::string output_;
 };
 

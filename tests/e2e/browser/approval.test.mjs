@@ -1,9 +1,13 @@
-// Who becomes an extra screen: a link's key, a person's answer, and what is remembered of it.
+// Who becomes an extra screen: a link's key, a person's answer, in a terminal too, and what is
+// remembered of it.
 import assert from 'node:assert/strict';
 
-import { waitFor } from '../support/programs.mjs';
+import { testProgram } from '../support/desktop.mjs';
+import { see, waitFor } from '../support/programs.mjs';
 import { type } from '../support/visitor.mjs';
-import { testApplication, useApplication } from './harness.mjs';
+import { connects, ports, testApplication, useApplication } from './harness.mjs';
+
+const { default: WebSocket } = await import('ws').catch(() => ({}));
 
 const tools = useApplication();
 const size = { width: 800, height: 600 };
@@ -95,4 +99,94 @@ testApplication('a question outlives the page that asked, and its answer makes n
   await visitor.openPage(application.link);
   await visitor.tap();
   await visitor.awaitPicture(size);
+});
+
+// A device that says no more than who it is; the question about it.
+function ask(name, id = name) {
+  const socket = new WebSocket(`ws://127.0.0.1:${ports.socket}`);
+  const key = tools.application.link.split('k=')[1];
+  socket.on('open', () => socket.send(JSON.stringify({ w: 800, h: 600, scale: 1, key, id, name })));
+  socket.on('error', () => {});
+  tools.visitors.push({ errors: [], close: () => socket.terminate() });
+  return waitFor(`the question about ${name}`, async () => (
+    (await pending()).find(({ device }) => device === id)));
+}
+
+testApplication('tessalinectl answers the device that is meant', async () => {
+  const { application } = tools;
+  const control = (...args) => application.control(...args).catch(({ message }) => message);
+  assert.match(await control('allow'), /failed \(1\)/, 'nobody asks');
+  const one = await ask('One');
+  assert.equal(await control('allow'), `allowed: ${one.name}\n`);
+
+  // A device may call itself anything, also the number of another one's question.
+  const impostor = await ask('Impostor', `#${one.prompt + 2}`);
+  const two = await ask('Two', 'two\x1b[31m');
+  assert.equal(two.prompt, one.prompt + 2);
+  assert.ok((await control('status')).includes(`#${two.prompt}  ${two.name}  (two?[31m)`));
+  assert.match(await control('allow'), /failed \(1\)/, 'two ask, and none is named');
+  assert.match(await control('deny', 'nobody'), /failed \(1\)/);
+  assert.equal((await pending()).length, 2);
+  assert.equal(await control('deny', `#${two.prompt}`), `not allowed: ${two.name}\n`);
+  assert.equal(await control('allow', `#${impostor.prompt}`), `allowed: ${impostor.name}\n`);
+  assert.deepEqual(await pending(), []);
+});
+
+testApplication('the console answers with single keys, and leaves the terminal as it was', async () => {
+  const { application } = tools;
+  const early = await ask('Early');
+  const shell = application.launch('script', ['-qfec',
+    'trap : INT; stty -g; $ctl console; echo code=$?; stty -g; echo again; $ctl console', '/dev/null'],
+  { input: 'pipe', env: { ctl: testProgram('tessalinectl') } });
+  const shows = (text) => see(`"${text}"`, () => shell.output, (seen) => seen.includes(text));
+  const press = (keys) => shell.child.stdin.write(keys);
+  await shows(early.question);
+  press('xa');
+  await shows(`allowed: ${early.name}`);
+  const late = await ask('Late');
+  await shows(late.question);
+  press('d');
+  await shows(`not allowed: ${late.name}`);
+  await shows((await ask('Third')).question);
+  await application.control('allow');
+  await shows('(answered elsewhere)');
+
+  press('\x03');
+  await shows('code=130');
+  await see('the end of the shell\'s settings', () => shell.output.split('again\r\n')[1],
+    (second) => second?.includes('q ends'));
+  const [before, after] = shell.output.match(/^[0-9a-f]+(:[0-9a-f]+){9,}/gm);
+  assert.equal(after, before);
+  press('q');
+  assert.equal(await shell.ending(), 0);
+  assert.match(shell.output, /Tessaline has ended\./);
+  assert.equal(await application.ending(), 0);
+});
+
+testApplication('the console needs no terminal, and ends with the application', async () => {
+  const { application } = tools;
+  const watcher = application.launch(testProgram('tessalinectl'), ['console']);
+  const { prompt } = await ask('Anna');
+  await see('the question', () => watcher.output,
+    (seen) => seen.includes(`tessalinectl allow '#${prompt}'`));
+  assert.equal(await application.end('SIGTERM'), 0);
+  assert.equal(await watcher.ending(), 3);
+  assert.match(watcher.output, /Tessaline has ended\./);
+});
+
+testApplication('without a session bus, and when it dies, the application goes on', async () => {
+  const { application, desktop } = tools;
+  const { link } = application;
+  assert.equal(await application.end('SIGTERM'), 0);
+  const bus = desktop.launch('dbus-daemon', ['--session', '--nofork', '--print-address=1']);
+  await waitFor('a session bus', () => bus.output.endsWith('\n'));
+  for (const address of [bus.output.trim(), 'unix:path=/nonexistent']) {
+    const program = application.launch(undefined, [], { env: { DBUS_SESSION_BUS_ADDRESS: address } });
+    await waitFor('its ports', () => connects(ports.socket));
+    await bus.kill('SIGKILL');
+    const visitor = await tools.visit({ link });
+    await visitor.tap();
+    await visitor.awaitPanel('Waiting for your Mac to allow this Browser');
+    assert.equal(await program.kill('SIGTERM'), 0);
+  }
 });

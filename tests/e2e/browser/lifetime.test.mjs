@@ -1,8 +1,9 @@
 // Ends and beginnings: the application killed, stopped and started twice, and its display taken.
 import assert from 'node:assert/strict';
+import { isDeepStrictEqual } from 'node:util';
 
 import { Application } from '../support/application.mjs';
-import { waitFor } from '../support/programs.mjs';
+import { see, waitFor } from '../support/programs.mjs';
 import { expectNextColour } from '../support/testCard.mjs';
 import { type } from '../support/visitor.mjs';
 import { has, testApplication, useApplication } from './harness.mjs';
@@ -78,6 +79,36 @@ testApplication('a display that is switched off ends its session, and the page g
   assert.match(application.log, /capture stopped/);
 }, { needs: 'monitorSwitch' });
 
+testApplication('an extra display comes back to where its user put it', async () => {
+  const { application, desktop } = tools;
+  const visitor = await tools.becomeScreen(size);
+  const comeBack = async () => {
+    await visitor.openPage(application.link);
+    await visitor.tap();
+    await visitor.awaitPicture(size);
+    [visitor.monitor] = await desktop.extraMonitors();
+  };
+  await visitor.page.close();
+  await desktop.awaitExtraMonitors();
+  assert.equal(application.storedDefaults.arrangement, undefined, 'nothing was chosen');
+  await comeBack();
+  const first = `${desktop.ownMonitor.width}x${desktop.ownMonitor.height}+`;
+  const places = async () => (await desktop.monitors()).map(({ width, height, x, y }) => (
+    `${width}x${height}+${x}+${y}`)).sort();
+  const expectPlaces = async (...wanted) => see('the places of the monitors', places,
+    (seen) => isDeepStrictEqual(seen, wanted.sort()));
+  await expectPlaces(`${first}0+0`, `800x600+${desktop.ownMonitor.width}+0`);
+  await desktop.run('xrandr', ['--output', desktop.ownMonitor.output, '--pos', '800x0',
+    '--output', visitor.monitor.output, '--pos', '0x100']);
+  // Not moved the second time, it is still remembered.
+  for (let round = 0; round < 2; ++round) {
+    await expectPlaces(`${first}800+0`, '800x600+0+100');
+    await visitor.page.close();
+    await expectPlaces(`${first}0+0`);
+    await comeBack();
+  }
+}, { needs: 'monitorPlaces' });
+
 testApplication('switching the role forgets it and ends in order; a new process asks', async () => {
   const { application, desktop } = tools;
   await tools.becomeScreen(size);
@@ -103,7 +134,7 @@ testApplication('where no desktop serves, the application runs and says so', asy
 testApplication('a second start leaves at once; another configuration runs beside the first', async () => {
   const { application, desktop } = tools;
   const visitor = await tools.becomeScreen(size);
-  const second = application.launchAnother();
+  const second = application.launch();
   assert.equal(await second.ending(), 0, second.errors);
 
   const beside = new Application(desktop, 'beside');

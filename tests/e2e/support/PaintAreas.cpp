@@ -43,7 +43,10 @@ class Canvas final : public QRasterWindow {
   void add(const Area& area) {
     areas_.push_back(area);
     ++unanswered_;
-    update();
+    // No more than that is told to the desktop as changed.
+    const QRectF rect(area.rect);
+    const auto ratio = devicePixelRatio();
+    update(QRectF(rect.topLeft() / ratio, rect.size() / ratio).toAlignedRect());
   }
 
  protected:

@@ -50,13 +50,13 @@ export class Application {
     writeFileSync(this.#defaults, JSON.stringify(defaults));
   }
 
-  // Another process of the application with the same configuration.
-  launchAnother() {
-    return this.#desktop.launch(join(folder, 'tessaline'), [], { env: this.#environment });
+  // Starts a program with the same configuration, another process of the application if no other.
+  launch(command = join(folder, 'tessaline'), args = [], { env = {}, ...options } = {}) {
+    return this.#desktop.launch(command, args, { ...options, env: { ...this.#environment, ...env } });
   }
 
   async start() {
-    const program = this.#program = this.launchAnother();
+    const program = this.#program = this.launch();
     await waitFor('the start of the application', async () => {
       if (program.ended) throw new Error(`it ended: ${program.errors}`);
       const { role, link, localLink } = await this.status();

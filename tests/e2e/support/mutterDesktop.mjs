@@ -8,6 +8,7 @@ export class MutterDesktop extends Desktop {
   // What this kind of desktop cannot do, and why.
   static lacks = {
     capsLock: 'only Mutter itself could press a key',
+    monitorPlaces: 'no command moves monitors of Mutter',
     // In libmutter-clutter, for want of the view that the recording is of.
     monitorSwitch: 'Mutter 43 crashes when a display that somebody records is switched off',
     orphanDisplays: 'Mutter removes the displays of a program that dies',

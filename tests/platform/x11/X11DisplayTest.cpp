@@ -66,7 +66,10 @@ TEST_F(X11DisplayTest, SeveralStandSideBySideAndFollowTheirUserAndWhatDoesNotFit
                                 HasSubstr(" Tessaline 3840/")));
 
   const RandrLayout now = layout();
-  run({"xrandr", "--output", outputAt(now, {2080, 0, 800, 600})->name, "--pos", "100x1000"});
+  const auto output = std::ranges::find_if(now.outputs, [&](const auto& each) {
+    return now.boundsOf(each.id) == PixelRect{2080, 0, 800, 600};
+  });
+  run({"xrandr", "--output", output->name, "--pos", "100x1000"});
   const PixelRect moved{100, 1000, 800, 600};
   EXPECT_TRUE(eventually([&] { return boundsOf(second->displayID()) == moved; }));
   EXPECT_THAT(monitors(), testing::ContainsRegex("iPad .2. 800/300x600/200.100.1000"));

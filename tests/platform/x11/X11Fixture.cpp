@@ -70,12 +70,6 @@ std::string X11Fixture::run(const std::vector<std::string>& command) {
   return program.output();
 }
 
-const RandrLayout::Output* X11Fixture::outputAt(const RandrLayout& layout, PixelRect bounds) {
-  const auto found = std::ranges::find_if(
-      layout.outputs, [&](const auto& output) { return layout.boundsOf(output.id) == bounds; });
-  return found == layout.outputs.end() ? nullptr : &*found;
-}
-
 void X11Fixture::paint(PixelRect rect, std::uint32_t rgb) {
   xcb_connection_t* c = client_->get();
   const xcb_gcontext_t context = xcb_generate_id(c);

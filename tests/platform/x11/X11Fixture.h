@@ -42,8 +42,6 @@ class X11Fixture : public ::testing::Test {
   /// What another program on the server prints.
   std::string run(const std::vector<std::string>& command);
   [[nodiscard]] RandrLayout layout() const { return readRandrLayout(*client_); }
-  /// The output that shows exactly `bounds`.
-  [[nodiscard]] const RandrLayout::Output* outputAt(const RandrLayout& layout, PixelRect bounds);
   /// Paints over everything; the server has done it on return.
   void paint(PixelRect rect, std::uint32_t rgb);
 

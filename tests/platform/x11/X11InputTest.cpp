@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <atomic>
 
 #include "platform/x11/X11Fixture.h"
 
@@ -21,8 +20,6 @@ class X11InputTest : public X11Fixture {
     X11Fixture::TearDown();
   }
   InputEvents& input() { return desktop_->inputEvents(); }
-  /// As the user's own hands do it.
-  void press(const std::string& keys) { run({"xdotool", "key", keys}); }
   /// What every key means.
   std::string keyboard() { return run({"xmodmap", "-pke"}); }
 
@@ -48,26 +45,6 @@ TEST_F(X11InputTest, LeavesNothingHeldAndTheKeyboardAsItWas) {
   destroy(display_);
   onMain([&] { desktop_.reset(); });
   EXPECT_TRUE(eventually([&] { return held() == 0 && keyboard() == before; }));
-}
-
-TEST_F(X11InputTest, HotKeyWorksWhateverIsLockedAndFollowsTheLayout) {
-  const HotKey hotKey{.key = 'S', .control = true, .option = true, .command = true};
-  std::atomic<int> presses = 0;
-  std::unique_ptr<HotKeyRegistration> registration;
-  const auto works = [&] {
-    const int before = presses;
-    return eventually([&] {
-      press("ctrl+alt+super+s");
-      return presses > before;
-    });
-  };
-  onMain([&] { registration = desktop_->registerHotKey(hotKey, [&] { ++presses; }); });
-  press("Num_Lock");
-  EXPECT_TRUE(works());
-  press("Caps_Lock");
-  EXPECT_TRUE(works());
-  run({"xmodmap", "-e", "keysym s = NoSymbol", "-e", "keysym F12 = s S"});
-  EXPECT_TRUE(works());
 }
 
 }  // namespace
