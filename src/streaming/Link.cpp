@@ -9,6 +9,8 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kConnectLimit = 5s;
+// A screen says hello as soon as it is connected to; what never does is no screen.
+constexpr auto kHelloLimit = 10s;
 constexpr auto kGoodbyeLimit = 1s;
 
 }  // namespace
@@ -54,6 +56,10 @@ std::vector<SharedBytes> Link::encode(std::uint8_t type, SharedBytes payload) co
 void Link::connected() {
   ready_ = true;
   readHeader();
+  queue().asyncAfter(kHelloLimit, [weak = std::weak_ptr(self())] {
+    const auto link = weak.lock();
+    if (link && !link->helloReceived_) link->stop();
+  });
 }
 
 void Link::stalled() {

@@ -52,6 +52,15 @@ TEST_F(LinkTiming, AScreenThatNeverAnswersIsGivenUpAfterFiveSeconds) {
   EXPECT_FALSE(link_->send(Proto::ping));
 }
 
+TEST_F(LinkTiming, APeerThatConnectsAndNeverSaysHelloIsGivenUp) {
+  queues_.advance(4s);
+  connection_->report(ConnectionState::ready);
+  queues_.advance(9999ms);
+  EXPECT_FALSE(connection_->cancelled);
+  queues_.advance(1ms);
+  EXPECT_TRUE(connection_->cancelled);
+}
+
 TEST_F(LinkTiming, DropsMessagesBeyondItsBudget) {
   connection_->report(ConnectionState::ready);
   connection_->taking = false;
