@@ -1,8 +1,6 @@
 // A mouse at a Mutter desktop, for tests: mutter_mouse MONITOR. Each line of standard input, X Y,
 // leads the pointer to this place of the desktop, as seen from the top left of the monitor, and is
 // answered with "done". Ends with its input, and where Mutter refuses.
-#include <sdbus-c++/sdbus-c++.h>
-
 #include <cstdlib>
 #include <iostream>
 #include <map>
@@ -10,8 +8,11 @@
 #include <string>
 #include <thread>
 
+#include "platform/linux/desktop/SdBus.h"
+
 namespace {
 
+namespace bus = tessaline::platform::bus;
 using namespace std::chrono_literals;
 using Properties = std::map<std::string, sdbus::Variant>;
 
@@ -24,21 +25,21 @@ constexpr auto kDeviceTime = 200ms;  // programs get to know a new pointer; noth
 /// looks. It does not clip them, so that they lead to all monitors.
 class Mouse {
  public:
-  Mouse(sdbus::IConnection& bus, const std::string& monitor) {
+  Mouse(sdbus::IConnection& connection, const std::string& monitor) {
     sdbus::ObjectPath path;
-    sdbus::createProxy(bus, kRemoteDesktop, "/org/gnome/Mutter/RemoteDesktop")
+    bus::createProxy(connection, kRemoteDesktop, "/org/gnome/Mutter/RemoteDesktop")
         ->callMethod("CreateSession")
         .onInterface(kRemoteDesktop)
         .storeResultsTo(path);
-    session_ = sdbus::createProxy(bus, kRemoteDesktop, path);
+    session_ = bus::createProxy(connection, kRemoteDesktop, path);
     const std::string id =
         session_->getProperty("SessionId").onInterface(kRemoteSession).get<std::string>();
-    sdbus::createProxy(bus, kScreenCast, "/org/gnome/Mutter/ScreenCast")
+    bus::createProxy(connection, kScreenCast, "/org/gnome/Mutter/ScreenCast")
         ->callMethod("CreateSession")
         .onInterface(kScreenCast)
         .withArguments(Properties{{"remote-desktop-session-id", sdbus::Variant(id)}})
         .storeResultsTo(path);
-    sdbus::createProxy(bus, kScreenCast, path)
+    bus::createProxy(connection, kScreenCast, path)
         ->callMethod("RecordMonitor")
         .onInterface(std::string(kScreenCast) + ".Session")
         .withArguments(monitor, Properties())
@@ -63,8 +64,8 @@ class Mouse {
 
 int main(int argc, char** argv) {
   if (argc != 2) return EXIT_FAILURE;
-  const auto bus = sdbus::createSessionBusConnection();
-  Mouse mouse(*bus, argv[1]);
+  const auto connection = sdbus::createSessionBusConnection();
+  Mouse mouse(*connection, argv[1]);
   for (double x = 0, y = 0; std::cin >> x >> y;) {
     mouse.move(x, y);
     std::cout << "done" << std::endl;
