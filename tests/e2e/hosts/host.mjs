@@ -4,10 +4,12 @@ import { Program, run, waitFor } from '../support/programs.mjs';
 import { X11Desktop } from '../support/x11Desktop.mjs';
 import { missing as missingNetwork } from './network.mjs';
 
-const systemBus = '/run/dbus/system_bus_socket';
+// Not where X servers look: they hang for a while when it dies.
+const systemBus = '/run/bus';
+const busAddress = { DBUS_SYSTEM_BUS_ADDRESS: `unix:path=${systemBus}` };
 
 // What is missing to have such computers, false when nothing is.
-export const missing = missingOf(['avahi-daemon', 'dbus-daemon', 'setpriv']) ||
+export const missing = missingOf(['avahi-daemon', 'avahi-publish', 'dbus-daemon', 'setpriv']) ||
   X11Desktop.missingPrograms || missingNetwork;
 
 const busConfiguration = `<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
@@ -36,26 +38,22 @@ export class Host {
     ({ within: this.within, address: this.address, port: this.port } =
       await network.connect(this.name));
     this.desktop = new X11Desktop({ within: this.within, size });
-    await Promise.all([this.desktop.start(), this.#startServices()]);
-  }
-
-  async #startServices() {
     // Avahi gives its folder to a user of its own; namespaces of an ordinary user have but one.
-    await this.#sh(`mkdir /run/dbus
-      for file in passwd group; do
+    await this.sh(`for file in passwd group; do
         sed -E 's/^(avahi:[^:]*):[0-9]+(:[0-9]+)?/\\1:0\\2/' /etc/$file >/run/$file
         mount --bind /run/$file /etc/$file
       done`);
     await this.#write('/run/bus.conf', busConfiguration);
-    this.#bus = this.#serve('dbus-daemon', '--config-file=/run/bus.conf', '--nofork',
-      '--nopidfile');
-    await waitFor('a system bus', () => this.#sh(`test -S ${systemBus}`).then(() => true));
-    await this.startAvahi();
-  }
-
-  async startAvahi() {
     await this.#write('/run/avahi.conf', `[server]\nhost-name=${this.name}\n` +
       'allow-interfaces=lan0\nuse-ipv4=yes\nuse-ipv6=yes\n');
+    await Promise.all([this.desktop.start(), this.startServices()]);
+    Object.assign(this.desktop.environment, busAddress);
+  }
+
+  async startServices() {
+    this.#bus = this.#serve('dbus-daemon', '--config-file=/run/bus.conf', '--nofork',
+      '--nopidfile');
+    await waitFor('a system bus', () => this.sh(`test -S ${systemBus}`).then(() => true));
     this.#avahi = this.#serve('avahi-daemon', '--file=/run/avahi.conf', '--no-drop-root',
       '--no-chroot', '--no-rlimits');
     await waitFor('Avahi', () => {
@@ -64,29 +62,41 @@ export class Host {
     });
   }
 
-  // As a crash would end it.
-  async killAvahi() {
-    await this.#avahi.kill('SIGKILL');
-    await this.#sh('rm -f /run/avahi-daemon/pid /run/avahi-daemon/socket');
+  // As crashes would end them.
+  async killServices() {
+    await this.#bus?.kill('SIGKILL');
+    await this.#avahi?.kill('SIGKILL');
+    await this.sh(`rm -f ${systemBus} /run/avahi-daemon/pid /run/avahi-daemon/socket`);
+  }
+
+  hangAvahi() {
+    this.#avahi.child.kill('SIGSTOP');
+  }
+
+  // A program that offers what screens do, under a name of its own, for as long as it runs.
+  offer(name, port) {
+    return this.#serve('avahi-publish', '-s', name, '_tessaline._tcp', `${port}`);
   }
 
   async stop() {
     await this.desktop?.stop();
-    await this.#avahi?.kill('SIGTERM');
-    await this.#bus?.kill('SIGTERM');
+    await this.#bus?.kill('SIGKILL');
+    await this.#avahi?.kill('SIGKILL');
   }
 
   // Ends with this process, whatever ends that.
   #serve(command, ...args) {
     return new Program('setpriv', ['--pdeathsig', 'KILL', command, ...args],
-      { within: this.within, env: { ...process.env, PATH: `${process.env.PATH}:/usr/sbin` } });
+      { within: this.within, env: {
+        ...process.env, ...busAddress, PATH: `${process.env.PATH}:/usr/sbin`,
+      } });
   }
 
   #write(file, text) {
-    return this.#sh(`cat >${file} <<'END'\n${text}END`);
+    return this.sh(`cat >${file} <<'END'\n${text}END`);
   }
 
-  #sh(script) {
+  sh(script) {
     return run('sh', ['-ec', script], { within: this.within });
   }
 }

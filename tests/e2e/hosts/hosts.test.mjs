@@ -2,9 +2,10 @@
 // to the cable. The tests go on where the one before ended.
 import assert from 'node:assert/strict';
 import { fileURLToPath } from 'node:url';
+import { isDeepStrictEqual } from 'node:util';
 
 import { Application } from '../support/application.mjs';
-import { pause, residentKiB, run, waitFor } from '../support/programs.mjs';
+import { pause, residentKiB, run, see, waitFor } from '../support/programs.mjs';
 import { expectPointer, testCard } from '../support/testCard.mjs';
 import { size, testHosts, useHosts } from './harness.mjs';
 import { slowCableMissing } from './network.mjs';
@@ -148,16 +149,51 @@ function randomArea({ width, height }) {
            height: 20 + random(100), colour: random(1 << 24).toString(16).padStart(6, '0') };
 }
 
+const expectComputers = (...names) => see('the list of screens', computers,
+  (seen) => isDeepStrictEqual(seen, names.sort()));
+
+// What Avahi remembers of a network that was cut, it would show for a long time.
+async function forgetNames() {
+  await Promise.all([main.killServices(), screen.killServices()]);
+  await Promise.all([main.startServices(), screen.startServices()]);
+}
+
 testHosts('a name service that dies on both sides disturbs no picture, and discovery returns',
   async () => {
-    await Promise.all([main.killAvahi(), screen.killAvahi()]);
-    await main.startAvahi();
-    await waitFor('the list of screens to be empty', async () => (await computers()).length === 0);
+    await Promise.all([main.killServices(), screen.killServices()]);
+    await expectComputers();
+    await main.startServices();
+    const other = main.offer(screen.name, 9);
+    await expectComputers(screen.name);
     await tools.expectPicture();
-    await screen.startAvahi();
-    await waitFor('the discovery of the screen', async () => (
-      (await computers()).includes(screen.name)));
+    await screen.startServices();
+    await expectComputers(screen.name, `${screen.name} #2`);
+    await other.kill('SIGTERM');
+    await forgetNames();
+    await expectComputers(screen.name);
     await tools.expectPicture();
+  });
+
+testHosts('screens are found whatever their names, and reached where addresses are of a link only',
+  async () => {
+    await pressHotKey();
+    await main.desktop.awaitExtraMonitors();
+    const names = ['Anna\'s "Büro" 2.0 \\ März', '显示器 🖥', 'é'.repeat(31)];
+    const offers = names.map((name) => screen.offer(name, 7777));
+    await expectComputers(screen.name, ...names);
+    for (const name of names) {
+      await main.application.control('start', name);
+      await see('the status', async () => (await tools.status()).status,
+        (status) => status === `Live on ${name}`);
+    }
+    await Promise.all(offers.map((offer) => offer.kill('SIGTERM')));
+    await expectComputers(screen.name);
+    await main.application.control('stop');
+    await main.desktop.awaitExtraMonitors();
+    await screen.sh('ip -4 address flush dev lan0');
+    await main.application.control('start', screen.name);
+    await tools.awaitPicture();
+    await screen.sh(`ip address add ${screen.address}/24 dev lan0`);
   });
 
 testHosts('strangers at the ports of a screen cost neither the picture for long nor memory',
@@ -172,3 +208,10 @@ testHosts('strangers at the ports of a screen cost neither the picture for long 
     await main.desktop.awaitExtraMonitors();
     await screen.awaitHome();
   });
+
+testHosts('a name service that hangs holds up neither the application nor its end', async () => {
+  main.hangAvahi();
+  await main.application.control('start', screen.name);
+  assert.match((await tools.status()).status, /^Connecting/);
+  await main.application.control('stop');
+});

@@ -1,9 +1,18 @@
 #include <gtest/gtest.h>
 
+#include "platform/linux/discovery/ServiceNames.h"
 #include "platform/linux/discovery/VisibleServices.h"
 
 namespace tessaline::platform {
 namespace {
+
+TEST(ServiceNames, FitIntoALabelWhateverIsWanted) {
+  std::string lengthy;
+  for (int i = 0; i < 40; ++i) lengthy += "é";
+  EXPECT_EQ(fitServiceName(lengthy), lengthy.substr(0, 62));
+  EXPECT_EQ(fitServiceName("half \xE2\n"), "half \uFFFD ");
+  EXPECT_LE(alternativeServiceName(fitServiceName(lengthy)).size(), 63U);
+}
 
 TEST(VisibleServices, AreBounded) {
   using enum VisibleServices::Change;
