@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { afterEach } from 'node:test';
 
-import { testProgram } from '../support/desktop.mjs';
+import { testScript } from '../support/desktop.mjs';
 import { pause, see, waitFor } from '../support/programs.mjs';
 import { type } from '../support/visitor.mjs';
 import { has, testApplication, useApplication } from './harness.mjs';
@@ -18,7 +18,7 @@ const tolerance = 2;              // pixels between where the pointer is and whe
 // A program that covers the monitor and tells all input that it receives.
 class Recorder {
   constructor({ name }) {
-    this.program = tools.desktop.launch(testProgram('record_input'), [name],
+    this.program = tools.desktop.launch(testScript('record_input'), [name],
       { input: 'pipe', env: { QT_LINUX_ACCESSIBILITY_ALWAYS_ON: '1' } });
   }
 

@@ -1,6 +1,7 @@
 // A private desktop (scripts/desktop) for the tests of one file. What differs between X and Wayland
 // is in x11Desktop.mjs and mutterDesktop.mjs.
-import { accessSync, constants, existsSync } from 'node:fs';
+import { execFileSync } from 'node:child_process';
+import { accessSync, constants } from 'node:fs';
 import { delimiter, join } from 'node:path';
 import { fileURLToPath } from 'node:url';
 
@@ -11,9 +12,17 @@ const script = fileURLToPath(new URL('../../../scripts/desktop', import.meta.url
 // Programs of these tests are built to the folder of the application.
 export const testProgram = (name) => join(process.env.TESSALINE_PROGRAMS ?? '', name);
 
-export const missingTestProgram = (...names) => (
-  names.every((name) => existsSync(testProgram(name))) ? false
-    : `TESSALINE_PROGRAMS does not name the folder of ${names.join(' and ')}`);
+// Those of them that are scripts lie here.
+export const testScript = (name) => fileURLToPath(new URL(`${name}.py`, import.meta.url));
+
+export function missingModules(...names) {
+  try {
+    execFileSync('/usr/bin/python3', ['-c', `import ${names}`], { stdio: 'ignore' });
+    return false;
+  } catch {
+    return `python3 lacks ${names.join(' or ')}`;
+  }
+}
 
 export function inPath(name) {
   return [...process.env.PATH.split(delimiter), '/usr/sbin'].some((folder) => {
@@ -109,7 +118,7 @@ export class Desktop {
   }
 
   async #order(lines) {
-    this.#painter ??= new Dialogue(this.launch(testProgram('paint_areas'), [], { input: 'pipe' }));
+    this.#painter ??= new Dialogue(this.launch(testScript('paint_areas'), [], { input: 'pipe' }));
     await Promise.all(lines.map((line) => this.#painter.ask(line)));
   }
 }

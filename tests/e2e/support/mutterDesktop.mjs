@@ -1,10 +1,10 @@
 // GNOME's compositor without hardware: a Wayland desktop.
-import { Desktop, missingOf, missingTestProgram, testProgram } from './desktop.mjs';
+import { Desktop, missingModules, missingOf, testScript } from './desktop.mjs';
 import { Dialogue } from './programs.mjs';
 
 export class MutterDesktop extends Desktop {
   static missing = missingOf(['mutter', 'pipewire', 'wireplumber', 'dbus-daemon', 'busctl']) ||
-    missingTestProgram('paint_areas', 'record_input', 'mutter_mouse');
+    missingModules('PyQt6', 'gi');
   // What this kind of desktop cannot do, and why.
   static lacks = {
     capsLock: 'only Mutter itself could press a key',
@@ -46,7 +46,7 @@ export class MutterDesktop extends Desktop {
     const scale = monitor.points ? monitor.scale : 1;
     const { name, x: left, y: top } = this.ownMonitor;
     this.#mouse ??= new Dialogue(
-      this.launch(testProgram('mutter_mouse'), [name], { input: 'pipe' }));
+      this.launch(testScript('mutter_mouse'), [name], { input: 'pipe' }));
     await this.#mouse.ask(`${monitor.x + x / scale - left} ${monitor.y + y / scale - top}`);
   }
 }

@@ -1,13 +1,13 @@
 // Xorg with spare outputs and a window manager.
 import { existsSync } from 'node:fs';
 
-import { Desktop, inPath, missingOf, missingTestProgram } from './desktop.mjs';
+import { Desktop, inPath, missingOf, missingModules } from './desktop.mjs';
 
 export class X11Desktop extends Desktop {
   // What is missing to have such a desktop, false when nothing is; and to paint on it too.
   static missingPrograms = !existsSync('/usr/lib/xorg/Xorg') && !inPath('Xorg')
     ? 'Xorg is not installed' : missingOf(['xrandr', 'xdotool', 'openbox', 'dbus-daemon']);
-  static missing = X11Desktop.missingPrograms || missingTestProgram('paint_areas', 'record_input');
+  static missing = X11Desktop.missingPrograms || missingModules('PyQt6');
   static lacks = { scales: 'X has one scale for all monitors' };
 
   // Taps are clicks of the mouse.
