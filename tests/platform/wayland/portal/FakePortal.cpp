@@ -80,7 +80,7 @@ void FakePortal::serveSessions() {
                          const Values& options) { return start(session, options); });
   portal_->method(kCast, "OpenPipeWireRemote", [this](const sdbus::ObjectPath&, const Values&) {
     // A copy that stayed open here would keep each consumer that has gone among the node's.
-    return remote_ ? sdbus::UnixFd(remote_(), sdbus::adopt_fd) : sdbus::UnixFd(0);
+    return sdbus::UnixFd(remote_(), sdbus::adopt_fd);
   });
 }
 

@@ -28,7 +28,7 @@ class FakePortal {
   };
 
   /// `node` is granted, `remote` gives connections to PipeWire.
-  explicit FakePortal(std::uint32_t node = 0, std::function<int()> remote = nullptr);
+  FakePortal(std::uint32_t node, std::function<int()> remote);
   ~FakePortal();
   FakePortal(const FakePortal&) = delete;
   FakePortal& operator=(const FakePortal&) = delete;

@@ -10,7 +10,6 @@
 #include "platform/linux/wayland/portal/PortalDesktop.h"
 #include "platform/wayland/portal/FakePortal.h"
 #include "platform/wayland/screencast/PrivatePipeWire.h"
-#include "support/SessionBus.h"
 #include "support/TemporaryFolder.h"
 
 namespace tessaline::platform {
@@ -19,6 +18,7 @@ namespace {
 using test::CastSource;
 using test::eventually;
 using test::FakePortal;
+using User = FakePortal::User;
 using State = VirtualDisplay::State;
 
 constexpr PixelSize kSize{640, 480};
@@ -31,7 +31,8 @@ int connectToPipeWire() {
   return socket.release();
 }
 
-/// A desktop on a bus of the test's own, used from its main queue as the application does.
+/// A desktop on a bus of the test's own, where a played portal has a stream of a real PipeWire for
+/// it, used from its main queue as the application does.
 class PortalDesktop : public testing::Test {
  protected:
   /// However a test ends, displays end where they live.
@@ -56,9 +57,13 @@ class PortalDesktop : public testing::Test {
   }
 
   void SetUp() override {
-    if (!test::SessionBus::available()) GTEST_SKIP() << "dbus-daemon is not installed";
     keepRealPortalAway();
-    bus_.emplace();
+    std::string problem;
+    pipeWire_ = test::PrivatePipeWire::start(problem);
+    if (!pipeWire_) GTEST_SKIP() << problem;
+    source_ = std::make_unique<CastSource>(kSize);
+    ASSERT_NE(source_->node(), 0U);
+    portal_ = std::make_unique<FakePortal>(source_->node(), connectToPipeWire);
   }
   void TearDown() override { closeDesktop(); }
 
@@ -95,6 +100,9 @@ class PortalDesktop : public testing::Test {
   std::vector<DisplayInfo> listed() {
     return onMain([this] { return *desktop_->shareableDisplays(); });
   }
+  bool lists(std::size_t count) {
+    return eventually([&] { return listed().size() == count; });
+  }
   bool granted() {
     return onMain([this] { return desktop_->captureAccess().granted(); });
   }
@@ -102,107 +110,79 @@ class PortalDesktop : public testing::Test {
   std::filesystem::path tokenFile() const { return folder_.path() / "support" / "portal-tokens"; }
 
   test::TemporaryFolder folder_;
-  std::optional<test::SessionBus> bus_;
+  std::unique_ptr<test::PrivatePipeWire> pipeWire_;
+  std::unique_ptr<CastSource> source_;
+  std::unique_ptr<FakePortal> portal_;
   AsioQueues queues_;
   std::unique_ptr<DesktopEnvironment> desktop_;
 };
 
 TEST_F(PortalDesktop, ARefusalStandsUntilTheUserWantsToBeAsked) {
-  FakePortal portal;
-  portal.setUser(FakePortal::User::refuses);
+  portal_->setUser(User::refuses);
   openDesktop();
   for (int i = 0; i < 2; ++i) {
     const auto display = show();
     EXPECT_TRUE(becomes(display, State::refused));
     EXPECT_FALSE(granted());
   }
-  EXPECT_EQ(portal.questions(), 1);
-  portal.setUser(FakePortal::User::grants);
+  EXPECT_EQ(portal_->questions(), 1);
+  portal_->setUser(User::grants);
   onMain([this] { desktop_->captureAccess().request(); });
-  EXPECT_TRUE(eventually([&] { return granted() && portal.sessions() == 0; }));  // it only asked
+  EXPECT_TRUE(eventually([&] { return granted() && portal_->sessions() == 0; }));  // it only asked
   EXPECT_EQ(std::filesystem::status(tokenFile()).permissions(), std::filesystem::perms(0600));
 }
 
 TEST_F(PortalDesktop, ADialogLeftOpenEndsWithItsDisplay) {
-  FakePortal portal;
-  portal.setUser(FakePortal::User::waits);
+  portal_->setUser(User::waits);
   openDesktop();
   auto display = show();
-  ASSERT_TRUE(eventually([&] { return portal.questions() == 1; }));
+  ASSERT_TRUE(eventually([&] { return portal_->questions() == 1; }));
   EXPECT_EQ(onMain([&] { return display->state(); }), State::asking);
   display.reset();
-  EXPECT_TRUE(eventually([&] { return portal.closedRequests() > 0 && portal.sessions() == 0; }));
+  EXPECT_TRUE(
+      eventually([&] { return portal_->closedRequests() > 0 && portal_->sessions() == 0; }));
 
   // The user's yes was on its way: it brings no display, but is not wasted.
-  portal.answer();
+  portal_->answer();
   EXPECT_TRUE(eventually([&] { return tokens().starts_with("token-1"); }));
   EXPECT_TRUE(listed().empty());
-  EXPECT_EQ(portal.sessions(), 0U);
+  EXPECT_EQ(portal_->sessions(), 0U);
 
   // One that is created and given up before the portal has spoken leaves nothing either.
   for (int i = 0; i < 5; ++i) {
     auto hasty = show();
     hasty.reset();
   }
-  EXPECT_TRUE(eventually([&] { return portal.sessions() == 0; }));
+  EXPECT_TRUE(eventually([&] { return portal_->sessions() == 0; }));
 }
 
 TEST_F(PortalDesktop, WhatIsNoExtraDisplayIsNone) {
-  using User = FakePortal::User;
-  FakePortal portal;
   openDesktop();
   int questions = 0;
   for (const auto user : {User::crashes, User::givesAMonitor, User::babbles}) {
-    portal.setUser(user);
+    portal_->setUser(user);
     auto display = show();
     EXPECT_TRUE(becomes(display, State::failed)) << static_cast<int>(user);
     EXPECT_TRUE(listed().empty());
-    EXPECT_TRUE(eventually([&] { return user == User::babbles || portal.sessions() == 0; }));
+    EXPECT_TRUE(eventually([&] { return user == User::babbles || portal_->sessions() == 0; }));
     EXPECT_EQ(tokens(), "");
     EXPECT_FALSE(granted());
     // A failure is no refusal: the next display asks again.
     questions += user == User::babbles ? 0 : 1;
-    EXPECT_EQ(portal.questions(), questions);
+    EXPECT_EQ(portal_->questions(), questions);
   }
 }
 
-/// With a PipeWire that has a stream for them.
-class PortalDisplays : public PortalDesktop {
- protected:
-  void SetUp() override {
-    PortalDesktop::SetUp();
-    if (IsSkipped()) return;
-    bus_.reset();  // PipeWire brings its own
-    std::string problem;
-    pipeWire_ = test::PrivatePipeWire::start(problem);
-    if (!pipeWire_) GTEST_SKIP() << problem;
-    source_ = std::make_unique<CastSource>(kSize);
-    node_ = source_->node();
-    ASSERT_NE(node_, 0U);
-  }
-  std::unique_ptr<FakePortal> startPortal() const {
-    return std::make_unique<FakePortal>(node_, connectToPipeWire);
-  }
-  bool lists(std::size_t count) {
-    return eventually([&] { return listed().size() == count; });
-  }
-
-  std::unique_ptr<test::PrivatePipeWire> pipeWire_;
-  std::unique_ptr<CastSource> source_;
-  std::uint32_t node_ = 0;
-};
-
-TEST_F(PortalDisplays, TheUserIsAskedOnce) {
-  const auto portal = startPortal();
+TEST_F(PortalDesktop, TheUserIsAskedOnce) {
   openDesktop();
   auto first = show();
   ASSERT_TRUE(lists(1));
   EXPECT_EQ(listed().front().pixels, kSize);
-  EXPECT_EQ(portal->questions(), 1);
+  EXPECT_EQ(portal_->questions(), 1);
   const std::string before = tokens();
   first.reset();
   EXPECT_TRUE(listed().empty());
-  EXPECT_TRUE(eventually([&] { return portal->sessions() == 0; }));
+  EXPECT_TRUE(eventually([&] { return portal_->sessions() == 0; }));
 
   // The next run knows; its token is renewed by use.
   closeDesktop();
@@ -210,7 +190,7 @@ TEST_F(PortalDisplays, TheUserIsAskedOnce) {
   EXPECT_TRUE(granted());
   first = show();
   ASSERT_TRUE(lists(1));
-  EXPECT_EQ(portal->questions(), 1);
+  EXPECT_EQ(portal_->questions(), 1);
   EXPECT_TRUE(tokens().starts_with("token-2")) << "not renewed";
   EXPECT_NE(tokens(), before);
   first.reset();
@@ -221,12 +201,11 @@ TEST_F(PortalDisplays, TheUserIsAskedOnce) {
   openDesktop();
   first = show();
   ASSERT_TRUE(lists(1));
-  EXPECT_EQ(portal->questions(), 2);
+  EXPECT_EQ(portal_->questions(), 2);
   EXPECT_EQ(tokens().find("worthless"), std::string::npos);
 }
 
-TEST_F(PortalDisplays, EachLossEndsTheDisplayAndTheNextOneComes) {
-  auto portal = startPortal();
+TEST_F(PortalDesktop, EachLossEndsTheDisplayAndTheNextOneComes) {
   openDesktop();
   const auto lose = [&](const char* what, const std::function<void()>& loss) {
     auto display = show();
@@ -254,8 +233,8 @@ TEST_F(PortalDisplays, EachLossEndsTheDisplayAndTheNextOneComes) {
     });
     display.reset();
   };
-  lose("the desktop's stop button", [&] { portal->endSharing(); });
-  lose("the portal", [&] { portal.reset(); });
+  lose("the desktop's stop button", [&] { portal_->endSharing(); });
+  lose("the portal", [&] { portal_.reset(); });
 }
 
 }  // namespace
