@@ -5,9 +5,7 @@ import assert from 'node:assert/strict';
 import { testProgram } from '../support/desktop.mjs';
 import { see, waitFor } from '../support/programs.mjs';
 import { type } from '../support/visitor.mjs';
-import { connects, ports, testApplication, useApplication } from './harness.mjs';
-
-const { default: WebSocket } = await import('ws').catch(() => ({}));
+import { connects, openSocket, ports, testApplication, useApplication } from './harness.mjs';
 
 const tools = useApplication();
 const size = { width: 800, height: 600 };
@@ -103,9 +101,7 @@ testApplication('a question outlives the page that asked, and its answer makes n
 
 // A device that says no more than who it is; the question about it.
 function ask(name, id = name) {
-  const socket = new WebSocket(`ws://127.0.0.1:${ports.socket}`);
-  const key = tools.application.link.split('k=')[1];
-  socket.on('open', () => socket.send(JSON.stringify({ w: 800, h: 600, scale: 1, key, id, name })));
+  const socket = openSocket(tools.application, { id, name });
   socket.on('error', () => {});
   tools.visitors.push({ errors: [], close: () => socket.terminate() });
   return waitFor(`the question about ${name}`, async () => (

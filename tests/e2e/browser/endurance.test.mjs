@@ -8,9 +8,7 @@ import { isDeepStrictEqual } from 'node:util';
 import { inPath } from '../support/desktop.mjs';
 import { pause, residentKiB, waitFor } from '../support/programs.mjs';
 import { type } from '../support/visitor.mjs';
-import { testApplication, useApplication } from './harness.mjs';
-
-const { default: WebSocket } = await import('ws').catch(() => ({}));
+import { openSocket, testApplication, useApplication } from './harness.mjs';
 
 const tools = useApplication();
 const sessions = Number(process.env.TESSALINE_ENDURANCE ?? 60);
@@ -93,10 +91,7 @@ const memory = (desktop, application) => ({
 // One session from its hello to its first picture. How it ends is the caller's.
 function begin(application, number) {
   const [w, h] = sizes[number % sizes.length];
-  const socket = new WebSocket('ws://127.0.0.1:7791');
-  const key = application.link.split('k=')[1];
-  socket.on('open', () => (
-    socket.send(JSON.stringify({ w, h, scale: 1, key, id: device, name: 'Endurance' }))));
+  const socket = openSocket(application, { w, h, id: device, name: 'Endurance' });
   socket.closed = new Promise((resolve) => { socket.on('close', resolve); });
   const shown = new Promise((resolve, reject) => {
     socket.on('message', (data) => { if (data[0] === type.frame) resolve(socket); });

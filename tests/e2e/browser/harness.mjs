@@ -12,6 +12,8 @@ import { patience } from '../support/programs.mjs';
 import { Visitor } from '../support/visitor.mjs';
 import { X11Desktop } from '../support/x11Desktop.mjs';
 
+const { default: WebSocket } = await import('ws').catch(() => ({}));
+
 export const ports = { page: 7790, socket: 7791 };
 
 const Desktop = { x11: X11Desktop, mutter: MutterDesktop }[
@@ -27,6 +29,14 @@ const flags = ['--disable-background-timer-throttling', '--disable-renderer-back
 export function connects(port) {
   const socket = connect(port, '127.0.0.1');
   return once(socket, 'connect').then(() => true, () => false).finally(() => socket.destroy());
+}
+
+// A WebSocket of a device that says no more than who it is.
+export function openSocket(application, device) {
+  const socket = new WebSocket(`ws://127.0.0.1:${ports.socket}`);
+  const key = application.link.split('k=')[1];
+  socket.on('open', () => socket.send(JSON.stringify({ w: 800, h: 600, scale: 1, key, ...device })));
+  return socket;
 }
 
 // Declares a test that is skipped, aloud, where something that all of them need is missing, or where
