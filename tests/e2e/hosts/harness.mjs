@@ -1,10 +1,10 @@
 // Two computers and a cable between them for all tests of a file: `main` lends itself the screen of
 // `screen`, which has a second monitor to the left of the one that it lends.
 import assert from 'node:assert/strict';
-import { existsSync } from 'node:fs';
 import { after, afterEach, before, test } from 'node:test';
 
 import { Application, missing as missingApplication } from '../support/application.mjs';
+import { testScript } from '../support/desktop.mjs';
 import { Dialogue, patience, waitFor } from '../support/programs.mjs';
 import { awaitColours, expectNextColour, isNear } from '../support/testCard.mjs';
 import { X11Desktop } from '../support/x11Desktop.mjs';
@@ -18,9 +18,7 @@ const homeWidth = 500;  // pixels
 const reach = 40;      // pixels around a place where the pointer is looked for
 const tolerance = 36;  // of 255, each component: beyond what coding costs
 
-const readScreen = process.env.TESSALINE_READ_SCREEN ?? '';
-const missing = missingHost || X11Desktop.missing || missingApplication ||
-  (existsSync(readScreen) ? false : 'TESSALINE_READ_SCREEN does not name the program read_screen');
+const missing = missingHost || X11Desktop.missing || missingApplication;
 if (missing) console.log(`SKIPPED: ${missing}`);
 
 // `skip` says why this one test cannot run here, false when it can.
@@ -34,7 +32,8 @@ class ScreenComputer extends Host {
 
   // The colours ('rrggbb') of an area of its monitors, row by row.
   async look({ x, y, width = 1, height = 1 }) {
-    this.#reader ??= new Dialogue(this.desktop.launch(readScreen, [], { input: 'pipe' }));
+    this.#reader ??= new Dialogue(this.desktop.launch(testScript('read_screen'), [],
+      { input: 'pipe' }));
     return (await this.#reader.ask(`${width}x${height}+${x}+${y}`)).match(/.{6}/g);
   }
 
