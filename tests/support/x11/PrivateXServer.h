@@ -8,9 +8,9 @@
 
 namespace tessaline::test {
 
-/// An X server of the test's own (scripts/desktop): Xorg with the dummy driver, which has 16 outputs
-/// (DUMMY0 is on, the others are spare) and needs no hardware. It ends with this object or with the
-/// test's process.
+/// An X server of the test's own (scripts/desktop): Xorg with the dummy driver, which has 16
+/// outputs (DUMMY0 is on, the others are spare) and needs no hardware. It ends with this object or
+/// with the test's process.
 class PrivateXServer {
  public:
   /// Nothing when something that it takes is not installed or does not start; `problem` says why.
