@@ -10,10 +10,7 @@ namespace tessaline::test {
 namespace asio = boost::asio;
 using namespace std::chrono_literals;
 
-namespace {
-
-const auto kHere = asio::ip::address_v4::loopback();
-}  // namespace
+static const auto kHere = asio::ip::address_v4::loopback();
 
 FakeMain::FakeMain(std::uint16_t port) : socket_(context_) {
   socket_.connect({kHere, port});

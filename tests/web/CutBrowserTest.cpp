@@ -45,13 +45,9 @@ class CutBrowserTest : public testing::Test {
     onMain([&] { server_.reset(); });
   }
 
-  template <typename Work>
-  void onMain(Work work) {
-    queues_.main()->sync(work);
-  }
+  void onMain(const std::function<void()>& work) { queues_.main()->sync(work); }
   /// Waits for what is true on the main queue.
-  template <typename Condition>
-  bool wait(Condition condition) {
+  bool wait(const std::function<bool()>& condition) {
     return test::eventually([&] {
       bool met = false;
       onMain([&] { met = condition(); });

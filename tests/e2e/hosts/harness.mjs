@@ -42,6 +42,8 @@ class ScreenComputer extends Host {
     await this.desktop.run('xrandr', ['--newmode', 'side', '40', `${width}`, '840', '968', '1056',
       `${height}`, '601', '605', '628']);
     await this.desktop.run('xrandr', ['--addmode', 'DUMMY1', 'side']);
+    // A saver that covers everything after a second, unless something keeps the display awake.
+    await this.desktop.run('xset', ['s', '1', '1', 's', 'noblank']);
     await this.desktop.run('xrandr', ['--output', 'DUMMY1', '--mode', 'side', '--pos', '0x0',
       '--output', this.desktop.ownMonitor.output, '--primary', '--pos', `${width}x0`]);
   }

@@ -152,12 +152,6 @@ function randomArea({ width, height }) {
 const expectComputers = (...names) => see('the list of screens', computers,
   (seen) => isDeepStrictEqual(seen, names.sort()));
 
-// What Avahi remembers of a network that was cut, it would show for a long time.
-async function forgetNames() {
-  await Promise.all([main.killServices(), screen.killServices()]);
-  await Promise.all([main.startServices(), screen.startServices()]);
-}
-
 testHosts('a name service that dies on both sides disturbs no picture, and discovery returns',
   async () => {
     await Promise.all([main.killServices(), screen.killServices()]);
@@ -169,7 +163,9 @@ testHosts('a name service that dies on both sides disturbs no picture, and disco
     await screen.startServices();
     await expectComputers(screen.name, `${screen.name} #2`);
     await other.kill('SIGTERM');
-    await forgetNames();
+    // What Avahi remembers of one that was killed, it would show for a long time.
+    await Promise.all([main.killServices(), screen.killServices()]);
+    await Promise.all([main.startServices(), screen.startServices()]);
     await expectComputers(screen.name);
     await tools.expectPicture();
   });
