@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <random>
 
+#include "platform/common/media/ChangedArea.h"
 #include "platform/common/media/EncoderRecipes.h"
 #include "platform/common/media/H264Decoder.h"
 #include "platform/media/PictureMaker.h"
@@ -52,19 +54,56 @@ bool equalOutside(const VideoPicture& a, const VideoPicture& b, const PixelRect&
   return true;
 }
 
+Bytes pixelsOf(const VideoPicture& picture) {
+  Bytes pixels;
+  for (std::size_t plane = 0; plane < 3; ++plane) {
+    const int share = plane == 0 ? 1 : 2;
+    for (int y = 0; y < picture.size.height / share; ++y) {
+      const auto& [data, stride] = picture.planes[plane];
+      const auto* const row = data + std::ptrdiff_t{y} * stride;
+      pixels.insert(pixels.end(), row, row + picture.size.width / share);
+    }
+  }
+  return pixels;
+}
+
+/// The access unit without what it says beside its slices.
+Bytes withoutNotes(ByteView accessUnit) {
+  ByteReader reader(accessUnit);
+  ByteWriter slices;
+  while (const auto length = reader.u32()) {
+    const ByteView unit = reader.take(*length).value();
+    if ((unit[0] & 31) != kUserDataUnit) slices.u32(*length).append(unit);
+  }
+  return slices.take();
+}
+
 class PatchCoding : public testing::TestWithParam<PixelSize> {
  protected:
-  /// Codes what is on the desktop and decodes it.
+  using Picture = std::shared_ptr<const VideoPicture>;
+
+  /// Codes what is on the desktop and decodes it, once as it is and once all of it. A picture is
+  /// to stay as it is while somebody shows it.
   std::shared_ptr<const VideoPicture> show(FrameNotes notes) {
     time_ += 200ms;
     source_ = desktop_.converted();
     const auto coded = encoder_->encode(source_, time_, notes);
     if (!coded) return nullptr;
     bytes_ = coded->data->size();
-    if (!decoder_) {
-      decoder_ = H264Decoder::open({*coded->parameterSets, size_}, H264Decoder::Device::none);
+    for (auto* const decoder : {&decoder_, &wholeDecoder_}) {
+      if (*decoder) continue;
+      *decoder = H264Decoder::open({*coded->parameterSets, size_}, H264Decoder::Device::none);
     }
-    return decoder_->decode(*coded->data);
+    const Picture picture = decoder_->decode(*coded->data);
+    const Picture whole = wholeDecoder_->decode(withoutNotes(*coded->data));
+    if (!picture || !whole) return nullptr;
+    shown_.emplace_back(picture, pixelsOf(*picture));
+    EXPECT_TRUE(shown_.back().second == pixelsOf(*whole));
+    if (shown_.size() > 3) {
+      EXPECT_TRUE(shown_.front().second == pixelsOf(*shown_.front().first));
+      shown_.pop_front();
+    }
+    return picture;
   }
   PixelRect somewhere(int width, int height) {
     const int x = static_cast<int>(random_() % static_cast<unsigned>(size_.width)) - width / 2;
@@ -97,6 +136,8 @@ class PatchCoding : public testing::TestWithParam<PixelSize> {
   CompressionOptions options_{.size = size_, .averageBitRate = kBitRate, .maxKeyFrameInterval = 90};
   std::unique_ptr<X264Encoder> encoder_ = X264Encoder::open(x264Recipe(1), options_);
   std::unique_ptr<H264Decoder> decoder_;
+  std::unique_ptr<H264Decoder> wholeDecoder_;
+  std::deque<std::pair<Picture, Bytes>> shown_;
   Clock::time_point time_;
   std::size_t bytes_ = 0;
 };

@@ -3,6 +3,7 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/hwcontext.h>
+#include <libavutil/opt.h>
 }
 
 #include <algorithm>
@@ -11,6 +12,8 @@ extern "C" {
 #include <utility>
 
 #include "platform/common/media/ChangedArea.h"
+#include "platform/common/media/DecodedPictures.h"
+#include "platform/common/media/SliceHeader.h"
 
 namespace tessaline::platform {
 namespace {
@@ -71,38 +74,95 @@ Bytes configurationRecord(const ParameterSets& sets) {
   return writer.take();
 }
 
-/// What an access unit holds for the decoder, and what it says of its picture.
-struct Content {
-  std::size_t bytes = 0;
+/// What an access unit says of its picture.
+struct Notice {
   std::optional<PixelRect> changed;  // macroblocks
 };
 
-/// Copies NAL units that fill the access unit exactly and leave the format as it is to `packet`,
-/// which is as large. User data stay behind: libavcodec would keep all of them with the picture.
-std::optional<Content> copyUnits(ByteView accessUnit, std::uint8_t* packet) {
+std::optional<ByteView> nextUnit(ByteReader& reader) {
+  const auto length = reader.u32();
+  const auto unit = length ? reader.take(*length) : std::nullopt;
+  return unit && !unit->empty() ? unit : std::nullopt;
+}
+
+int typeOf(ByteView unit) {
+  return unit.front() & kUnitTypeMask;
+}
+
+/// Nothing when the NAL units do not fill the access unit exactly or do not leave the format as it
+/// is.
+std::optional<Notice> readNotice(ByteView accessUnit) {
   ByteReader reader(accessUnit);
-  Content content;
+  Notice notice;
   int notes = 0;
   bool keyFrame = false;
   while (!reader.rest().empty()) {
-    const auto start = reader.rest();
-    const auto length = reader.u32();
-    const auto unit = length ? reader.take(*length) : std::nullopt;
-    if (!unit || unit->empty()) return std::nullopt;
-    const int type = unit->front() & kUnitTypeMask;
-    if (type == kSequenceParameterSet) return std::nullopt;
-    if (type == kUserDataUnit) {
-      content.changed = ++notes == 1 ? readChangedArea(*unit) : std::nullopt;
-      continue;
+    const auto unit = nextUnit(reader);
+    if (!unit || typeOf(*unit) == kSequenceParameterSet) return std::nullopt;
+    if (typeOf(*unit) == kUserDataUnit) {
+      notice.changed = ++notes == 1 ? readChangedArea(*unit) : std::nullopt;
     }
-    keyFrame = keyFrame || type == kKeyFrameSlice;
-    const std::size_t size = start.size() - reader.rest().size();
-    std::memcpy(packet + content.bytes, start.data(), size);
-    content.bytes += size;
+    keyFrame = keyFrame || typeOf(*unit) == kKeyFrameSlice;
   }
-  if (keyFrame) content.changed.reset();
-  return content;
+  if (keyFrame) notice.changed.reset();
+  return notice;
 }
+
+/// Copies the NAL units that are to be decoded to `packet`, which is as large as the access unit.
+/// User data stay behind: libavcodec would keep all of them with the picture. So do slices outside
+/// of the macroblocks `wanted`, if given.
+class UnitCopy {
+ public:
+  UnitCopy(std::uint8_t* packet, std::optional<std::pair<std::uint32_t, std::uint32_t>> wanted)
+      : packet_(packet), wanted_(wanted) {}
+
+  void copy(ByteView accessUnit) {
+    ByteReader reader(accessUnit);
+    while (!reader.rest().empty()) {
+      const auto unit = nextUnit(reader);
+      if (!unit || typeOf(*unit) == kUserDataUnit) continue;
+      const auto first = wanted_ ? firstMacroblock(*unit) : std::nullopt;
+      settle(first);
+      if (first) {
+        slice_ = *unit;
+        sliceFirst_ = *first;
+      } else {
+        add(*unit);
+      }
+    }
+    settle(std::nullopt);
+  }
+
+  [[nodiscard]] std::size_t bytes() const { return bytes_; }
+  [[nodiscard]] bool leftOut() const { return leftOut_; }
+
+ private:
+  /// The slice that waits reaches up to `next`, or to the picture's end.
+  void settle(std::optional<std::uint32_t> next) {
+    if (!slice_) return;
+    const auto slice = *std::exchange(slice_, std::nullopt);
+    const bool above = next && *next > sliceFirst_ && *next <= wanted_->first;
+    const bool below = sliceFirst_ >= wanted_->second;
+    if (above || below) {
+      leftOut_ = true;
+    } else {
+      add(slice);
+    }
+  }
+  void add(ByteView unit) {
+    const ByteView withLength(unit.data() - sizeof(std::uint32_t),
+                              unit.size() + sizeof(std::uint32_t));
+    std::memcpy(packet_ + bytes_, withLength.data(), withLength.size());
+    bytes_ += withLength.size();
+  }
+
+  std::uint8_t* const packet_;
+  const std::optional<std::pair<std::uint32_t, std::uint32_t>> wanted_;
+  std::optional<ByteView> slice_;
+  std::uint32_t sliceFirst_ = 0;
+  std::size_t bytes_ = 0;
+  bool leftOut_ = false;
+};
 
 /// In pixels of the picture.
 PixelRect inPixels(const PixelRect& area, PixelSize picture) {
@@ -136,7 +196,8 @@ struct H264Decoder::Codec {
   AVCodecContext* context = nullptr;
   AVPacket* packet = av_packet_alloc();
   Device device = Device::none;
-  bool gap = true;  // the picture before is not one that was handed out
+  bool gap = true;           // the picture before is not one that was handed out
+  DecodedPictures pictures;  // of a decoder without a device
 
   Codec() = default;
   Codec(const Codec&) = delete;
@@ -162,7 +223,23 @@ struct H264Decoder::Codec {
     context->thread_count =
         static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, kSliceThreads));
     if (device != Device::none && !useDevice()) return false;
+    if (device == Device::none) {
+      pictures.serve(*context);
+      // What is left out is not missing: libavcodec is not to guess it.
+      av_opt_set_int(context->priv_data, "enable_er", 0, 0);
+    }
     return avcodec_open2(context, decoder, nullptr) >= 0;
+  }
+
+  /// The macroblocks that have to be decoded when only `changed` is different; nothing: all.
+  [[nodiscard]] std::optional<std::pair<std::uint32_t, std::uint32_t>> wanted(
+      const std::optional<PixelRect>& changed) const {
+    const auto size = pictures.repeatable();
+    if (!size || !changed) return std::nullopt;
+    const PixelRect rows = intersected(*changed, {0, 0, size->width, size->height});
+    if (rows.empty()) return std::nullopt;
+    return std::pair(static_cast<std::uint32_t>(rows.y * size->width),
+                     static_cast<std::uint32_t>((rows.y + rows.height) * size->width));
   }
 
   bool useDevice() {
@@ -215,26 +292,33 @@ std::unique_ptr<H264Decoder> H264Decoder::open(const VideoFormat& format, Device
 }
 
 std::shared_ptr<const VideoPicture> H264Decoder::decode(ByteView accessUnit) {
-  const bool afterGap = std::exchange(codec_->gap, true);
+  auto notice = readNotice(accessUnit);
+  if (std::exchange(codec_->gap, true)) {
+    codec_->pictures.forget();
+    if (notice) notice->changed.reset();
+  }
   // The one copy of a picture's bytes between the network and the decoder, which wants padding.
-  if (av_new_packet(codec_->packet, static_cast<int>(accessUnit.size())) < 0) return nullptr;
-  const auto content = copyUnits(accessUnit, codec_->packet->data);
+  if (!notice || av_new_packet(codec_->packet, static_cast<int>(accessUnit.size())) < 0) {
+    return nullptr;
+  }
+  UnitCopy units(codec_->packet->data, codec_->wanted(notice->changed));
+  units.copy(accessUnit);
+  codec_->pictures.repeatNext(units.leftOut());
   int sent = -1;
-  if (content && content->bytes > 0) {
-    av_shrink_packet(codec_->packet, static_cast<int>(content->bytes));
+  if (units.bytes() > 0) {
+    av_shrink_packet(codec_->packet, static_cast<int>(units.bytes()));
     sent = avcodec_send_packet(codec_->context, codec_->packet);
   }
   av_packet_unref(codec_->packet);
   if (sent < 0) return nullptr;
   Frame frame = codec_->receive();
   if (!frame) return nullptr;
+  codec_->pictures.decoded(*frame, notice->changed);
   frame = codec_->readable(std::move(frame));
   if (!frame) return nullptr;
   codec_->gap = false;
   std::optional<PixelRect> changed;
-  if (content->changed && !afterGap) {
-    changed = inPixels(*content->changed, {frame->width, frame->height});
-  }
+  if (notice->changed) changed = inPixels(*notice->changed, {frame->width, frame->height});
   return std::make_shared<FramePicture>(std::move(frame), changed);
 }
 

@@ -110,6 +110,11 @@ void extendPlane(std::uint8_t* plane, std::ptrdiff_t stride, PixelRect rect, int
   }
 }
 
+void addSlice(ByteWriter& unit, const Bytes& bits) {
+  const Bytes payload = escape(bits);
+  unit.u32(static_cast<std::uint32_t>(payload.size() + 1)).u8(kReferenceSliceUnit).append(payload);
+}
+
 }  // namespace
 
 /// What is written of a macroblock.
@@ -220,7 +225,7 @@ void PatchCoder::write(BitWriter& writer, const Residual& residual, int column, 
     const int over = y > 0 ? own.luma[at(x, y - 1)] : above.luma[at(x, kLumaBlocks - 1)];
     own.luma[at(x, y)] = static_cast<std::uint8_t>(
         writeLevels(writer, residual.luma[static_cast<std::size_t>(i)],
-                    context(x > 0 || column > 0, before, y > 0 || row > 0, over)));
+                    context(x > 0 || column > 0, before, y > 0 || row > firstRow_, over)));
   }
   if (residual.parts < kChromaMeansCoded) return;
   for (const auto& means : residual.means) writeLevels(writer, means, -1);
@@ -233,7 +238,7 @@ void PatchCoder::write(BitWriter& writer, const Residual& residual, int column, 
       const int over = lower ? counts[i - 2] : above.chroma[component][i + 2];
       counts[i] = static_cast<std::uint8_t>(
           writeLevels(writer, std::span(residual.chroma[component][i]).first(15),
-                      context(right || column > 0, before, lower || row > 0, over)));
+                      context(right || column > 0, before, lower || row > firstRow_, over)));
     }
   }
 }
@@ -281,6 +286,12 @@ void PatchCoder::extendEdges(const ReferencePicture& reference, const Done& done
               rows_ * kSide / 2, kMargin / 2);
 }
 
+BitWriter PatchCoder::beginSlice(int row, std::uint32_t frameNumber) const {
+  BitWriter writer;
+  writeSliceHeader(writer, shape_, static_cast<std::uint32_t>(row * columns_), frameNumber, qp_);
+  return writer;
+}
+
 std::optional<Bytes> PatchCoder::code(const PixelBuffer& picture,
                                       std::span<const PixelRect> changed,
                                       const ReferencePicture& reference, std::uint32_t frameNumber,
@@ -288,9 +299,12 @@ std::optional<Bytes> PatchCoder::code(const PixelBuffer& picture,
   if (!mark(changed)) return std::nullopt;
   for (Counts& counts : counts_) counts.row = -1;
   done_.clear();
-  BitWriter writer;
-  writeSliceHeader(writer, shape_, frameNumber, qp_);
-  std::uint32_t next = 0;  // the first macroblock that nothing has been written about
+  const auto columns = static_cast<std::uint32_t>(columns_);
+  firstRow_ = marked_.empty() ? 0 : static_cast<int>(marked_.front() / columns);
+  const int endRow = marked_.empty() ? rows_ : static_cast<int>(marked_.back() / columns) + 1;
+  BitWriter writer = beginSlice(firstRow_, frameNumber);
+  // The first macroblock that nothing has been written about.
+  auto next = static_cast<std::uint32_t>(firstRow_) * columns;
   for (const std::uint32_t index : marked_) {
     const int column = static_cast<int>(index) % columns_;
     const int row = static_cast<int>(index) / columns_;
@@ -312,20 +326,24 @@ std::optional<Bytes> PatchCoder::code(const PixelBuffer& picture,
     if (writer.size() > mostBytes) return std::nullopt;
     done_.push_back({column, row, rebuilt(predicted, residual)});
   }
-  const auto all = static_cast<std::uint32_t>(columns_ * rows_);
-  if (next < all) writer.expGolomb(all - next);
+  const std::uint32_t end = static_cast<std::uint32_t>(endRow) * columns;
+  if (next < end) writer.expGolomb(end - next);
   for (const Done& done : done_) put(reference, done);
   for (const Done& done : done_) extendEdges(reference, done);
 
   PixelRect area;  // macroblocks
   for (const Done& done : done_) area = united(area, {done.column, done.row, 1, 1});
-  const Bytes note = changedAreaUnit(area);
-  const Bytes payload = escape(writer.finish());
-  ByteWriter unit(note.size() + payload.size() + sizeof(std::uint32_t) + 1);
-  unit.append(note)
-      .u32(static_cast<std::uint32_t>(payload.size() + 1))
-      .u8(kReferenceSliceUnit)
-      .append(payload);
+  ByteWriter unit;
+  unit.append(changedAreaUnit(area));
+  const auto addUnchanged = [&](int first, int last) {
+    if (first == last) return;
+    BitWriter unchanged = beginSlice(first, frameNumber);
+    unchanged.expGolomb(static_cast<std::uint32_t>(last - first) * columns);
+    addSlice(unit, unchanged.finish());
+  };
+  addUnchanged(0, firstRow_);
+  addSlice(unit, writer.finish());
+  addUnchanged(endRow, rows_);
   return unit.take();
 }
 

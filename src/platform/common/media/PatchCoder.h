@@ -29,9 +29,11 @@ class PatchCoder {
   /// `picture` is the visible size, even in both directions.
   PatchCoder(PixelSize picture, const SliceShape& shape, int qp);
 
-  /// The access unit, each of its two units after its length as 4 big-endian bytes, of a picture
-  /// that equals the reference outside of `changed`; it says where it does not. Nothing, and the
-  /// reference as it was, when too much has changed or coding it takes more than `mostBytes`.
+  /// The access unit, each unit after its length as 4 big-endian bytes, of a picture that equals
+  /// the reference outside of `changed`; it says where it does not, and what lies above and below
+  /// are slices of their own, which a decoder that keeps the picture before may leave out.
+  /// Nothing, and the reference as it was, when too much has changed or coding it takes more than
+  /// `mostBytes`.
   [[nodiscard]] std::optional<Bytes> code(const PixelBuffer& picture,
                                           std::span<const PixelRect> changed,
                                           const ReferencePicture& reference,
@@ -62,6 +64,7 @@ class PatchCoder {
   /// False when nothing of it is worth coding.
   [[nodiscard]] bool reduce(const Pixels& wanted, const Pixels& predicted,
                             Residual& residual) const;
+  [[nodiscard]] BitWriter beginSlice(int row, std::uint32_t frameNumber) const;
   void write(BitWriter& writer, const Residual& residual, int column, int row);
   [[nodiscard]] Pixels rebuilt(const Pixels& predicted, const Residual& residual) const;
   void put(const ReferencePicture& reference, const Done& done) const;
@@ -75,6 +78,7 @@ class PatchCoder {
   const ResidualTransform luma_;
   const ResidualTransform chroma_;
   std::vector<std::uint32_t> marked_;  // macroblocks that may have changed, in order
+  int firstRow_ = 0;                   // of the slice that they are in
   std::vector<Counts> counts_;         // the newest of each column
   std::vector<Done> done_;
 };

@@ -9,7 +9,8 @@ constexpr std::size_t kSequenceFixedBytes = 4;  // NAL header, profile, constrai
 constexpr std::uint32_t kOrderIsDecodingOrder = 2;
 constexpr std::uint32_t kOnlyPSlices = 5;
 constexpr std::uint8_t kUnitTypeMask = 31;
-constexpr std::uint8_t kFreshPicture = 5;  // NAL unit type
+constexpr std::uint8_t kDependentPicture = 1;  // NAL unit type
+constexpr std::uint8_t kFreshPicture = 5;
 // More than the fields of a slice header up to its frame number can take.
 constexpr std::size_t kHeaderStart = 16;
 
@@ -87,9 +88,9 @@ std::optional<SliceShape> SliceShape::read(const ParameterSets& sets) {
   return shape;
 }
 
-void writeSliceHeader(BitWriter& writer, const SliceShape& shape, std::uint32_t frameNumber,
-                      int qp) {
-  writer.expGolomb(0);  // first macroblock
+void writeSliceHeader(BitWriter& writer, const SliceShape& shape, std::uint32_t first,
+                      std::uint32_t frameNumber, int qp) {
+  writer.expGolomb(first);
   writer.expGolomb(kOnlyPSlices);
   writer.expGolomb(0);  // picture parameter set
   writer.bits(frameNumber & ((1U << shape.frameNumberBits) - 1), shape.frameNumberBits);
@@ -98,6 +99,15 @@ void writeSliceHeader(BitWriter& writer, const SliceShape& shape, std::uint32_t 
   writer.bits(0, 1);  // kept as long as usual
   writer.signedExpGolomb(qp - shape.initialQp);
   writer.expGolomb(1);  // no deblocking
+}
+
+std::optional<std::uint32_t> firstMacroblock(ByteView unit) {
+  if (unit.empty() || (unit.front() & kUnitTypeMask) != kDependentPicture) return std::nullopt;
+  const Bytes head = unescape(unit.subspan(1, std::min(unit.size() - 1, kHeaderStart)));
+  BitReader reader(head);
+  const std::uint32_t first = reader.expGolomb();
+  if (reader.failed()) return std::nullopt;
+  return first;
 }
 
 void setFrameNumber(Bytes& slices, const SliceShape& shape, std::uint32_t frameNumber) {

@@ -21,11 +21,14 @@ struct SliceShape {
   [[nodiscard]] static std::optional<SliceShape> read(const ParameterSets& sets);
 };
 
-/// The header of the only slice of a P picture that others may refer to, not deblocked, up to its
-/// macroblocks. The NAL header is not part of it.
-void writeSliceHeader(BitWriter& writer, const SliceShape& shape, std::uint32_t frameNumber,
-                      int qp);
+/// The header of a slice of a P picture that others may refer to, not deblocked, up to its
+/// macroblocks, of which `first` is the first. The NAL header is not part of it.
+void writeSliceHeader(BitWriter& writer, const SliceShape& shape, std::uint32_t first,
+                      std::uint32_t frameNumber, int qp);
 constexpr std::uint8_t kReferenceSliceUnit = 0x41;  ///< the NAL header of such a slice
+
+/// The first macroblock of a slice, a NAL unit; nothing when it is another unit, or begins anew.
+[[nodiscard]] std::optional<std::uint32_t> firstMacroblock(ByteView unit);
 
 /// Gives every slice of a coded picture (NAL units after their length as 4 big-endian bytes) the
 /// frame number `frameNumber`. Pictures that start anew stay as they are: theirs is 0.
