@@ -29,11 +29,11 @@ DesktopLoss::~DesktopLoss() {
 }
 
 void DesktopLoss::report() {
-  if (!reported.exchange(true)) log("the desktop has gone; ending");
+  if (claim()) log("the desktop has gone; ending");
 }
 
-bool DesktopLoss::wasReported() {
-  return reported;
+bool DesktopLoss::claim() {
+  return !reported.exchange(true);
 }
 
 }  // namespace tessaline

@@ -15,7 +15,8 @@ class DesktopLoss {
 
   /// Writes the log line, once for the process, whoever notices first.
   static void report();
-  [[nodiscard]] static bool wasReported();
+  /// True for the first who asks, whose own line then takes the place of that one.
+  [[nodiscard]] static bool claim();
 };
 
 }  // namespace tessaline

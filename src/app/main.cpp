@@ -30,8 +30,8 @@ constexpr auto kSettlingLimit = 3s;
 /// process without the crash report that Qt would have the system make.
 void logToolkit(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text) {
   if (type == QtDebugMsg || type == QtInfoMsg) return;
-  // Of a desktop that has gone the log has its line already.
-  if (type == QtFatalMsg && DesktopLoss::wasReported()) std::_Exit(EXIT_FAILURE);
+  // Of a desktop that has gone the log may have its line already.
+  if (type == QtFatalMsg && !DesktopLoss::claim()) std::_Exit(EXIT_FAILURE);
   log("window system: " + text.toStdString());
   if (type == QtFatalMsg) std::_Exit(EXIT_FAILURE);
 }
