@@ -204,6 +204,29 @@ TEST_P(PatchCoding, SaysWhereAPictureDiffersFromTheOneBefore) {
   EXPECT_FALSE(picture->changed);
 }
 
+// Whoever sends may mean harm.
+TEST_P(PatchCoding, BrokenSlicesDoNoHarmAndTheNextKeyFrameIsShown) {
+  ASSERT_TRUE(show({}));
+  for (int frame = 1; frame < 300; ++frame) {
+    SCOPED_TRACE(frame);
+    const bool keyFrame = frame % 20 == 0;
+    const auto rect = somewhere(8 + static_cast<int>(random_() % 40), 18);
+    paint(rect);
+    time_ += 200ms;
+    const auto coded = encoder_->encode(desktop_.converted(), time_,
+                                        {.keyFrame = keyFrame, .changed = std::vector{rect}});
+    ASSERT_TRUE(coded);
+    Bytes sent = *coded->data;
+    for (int i = 0; i < 3 && !keyFrame; ++i) {
+      sent[sent.size() - 1 - random_() % (sent.size() / 2)] = static_cast<std::uint8_t>(random_());
+    }
+    const Picture picture = decoder_->decode(sent);
+    if (keyFrame) {
+      EXPECT_TRUE(picture);
+    }
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Sizes, PatchCoding,
                          testing::Values(PixelSize{640, 368}, PixelSize{322, 198},
                                          PixelSize{66, 50}));
