@@ -139,7 +139,9 @@ void DecodedPictures::decoded(const AVFrame& frame, const std::optional<PixelRec
   newest_.reset();
   for (const auto& piece : pieces_) {
     if (frame.data[0] == piece->memory.get()) newest_ = piece;
-    piece->stale = changed ? united(piece->stale, *changed) : piece->whole();
+    const PixelRect stale = piece->stale;
+    piece->stale = piece->whole();
+    if (changed) piece->stale = intersected(united(stale, *changed), piece->whole());
   }
   if (newest_) newest_->stale = {};
 }

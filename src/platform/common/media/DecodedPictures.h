@@ -29,7 +29,8 @@ class DecodedPictures {
   [[nodiscard]] std::optional<PixelSize> repeatable() const;
   /// What the next picture is to begin as: the newest one, or anything at all.
   void repeatNext(bool repeat) { repeat_ = repeat; }
-  /// `frame` has been decoded and differs from the newest only in `changed`, macroblocks.
+  /// `frame` has been decoded and differs from the newest only in `changed`, macroblocks, which may
+  /// reach beyond the picture.
   void decoded(const AVFrame& frame, const std::optional<PixelRect>& changed);
   /// What the newest picture is, is not known any more.
   void forget() { newest_ = nullptr; }

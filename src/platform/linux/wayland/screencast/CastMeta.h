@@ -24,8 +24,9 @@ inline bool castHasPicture(const spa_buffer& buffer) {
   if (buffer.n_datas == 0) return false;
   spa_chunk chunk{};
   std::memcpy(&chunk, buffer.datas[0].chunk, sizeof(chunk));
-  if (chunk.size == 0 || (chunk.flags & static_cast<int>(SPA_CHUNK_FLAG_CORRUPTED)) != 0)
+  if (chunk.size == 0 || (chunk.flags & static_cast<int>(SPA_CHUNK_FLAG_CORRUPTED)) != 0) {
     return false;
+  }
   const auto header = castMeta<spa_meta_header>(buffer, SPA_META_Header);
   return !header || (header->flags & SPA_META_HEADER_FLAG_CORRUPTED) == 0;
 }
